@@ -1,0 +1,342 @@
+/*
+ * OrvanePC — point-cloud viewing and editing module.
+ *
+ * The host gives the module a parent window and a cloud: a ".ovcf" octree file, or points in
+ * its own memory that the module indexes into such a file (the "cache"). The module shows the
+ * cloud in an OpenGL 4.5 child window with level of detail, lets the user select and delete
+ * points with unlimited undo, writes confirmed deletions into the file and hands the surviving
+ * points back.
+ *
+ * Conventions of every function below:
+ *  - No exception or crash crosses the interface for bad input. Failures are reported by the
+ *    result and by a per-thread English error text, read with PC_LastError. Success never
+ *    clears that text.
+ *  - Status results: PC_OK (0) success, PC_INVALID_HANDLE (1), PC_BAD_ARGUMENT (2),
+ *    PC_NO_CLOUD (3), PC_OPEN_FAILED (4), PC_NO_CONTEXT (5), PC_FAILED (6), PC_WRONG_STATE (7).
+ *  - Every function taking a PcView first checks the handle; an invalid one sets
+ *    "invalid view handle" and yields the value named "(invalid: ...)" below.
+ *  - Functions taking a view must be called on the thread that created it (the host's UI
+ *    thread): they may make its GL context current. Library-wide functions may be called from
+ *    any thread.
+ *  - Strings are zero-terminated UTF-8. Copy-out functions take (buffer, capacity): when the
+ *    buffer is non-null and capacity >= 1 they copy min(length, capacity - 1) bytes and a
+ *    terminating zero, and always return length + 1, so a null buffer asks for the size.
+ *  - Colours are 0xRRGGBB in an unsigned 32-bit value.
+ *
+ * Platforms: on Windows the parent is an HWND and the DLL exports exactly the 67 PC_ functions.
+ * On Linux the parent is an X11 Window id on the default display ($DISPLAY); since X11 has no
+ * window procedure, the host must call PC_X11ProcessEvents (a Linux-only extension, at the end)
+ * from its loop to dispatch the view window's pending input.
+ */
+#ifndef ORVANEPC_H
+#define ORVANEPC_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#define PC_API
+#define PC_CALL
+#elif defined(__GNUC__)
+#define PC_API __attribute__((visibility("default")))
+#define PC_CALL
+#else
+#define PC_API
+#define PC_CALL
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Handles, results, events ---------------------------------------------------------- */
+
+/* An opaque view handle: valid from PC_CreateView until PC_DestroyView starts. */
+typedef struct PcViewObject* PcView;
+
+/* The host's parent window: an HWND on Windows, an X11 Window id on Linux. */
+#if defined(_WIN32)
+typedef struct HWND__* PcParentWindow;
+#else
+typedef unsigned long PcParentWindow;
+#endif
+
+enum PcStatus {
+    PC_OK = 0,
+    PC_INVALID_HANDLE = 1,
+    PC_BAD_ARGUMENT = 2,
+    PC_NO_CLOUD = 3,
+    PC_OPEN_FAILED = 4,
+    PC_NO_CONTEXT = 5,
+    PC_FAILED = 6,
+    PC_WRONG_STATE = 7
+};
+
+enum PcEvent {
+    PC_EVENT_SELECTION_CHANGED = 0,
+    PC_EVENT_DELETIONS_CHANGED = 1,
+    PC_EVENT_FILE_STATE_CHANGED = 2,
+    PC_EVENT_TOOL_STATE_CHANGED = 3,
+    PC_EVENT_CLIP_BOX_CHANGED = 4,
+    PC_EVENT_CLOUD_OPENED = 5
+};
+
+enum PcLogLevel { PC_LOG_TRACE = 0, PC_LOG_DEBUG = 1, PC_LOG_INFO = 2, PC_LOG_WARN = 3, PC_LOG_ERROR = 4 };
+
+enum PcCacheCheck {
+    PC_CACHE_MATCHES = 0,
+    PC_CACHE_MISSING = 1,
+    PC_CACHE_INVALID = 2,
+    PC_CACHE_NEWER_VERSION = 3,
+    PC_CACHE_NO_SIGNATURE = 4,
+    PC_CACHE_COUNT_DIFFERS = 5,
+    PC_CACHE_MODIFIED = 6
+};
+
+/* The view's state, filled by PC_GetState and passed with every event. 80 bytes. */
+typedef struct PcViewState {
+    uint64_t pointCount;          /* points in the open cloud; 0 without one */
+    uint64_t selectedCount;       /* points currently selected */
+    uint64_t deletedCount;        /* points currently deleted */
+    int32_t hasUnsavedChanges;    /* 1 when deletions differ from the file */
+    int32_t canUndo;              /* 1 when a deletion can be undone */
+    uint32_t selectionTool;       /* 0 none, 1 rectangle, 2 circle, 3 polygon */
+    uint32_t combineMode;         /* 0 replace, 1 add, 2 subtract */
+    uint32_t rectTool;            /* 0 none, 1 zoom window, 2 clip box */
+    uint32_t polygonVertexCount;  /* vertices placed on the polygon outline */
+    int32_t hasClipBox;           /* 1 when a clip box is defined */
+    int32_t clipBoxActive;        /* 1 when a clip box is defined and on */
+    int32_t reserved;             /* always 0 */
+    uint32_t padding;
+    uint64_t lastSelectionFound;  /* points found by the last selection */
+    double lastSelectionSeconds;  /* duration of the last selection in seconds */
+} PcViewState;
+
+/* A parameter's description, filled by PC_GetParamInfo. 96 bytes. */
+typedef struct ParamInfo {
+    uint32_t id;
+    uint32_t kind; /* 0 real, 1 integer, 2 boolean, 3 choice */
+    double minimum;
+    double maximum;
+    double defaultValue;
+    double step;
+    uint32_t choiceCount;
+    uint32_t reserved; /* always 0 */
+    char key[48];      /* zero-terminated, at most 47 characters */
+} ParamInfo;
+
+/* Log lines (Italian), on whatever thread logged, under the module's log lock: the callback
+ * must not call back into the module's logging. */
+typedef void (*PcLogCallback)(int level, const char* message, void* userData);
+/* Events, on the thread that drove the view; state is valid only during the call. */
+typedef void (*PcEventCallback)(int event, const PcViewState* state, void* userData);
+/* Import progress: fraction done 0..1 (never decreasing); return 0 to cancel. */
+typedef int (*PcProgressCallback)(double fraction, void* userData);
+
+/* ---- Library ---------------------------------------------------------------------------- */
+
+/* 10000 for version 0.10.0 (major * 1000000 + minor * 1000 + patch). */
+PC_API int PC_CALL PC_Version(void);
+/* Copies this thread's last error text out; returns its length + 1 ("" gives 1). */
+PC_API int PC_CALL PC_LastError(char* buffer, int capacity);
+/* Installs (callback non-null) or removes the host's log sink; returns 0. */
+PC_API int PC_CALL PC_SetLogCallback(PcLogCallback callback, void* userData);
+/* Installs the crash handlers and opens the log file; programName may be null; returns 0. */
+PC_API int PC_CALL PC_InitializeDiagnostics(const char* programName);
+
+/* ---- View lifecycle --------------------------------------------------------------------- */
+
+/* Creates a view filling the parent's client area; null with the reason in PC_LastError. */
+PC_API PcView PC_CALL PC_CreateView(PcParentWindow parent);
+/* Closes the cloud, releases GL objects and the window, then frees the view. */
+PC_API void PC_CALL PC_DestroyView(PcView view);
+/* Follows the parent's client size (child window, camera, render targets); no drawing. */
+PC_API void PC_CALL PC_Resize(PcView view);
+/* Draws and presents a frame; 1 when another frame is wanted soon, else 0 (invalid: 0). */
+PC_API int PC_CALL PC_Render(PcView view);
+/* Stores the event callback and its user pointer (null removes). */
+PC_API void PC_CALL PC_SetEventCallback(PcView view, PcEventCallback callback, void* userData);
+/* Fills *state; status 0, 2 "state is null" (invalid: 1). */
+PC_API int PC_CALL PC_GetState(PcView view, PcViewState* state);
+
+/* ---- Cloud ------------------------------------------------------------------------------ */
+
+/* Opens a .ovcf file in the view and starts streaming it; status 0/1/2/4/5. */
+PC_API int PC_CALL PC_OpenFile(PcView view, const char* path);
+/* Stops the loader threads and releases the open cloud. */
+PC_API void PC_CALL PC_CloseCloud(PcView view);
+/* Points in the open cloud, 0 without one (invalid: 0). */
+PC_API uint64_t PC_CALL PC_PointCount(PcView view);
+/* 1 when deletions differ from what the file holds (invalid: 0). */
+PC_API int PC_CALL PC_HasUnsavedChanges(PcView view);
+/* Writes the deleted-points map into the file in place; status 0/1/3/6. */
+PC_API int PC_CALL PC_ConfirmChanges(PcView view);
+
+/* ---- Cache ------------------------------------------------------------------------------ */
+
+/* Copies the cache path of a cloud file ("dir/name_cache.ovcf"); returns its length + 1, or 0
+ * when cloudPath is null. */
+PC_API int PC_CALL PC_CachePathFor(const char* cloudPath, char* buffer, int capacity);
+/* Compares a cache with a point count and signature; returns a PcCacheCheck code. */
+PC_API int PC_CALL PC_CheckCache(const char* cachePath, int64_t pointCount, uint64_t signature);
+/* Computes the content signature the given points would have in that cache; status. */
+PC_API int PC_CALL PC_ComputeSignature(const char* cachePath, const double* xyz, const uint32_t* colors,
+                                       int64_t pointCount, uint64_t* outSignature);
+/* Builds the cache file from the host's points (xyz: 3 doubles a point; colors may be null). */
+PC_API int PC_CALL PC_BuildCacheFromMemory(const char* cachePath, const double* xyz, const uint32_t* colors,
+                                           int64_t pointCount, double step, PcProgressCallback progress,
+                                           void* userData);
+
+/* ---- Parameters and colours ------------------------------------------------------------- */
+
+/* 33. */
+PC_API int PC_CALL PC_ParamCount(void);
+/* Fills *info for parameter id; status 0, or 2 "info is null" / "unknown parameter". */
+PC_API int PC_CALL PC_GetParamInfo(int id, ParamInfo* info);
+/* Copies the key of choice `index` of parameter id ("" when there is none); returns length + 1. */
+PC_API int PC_CALL PC_GetChoiceName(int id, int index, char* buffer, int capacity);
+/* The parameter's current value; 0.0 for an unknown id (invalid: 0.0). */
+PC_API double PC_CALL PC_GetValue(PcView view, int id);
+/* Clamps and stores a value; status 0/1/2 ("unknown parameter"). */
+PC_API int PC_CALL PC_SetValue(PcView view, int id, double value);
+/* Colour slot 0..4 as 0xRRGGBB; 0 for an unknown slot (invalid: 0). */
+PC_API uint32_t PC_CALL PC_GetColor(PcView view, int slot);
+/* Stores colour slot 0..4; status 0/1/2 ("unknown colour"). */
+PC_API int PC_CALL PC_SetColor(PcView view, int slot, uint32_t rgb);
+/* Replaces the overlay lines (cut at line feeds); null or "" clears them. */
+PC_API void PC_CALL PC_SetOverlayText(PcView view, const char* text, uint32_t rgb);
+/* Saves the picture on screen as a PNG file; status 0/1/2/5/6. */
+PC_API int PC_CALL PC_SaveScreenshot(PcView view, const char* path);
+
+/* ---- Navigation ------------------------------------------------------------------------- */
+
+/* Fits the camera to the open cloud; nothing without one. */
+PC_API void PC_CALL PC_ZoomAll(PcView view);
+/* Turns to standard view 0..5 keeping the distance; other values give the default view. */
+PC_API void PC_CALL PC_SetStandardView(PcView view, int index);
+/* Arms a navigation tool for the left button: 0 none, 1 rotate, 2 pan; others ignored. */
+PC_API void PC_CALL PC_SetNavigationTool(PcView view, int tool);
+/* The armed navigation tool 0/1/2 (invalid: 0). */
+PC_API int PC_CALL PC_NavigationTool(PcView view);
+/* Locks or unlocks orbiting. */
+PC_API void PC_CALL PC_SetOrbitLocked(PcView view, int locked);
+/* 1 when orbiting is locked (invalid: 0). */
+PC_API int PC_CALL PC_OrbitLocked(PcView view);
+
+/* ---- Tools ------------------------------------------------------------------------------ */
+
+/* Arms selection tool 0 none, 1 rectangle, 2 circle, 3 polygon; larger values ignored. */
+PC_API void PC_CALL PC_SetSelectionTool(PcView view, int tool);
+/* The armed selection tool (invalid: 0). */
+PC_API int PC_CALL PC_GetSelectionTool(PcView view);
+/* Arms rectangle tool 0 none, 1 zoom window, 2 clip box; larger values ignored. */
+PC_API void PC_CALL PC_SetRectTool(PcView view, int tool);
+/* Cancels the running tool gestures. */
+PC_API void PC_CALL PC_CancelTools(PcView view);
+/* Closes the polygon and selects with it; status 0/1/7. */
+PC_API int PC_CALL PC_ConfirmPolygon(PcView view);
+/* Removes the polygon's last vertex; status 0/1/7. */
+PC_API int PC_CALL PC_RemoveLastVertex(PcView view);
+
+/* ---- Clip box --------------------------------------------------------------------------- */
+
+PC_API int PC_CALL PC_HasClipBox(PcView view);            /* 1 when defined (invalid: 0) */
+PC_API int PC_CALL PC_IsClipBoxActive(PcView view);       /* 1 when defined and on (invalid: 0) */
+PC_API void PC_CALL PC_SetClipBoxActive(PcView view, int active);
+PC_API void PC_CALL PC_ClearClipBox(PcView view);
+/* Scales the clip box's thickness; factors <= 0 are ignored. */
+PC_API void PC_CALL PC_ScaleClipBoxThickness(PcView view, double factor);
+
+/* ---- Plane by three points -------------------------------------------------------------- */
+
+PC_API void PC_CALL PC_StartPlaneByThreePoints(PcView view);
+PC_API void PC_CALL PC_CancelPlanePick(PcView view);
+/* Removes the last picked plane point; status 0/1/7. */
+PC_API int PC_CALL PC_RemoveLastPlanePoint(PcView view);
+/* 3 when the plane is complete, else points picked, or -1 when no pick runs (invalid: -1). */
+PC_API int PC_CALL PC_PlanePickState(PcView view);
+/* Copies normal xyz, centroid xyz, height ratio, inclination; 1 when copied, else 0. */
+PC_API int PC_CALL PC_GetLastPlane(PcView view, double* out8);
+
+/* ---- Cursor readout and picking --------------------------------------------------------- */
+
+PC_API void PC_CALL PC_SetCursorReadout(PcView view, int enabled);
+PC_API int PC_CALL PC_CursorReadout(PcView view);         /* flag (invalid: 0) */
+/* Copies the world point under the cursor; 1 when known, else 0. */
+PC_API int PC_CALL PC_GetCursorPoint(PcView view, double* out3);
+/* Colour of the point at window pixel (x, y), 0xFFFFFFFF for none (invalid: 0xFFFFFFFF). */
+PC_API uint32_t PC_CALL PC_PickColor(PcView view, double x, double y);
+
+/* ---- Selection -------------------------------------------------------------------------- */
+
+/* Combine mode 0 replace, 1 add, 2 subtract; larger values ignored. */
+PC_API void PC_CALL PC_SetCombineMode(PcView view, int mode);
+PC_API int PC_CALL PC_GetCombineMode(PcView view);        /* (invalid: 0) */
+PC_API void PC_CALL PC_SelectAll(PcView view);
+PC_API void PC_CALL PC_InvertSelection(PcView view);
+PC_API void PC_CALL PC_ClearSelection(PcView view);
+PC_API uint64_t PC_CALL PC_SelectedCount(PcView view);    /* (invalid: 0) */
+
+/* ---- Deletion --------------------------------------------------------------------------- */
+
+PC_API uint64_t PC_CALL PC_DeleteSelected(PcView view);   /* points deleted by this call */
+PC_API uint64_t PC_CALL PC_UndoDeletion(PcView view);     /* points restored by this call */
+PC_API uint64_t PC_CALL PC_RestoreAllDeleted(PcView view);/* points restored */
+PC_API uint64_t PC_CALL PC_DeletedCount(PcView view);
+PC_API uint64_t PC_CALL PC_SurvivingCount(PcView view);   /* point count - deleted count */
+
+/* ---- Reading points back ---------------------------------------------------------------- */
+
+/* All points (xyz: 3 doubles each; colors, showFlags may be null); count written or -1. */
+PC_API int64_t PC_CALL PC_ReadAllPoints(PcView view, double* xyz, uint32_t* colors, uint8_t* showFlags,
+                                        int64_t capacity, int sortByElevation, int hideOutsideClipBox);
+/* Only the points that survive deletion; count written or -1. */
+PC_API int64_t PC_CALL PC_ReadSurvivingPoints(PcView view, double* xyz, uint32_t* colors, int64_t capacity,
+                                              int sortByElevation);
+
+#if !defined(_WIN32)
+/* ---- Linux-only extension --------------------------------------------------------------- */
+
+/* Dispatches the view window's pending X11 events (input, size) on the calling thread, as a
+ * window procedure would on Windows; returns the number of events handled (invalid: 0). */
+PC_API int PC_CALL PC_X11ProcessEvents(PcView view);
+#endif
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+/* The records cross the host boundary: their layout is fixed. */
+#ifdef __cplusplus
+#define PC_STATIC_ASSERT(c, m) static_assert(c, m)
+#else
+#define PC_STATIC_ASSERT(c, m) _Static_assert(c, m)
+#endif
+PC_STATIC_ASSERT(sizeof(PcViewState) == 80, "PcViewState is 80 bytes");
+PC_STATIC_ASSERT(offsetof(PcViewState, pointCount) == 0, "pointCount at 0");
+PC_STATIC_ASSERT(offsetof(PcViewState, selectedCount) == 8, "selectedCount at 8");
+PC_STATIC_ASSERT(offsetof(PcViewState, deletedCount) == 16, "deletedCount at 16");
+PC_STATIC_ASSERT(offsetof(PcViewState, hasUnsavedChanges) == 24, "hasUnsavedChanges at 24");
+PC_STATIC_ASSERT(offsetof(PcViewState, canUndo) == 28, "canUndo at 28");
+PC_STATIC_ASSERT(offsetof(PcViewState, selectionTool) == 32, "selectionTool at 32");
+PC_STATIC_ASSERT(offsetof(PcViewState, combineMode) == 36, "combineMode at 36");
+PC_STATIC_ASSERT(offsetof(PcViewState, rectTool) == 40, "rectTool at 40");
+PC_STATIC_ASSERT(offsetof(PcViewState, polygonVertexCount) == 44, "polygonVertexCount at 44");
+PC_STATIC_ASSERT(offsetof(PcViewState, hasClipBox) == 48, "hasClipBox at 48");
+PC_STATIC_ASSERT(offsetof(PcViewState, clipBoxActive) == 52, "clipBoxActive at 52");
+PC_STATIC_ASSERT(offsetof(PcViewState, reserved) == 56, "reserved at 56");
+PC_STATIC_ASSERT(offsetof(PcViewState, lastSelectionFound) == 64, "lastSelectionFound at 64");
+PC_STATIC_ASSERT(offsetof(PcViewState, lastSelectionSeconds) == 72, "lastSelectionSeconds at 72");
+PC_STATIC_ASSERT(sizeof(ParamInfo) == 96, "ParamInfo is 96 bytes");
+PC_STATIC_ASSERT(offsetof(ParamInfo, id) == 0, "id at 0");
+PC_STATIC_ASSERT(offsetof(ParamInfo, kind) == 4, "kind at 4");
+PC_STATIC_ASSERT(offsetof(ParamInfo, minimum) == 8, "minimum at 8");
+PC_STATIC_ASSERT(offsetof(ParamInfo, maximum) == 16, "maximum at 16");
+PC_STATIC_ASSERT(offsetof(ParamInfo, defaultValue) == 24, "default at 24");
+PC_STATIC_ASSERT(offsetof(ParamInfo, step) == 32, "step at 32");
+PC_STATIC_ASSERT(offsetof(ParamInfo, choiceCount) == 40, "choiceCount at 40");
+PC_STATIC_ASSERT(offsetof(ParamInfo, reserved) == 44, "reserved at 44");
+PC_STATIC_ASSERT(offsetof(ParamInfo, key) == 48, "key at 48");
+#undef PC_STATIC_ASSERT
+
+#endif /* ORVANEPC_H */

@@ -1,0 +1,2 @@
+// Keeps a subsystem library linkable before its first source file exists.
+namespace ovcf { void emptyPartAnchor() {} }

@@ -1,0 +1,41 @@
+// The module's one process-wide log: a ring of recent lines, standard error, the log file and
+// the host's sink. Lines are Italian; build a message only when logLevelThreshold() allows it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ovcf {
+
+enum LogLevel : int { LogTrace = 0, LogDebug = 1, LogInfo = 2, LogWarn = 3, LogError = 4 };
+
+using LogSink = void (*)(int level, const char* message, void* userData);
+
+// printf-style; the only way the module writes a line. Safe from any thread.
+void logLine(int level, const char* format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 2, 3)))
+#endif
+    ;
+
+// The smaller of the output and ring thresholds: a caller builds an INFO line only when this is
+// below 3, a TRACE line only when it is 0.
+int logLevelThreshold();
+
+// Installs (or, with a null function, removes) the host sink, under the log lock.
+void setLogSink(LogSink sink, void* userData);
+// Opens (truncating) the log file; an empty path closes it and succeeds.
+bool openLogFile(const char* utf8Path);
+void setStandardErrorEcho(bool enabled);
+// Copies the recent lines, oldest first, each ended by CR LF, zero-terminated; returns the
+// bytes written before the zero.
+std::size_t copyRecentLines(char* buffer, std::size_t capacity);
+
+// The five-character level name printed in lines ("INFO " with its blank).
+const char* logLevelName(int level);
+
+// Ring geometry, public for the crash report and the tests.
+constexpr int kLogRingSlots = 96;
+constexpr int kLogRingSlotBytes = 220;
+
+}  // namespace ovcf

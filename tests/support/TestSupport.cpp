@@ -1,0 +1,32 @@
+#include "TestSupport.h"
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace ovcf::test {
+
+TempDir::TempDir(const std::string& tag) {
+    static std::atomic<unsigned> counter{0};
+    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+    fs::path dir = fs::temp_directory_path() /
+                   (tag + "_" + std::to_string(stamp) + "_" + std::to_string(counter++));
+    fs::create_directories(dir);
+    const std::u8string utf8 = dir.generic_u8string();
+    path_.assign(utf8.begin(), utf8.end());
+}
+
+TempDir::~TempDir() {
+    std::error_code ignored;
+    fs::remove_all(fs::path(std::u8string(path_.begin(), path_.end())), ignored);
+}
+
+std::string TempDir::file(const std::string& name) const { return path_ + "/" + name; }
+
+std::string sharedDataFile(const std::string& name) { return std::string(ORVANE_SHARED_DATA_DIR) + "/" + name; }
+
+std::string sourceFile(const std::string& relative) { return std::string(ORVANE_SOURCE_DIR) + "/" + relative; }
+
+}  // namespace ovcf::test

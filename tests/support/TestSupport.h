@@ -1,0 +1,29 @@
+// Helpers shared by the test programs: scratch folders and the shared sample data.
+#pragma once
+
+#include <string>
+
+namespace ovcf::test {
+
+// A fresh folder under the system's temporary folder, removed with everything in it.
+class TempDir {
+public:
+    explicit TempDir(const std::string& tag = "orvane_test");
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::string& path() const { return path_; }
+    // path() + "/" + name, as UTF-8.
+    std::string file(const std::string& name) const;
+
+private:
+    std::string path_;
+};
+
+// A file of the shared LiDAR samples (../shared/data beside the checkout).
+std::string sharedDataFile(const std::string& name);
+// A file of this source tree.
+std::string sourceFile(const std::string& relative);
+
+}  // namespace ovcf::test
