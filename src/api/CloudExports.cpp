@@ -1,0 +1,40 @@
+// Opening and closing a cloud in a view, and confirming deletions into its file.
+#include "OrvanePC.h"
+#include "api/ExportGuard.h"
+#include "api/LastError.h"
+
+using namespace ovcf;
+
+extern "C" {
+
+PC_API int PC_CALL PC_OpenFile(PcView handle, const char* path) {
+    return guarded(handle, 1, 6, [&](PcViewObject& view) {
+        if (!path || !*path) {
+            setLastError("the path is empty");
+            return 2;
+        }
+        setLastError("this build cannot open clouds yet");
+        return 4;
+    });
+}
+
+PC_API void PC_CALL PC_CloseCloud(PcView handle) {
+    guardedVoid(handle, [](PcViewObject&) {});
+}
+
+PC_API uint64_t PC_CALL PC_PointCount(PcView handle) {
+    return guarded<uint64_t>(handle, 0, 0, [](PcViewObject&) { return uint64_t{0}; });
+}
+
+PC_API int PC_CALL PC_HasUnsavedChanges(PcView handle) {
+    return guarded(handle, 0, 0, [](PcViewObject&) { return 0; });
+}
+
+PC_API int PC_CALL PC_ConfirmChanges(PcView handle) {
+    return guarded(handle, 1, 6, [](PcViewObject&) {
+        setLastError("no cloud is open");
+        return 3;
+    });
+}
+
+}  // extern "C"

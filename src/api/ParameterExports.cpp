@@ -1,0 +1,65 @@
+// The parameter table, colour slots and the overlay text.
+#include "OrvanePC.h"
+#include "api/ExportGuard.h"
+#include "api/LastError.h"
+
+using namespace ovcf;
+
+extern "C" {
+
+PC_API int PC_CALL PC_ParamCount(void) { return 33; }
+
+PC_API int PC_CALL PC_GetParamInfo(int id, ParamInfo* info) {
+    if (!info) {
+        setLastError("info is null");
+        return 2;
+    }
+    setLastError("unknown parameter");
+    return 2;
+}
+
+PC_API int PC_CALL PC_GetChoiceName(int id, int index, char* buffer, int capacity) {
+    return copyOut(std::string(), buffer, capacity);
+}
+
+PC_API double PC_CALL PC_GetValue(PcView handle, int id) {
+    return guarded(handle, 0.0, 0.0, [](PcViewObject&) { return 0.0; });
+}
+
+PC_API int PC_CALL PC_SetValue(PcView handle, int id, double value) {
+    return guarded(handle, 1, 6, [](PcViewObject&) {
+        setLastError("unknown parameter");
+        return 2;
+    });
+}
+
+PC_API uint32_t PC_CALL PC_GetColor(PcView handle, int slot) {
+    return guarded<uint32_t>(handle, 0, 0, [](PcViewObject&) { return uint32_t{0}; });
+}
+
+PC_API int PC_CALL PC_SetColor(PcView handle, int slot, uint32_t rgb) {
+    return guarded(handle, 1, 6, [](PcViewObject&) {
+        setLastError("unknown colour");
+        return 2;
+    });
+}
+
+PC_API void PC_CALL PC_SetOverlayText(PcView handle, const char* text, uint32_t rgb) {
+    guardedVoid(handle, [&](PcViewObject& view) {
+        view.overlayText = text ? text : "";
+        view.overlayColor = rgb & 0xFFFFFF;
+    });
+}
+
+PC_API int PC_CALL PC_SaveScreenshot(PcView handle, const char* path) {
+    return guarded(handle, 1, 6, [&](PcViewObject&) {
+        if (!path || !*path) {
+            setLastError("the path is empty");
+            return 2;
+        }
+        setLastError("this build cannot save screenshots yet");
+        return 6;
+    });
+}
+
+}  // extern "C"

@@ -1,0 +1,41 @@
+// The object behind a view handle. The handle is its address; the first 32-bit word is the tag
+// that tells a live view from anything else.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "OrvanePC.h"
+#include "platform/ViewWindow.h"
+#include "view/ViewController.h"
+
+constexpr std::uint32_t kViewTag = 0x4F565748;  // 'OVWH'
+
+struct PcViewObject {
+    std::uint32_t tag = kViewTag;
+    std::unique_ptr<ovcf::ViewWindow> window;
+    std::unique_ptr<ovcf::ViewController> controller;
+    bool glReady = false;
+    std::string overlayText;
+    std::uint32_t overlayColor = 0xFFFFFF;
+    PcEventCallback eventCallback = nullptr;
+    void* eventUserData = nullptr;
+    std::int32_t hoveredNode = -1;
+    // Telling a right click from a right drag.
+    std::int32_t pointerPressed = 0;
+    double pressX = 0.0;
+    double pressY = 0.0;
+    bool pressMoved = false;
+};
+
+namespace ovcf {
+
+// The handle check of every export: null or a wrong tag sets "invalid view handle".
+PcViewObject* checkView(PcView handle);
+// Fills the host's state record from the view.
+void fillViewState(const PcViewObject& view, PcViewState& state);
+// Calls the host's event callback, if any, with a fresh state record.
+void emitViewEvent(PcViewObject& view, int event);
+
+}  // namespace ovcf

@@ -1,0 +1,24 @@
+// The demo host's own top-level window, one implementation per window system.
+#pragma once
+
+#include <memory>
+
+#include "OrvanePC.h"
+
+struct HostEvent {
+    enum Type { NoEvent, Close, Resized, Key, Repaint } type = NoEvent;
+    int key = 0;  // Windows virtual-key numbering ('A'..'Z', '0'..'9', 27 Escape)
+};
+
+class HostWindow {
+public:
+    virtual ~HostWindow() = default;
+    static std::unique_ptr<HostWindow> create(const char* title, int width, int height);
+
+    virtual PcParentWindow parentHandle() const = 0;
+    // Waits for the next event of the host window (timeoutMs < 0: block; 0: poll).
+    virtual HostEvent nextEvent(int timeoutMs) = 0;
+    // Lets the module dispatch its view window's own events (X11: the view has no window procedure).
+    virtual void pumpView(PcView view) = 0;
+    virtual void resize(int width, int height) = 0;
+};

@@ -1,0 +1,85 @@
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+#include <poll.h>
+
+#include "HostWindow.h"
+
+namespace {
+
+class X11HostWindow final : public HostWindow {
+public:
+    ~X11HostWindow() override {
+        if (display_) {
+            XDestroyWindow(display_, window_);
+            XCloseDisplay(display_);
+        }
+    }
+
+    bool open(const char* title, int width, int height) {
+        display_ = XOpenDisplay(nullptr);
+        if (!display_) return false;
+        const int screen = DefaultScreen(display_);
+        window_ = XCreateSimpleWindow(display_, RootWindow(display_, screen), 0, 0, static_cast<unsigned>(width),
+                                      static_cast<unsigned>(height), 0, BlackPixel(display_, screen),
+                                      BlackPixel(display_, screen));
+        XStoreName(display_, window_, title);
+        XSelectInput(display_, window_, StructureNotifyMask | KeyPressMask | ExposureMask);
+        deleteMessage_ = XInternAtom(display_, "WM_DELETE_WINDOW", False);
+        XSetWMProtocols(display_, window_, &deleteMessage_, 1);
+        XMapWindow(display_, window_);
+        XSync(display_, False);
+        return true;
+    }
+
+    PcParentWindow parentHandle() const override { return window_; }
+
+    HostEvent nextEvent(int timeoutMs) override {
+        HostEvent result;
+        if (XPending(display_) == 0) {
+            if (timeoutMs == 0) return result;
+            pollfd fd{ConnectionNumber(display_), POLLIN, 0};
+            if (poll(&fd, 1, timeoutMs) <= 0) return result;
+            if (XPending(display_) == 0) return result;
+        }
+        XEvent event;
+        XNextEvent(display_, &event);
+        switch (event.type) {
+            case ConfigureNotify: result.type = HostEvent::Resized; break;
+            case Expose: result.type = HostEvent::Repaint; break;
+            case ClientMessage:
+                if (static_cast<Atom>(event.xclient.data.l[0]) == deleteMessage_) result.type = HostEvent::Close;
+                break;
+            case KeyPress: {
+                const KeySym sym = XLookupKeysym(&event.xkey, 0);
+                result.type = HostEvent::Key;
+                if (sym >= XK_a && sym <= XK_z) result.key = static_cast<int>('A' + (sym - XK_a));
+                else if (sym >= XK_0 && sym <= XK_9) result.key = static_cast<int>('0' + (sym - XK_0));
+                else if (sym == XK_Escape) result.key = 27;
+                break;
+            }
+            default: break;
+        }
+        return result;
+    }
+
+    void pumpView(PcView view) override { PC_X11ProcessEvents(view); }
+
+    void resize(int width, int height) override {
+        XResizeWindow(display_, window_, static_cast<unsigned>(width), static_cast<unsigned>(height));
+        XSync(display_, False);
+    }
+
+private:
+    Display* display_ = nullptr;
+    Window window_ = 0;
+    Atom deleteMessage_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<HostWindow> HostWindow::create(const char* title, int width, int height) {
+    auto window = std::make_unique<X11HostWindow>();
+    if (!window->open(title, width, height)) return nullptr;
+    return window;
+}

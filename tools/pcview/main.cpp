@@ -1,0 +1,142 @@
+// pcview: the demo host. A top-level window with an OrvanePC view inside, the host's loop
+// calling PC_Render as the module asks, and a headless mode for machines without a screen.
+//
+//   pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png]
+//
+// Keys (in the window): C colour mode, E eye-dome lighting, X X-ray, +/- point size,
+// Z zoom all, 0-5 standard views, Q or closing the window quits.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "HostWindow.h"
+#include "OrvanePC.h"
+
+namespace {
+
+struct Options {
+    std::string cloud;
+    std::string screenshot;
+    bool headless = false;
+    int frames = 30;
+    int width = 1024;
+    int height = 720;
+};
+
+std::string lastError() {
+    char text[1024];
+    PC_LastError(text, sizeof text);
+    return text;
+}
+
+void printLog(int level, const char* message, void*) {
+    static const char* const names[] = {"TRACE", "DEBUG", "INFO ", "WARN ", "ERROR"};
+    std::printf("[%s] %s\n", level >= 0 && level <= 4 ? names[level] : "?????", message);
+    std::fflush(stdout);
+}
+
+bool parse(int argc, char** argv, Options& options) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--headless") {
+            options.headless = true;
+        } else if (arg == "--frames" && i + 1 < argc) {
+            options.frames = std::atoi(argv[++i]);
+        } else if (arg == "--screenshot" && i + 1 < argc) {
+            options.screenshot = argv[++i];
+        } else if (arg == "--size" && i + 1 < argc) {
+            if (std::sscanf(argv[++i], "%dx%d", &options.width, &options.height) != 2) return false;
+        } else if (!arg.empty() && arg[0] != '-' && options.cloud.empty()) {
+            options.cloud = arg;
+        } else {
+            return false;
+        }
+    }
+    return options.width > 0 && options.height > 0;
+}
+
+void onKey(PcView view, int key) {
+    switch (key) {
+        case 'C': PC_SetValue(view, 1, static_cast<int>(PC_GetValue(view, 1) + 1) % 15); break;
+        case 'E': PC_SetValue(view, 8, PC_GetValue(view, 8) != 0.0 ? 0.0 : 1.0); break;
+        case 'X': PC_SetValue(view, 0, PC_GetValue(view, 0) == 2.0 ? 0.0 : 2.0); break;
+        case 0xBB: case 0x6B: PC_SetValue(view, 3, PC_GetValue(view, 3) + 1); break;
+        case 0xBD: case 0x6D: PC_SetValue(view, 3, PC_GetValue(view, 3) - 1); break;
+        case 'Z': PC_ZoomAll(view); break;
+        default:
+            if (key >= '0' && key <= '5') PC_SetStandardView(view, key - '0');
+            break;
+    }
+}
+
+int runInteractive(HostWindow& host, PcView view) {
+    bool wantFrame = true;
+    for (;;) {
+        const HostEvent event = host.nextEvent(wantFrame ? 0 : 16);
+        host.pumpView(view);
+        if (event.type == HostEvent::Close || (event.type == HostEvent::Key && event.key == 'Q')) return 0;
+        if (event.type == HostEvent::Key) onKey(view, event.key);
+        if (event.type != HostEvent::NoEvent) wantFrame = true;
+        if (wantFrame) wantFrame = PC_Render(view) == 1;
+    }
+}
+
+int runHeadless(HostWindow& host, PcView view, const Options& options) {
+    int more = 1;
+    for (int frame = 0; frame < options.frames || more; ++frame) {
+        host.nextEvent(0);
+        host.pumpView(view);
+        more = PC_Render(view);
+        if (frame > 100000) break;
+    }
+    // Exercise the resize path once, as a host would when its window changes.
+    host.resize(options.width / 2, options.height / 2);
+    host.nextEvent(10);
+    host.pumpView(view);
+    PC_Render(view);
+    host.resize(options.width, options.height);
+    host.nextEvent(10);
+    host.pumpView(view);
+    PC_Render(view);
+    if (!options.screenshot.empty()) {
+        if (PC_SaveScreenshot(view, options.screenshot.c_str()) == PC_OK)
+            std::printf("pcview: screenshot written to %s\n", options.screenshot.c_str());
+        else
+            std::printf("pcview: screenshot not written: %s\n", lastError().c_str());
+    }
+    std::printf("pcview: headless run finished\n");
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!parse(argc, argv, options)) {
+        std::fprintf(stderr, "usage: pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png]\n");
+        return 2;
+    }
+    char version[64];
+    std::snprintf(version, sizeof version, "OrvanePC %d", PC_Version());
+    std::printf("pcview: %s\n", version);
+    PC_SetLogCallback(&printLog, nullptr);
+
+    auto host = HostWindow::create("pcview - OrvanePC", options.width, options.height);
+    if (!host) {
+        std::fprintf(stderr, "pcview: cannot open the host window (is there a display?)\n");
+        return 1;
+    }
+    PcView view = PC_CreateView(host->parentHandle());
+    if (!view) {
+        std::fprintf(stderr, "pcview: PC_CreateView failed: %s\n", lastError().c_str());
+        return 1;
+    }
+    if (!options.cloud.empty() && PC_OpenFile(view, options.cloud.c_str()) != PC_OK)
+        std::fprintf(stderr, "pcview: cannot open %s: %s\n", options.cloud.c_str(), lastError().c_str());
+
+    const int result = options.headless ? runHeadless(*host, view, options) : runInteractive(*host, view);
+    PC_DestroyView(view);
+    PC_SetLogCallback(nullptr, nullptr);
+    return result;
+}
