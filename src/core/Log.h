@@ -12,11 +12,14 @@ enum LogLevel : int { LogTrace = 0, LogDebug = 1, LogInfo = 2, LogWarn = 3, LogE
 using LogSink = void (*)(int level, const char* message, void* userData);
 
 // printf-style; the only way the module writes a line. Safe from any thread.
-void logLine(int level, const char* format, ...)
-#if defined(__GNUC__)
-    __attribute__((format(printf, 2, 3)))
+#if defined(__MINGW32__)
+#define OVCF_PRINTF_FORMAT(f, a) __attribute__((format(gnu_printf, f, a)))  // C99 stdio is used there too
+#elif defined(__GNUC__)
+#define OVCF_PRINTF_FORMAT(f, a) __attribute__((format(printf, f, a)))
+#else
+#define OVCF_PRINTF_FORMAT(f, a)
 #endif
-    ;
+void logLine(int level, const char* format, ...) OVCF_PRINTF_FORMAT(2, 3);
 
 // The smaller of the output and ring thresholds: a caller builds an INFO line only when this is
 // below 3, a TRACE line only when it is 0.
