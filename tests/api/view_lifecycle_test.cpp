@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "OrvanePC.h"
+#include "TestParentWindow.h"
+
+namespace {
+
+using ovcf::test::TestParentWindow;
+
+std::string lastError() {
+    char text[256];
+    PC_LastError(text, sizeof text);
+    return text;
+}
+
+PcParentWindow asParent(std::uintptr_t handle) { return reinterpret_cast<PcParentWindow>(handle); }
+
+// The view's own window events: a window procedure on Windows, the drain call on X11.
+void pumpView(TestParentWindow& parent, PcView view) {
+    parent.flush();
+#if !defined(_WIN32)
+    PC_X11ProcessEvents(view);
+#endif
+}
+
+std::vector<std::string>* gLogLines = nullptr;
+void collectLog(int, const char* message, void*) {
+    if (gLogLines) gLogLines->push_back(message);
+}
+
+struct EventRecord {
+    int event;
+    PcViewState state;
+};
+
+void collectEvent(int event, const PcViewState* state, void* user) {
+    static_cast<std::vector<EventRecord>*>(user)->push_back({event, *state});
+}
+
+class ViewLifecycle : public ::testing::Test {
+protected:
+    void SetUp() override {
+        parent = TestParentWindow::create(320, 200);
+        ASSERT_TRUE(parent) << "no display";
+    }
+    std::unique_ptr<TestParentWindow> parent;
+};
+
+TEST_F(ViewLifecycle, CreateFillsTheParentAndLogsTheSize) {
+    std::vector<std::string> lines;
+    gLogLines = &lines;
+    PC_SetLogCallback(&collectLog, nullptr);
+    PcView view = PC_CreateView(asParent(parent->handle()));
+    PC_SetLogCallback(nullptr, nullptr);
+    gLogLines = nullptr;
+    ASSERT_NE(view, nullptr) << lastError();
+    EXPECT_EQ(parent->childCount(), 1);
+    int width = 0;
+    int height = 0;
+    ASSERT_TRUE(parent->windowSize(parent->firstChild(), width, height));
+    EXPECT_EQ(width, 320);
+    EXPECT_EQ(height, 200);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(), "vista creata: 320 x 200 pixel");
+    PC_DestroyView(view);
+}
+
+TEST_F(ViewLifecycle, RenderAndResizeFollowTheParent) {
+    PcView view = PC_CreateView(asParent(parent->handle()));
+    ASSERT_NE(view, nullptr) << lastError();
+    EXPECT_EQ(PC_Render(view), 0);  // nothing is loading: the picture is complete
+
+    parent->resizeClient(500, 260);
+    PC_Resize(view);
+    int width = 0;
+    int height = 0;
+    ASSERT_TRUE(parent->windowSize(parent->firstChild(), width, height));
+    EXPECT_EQ(width, 500);
+    EXPECT_EQ(height, 260);
+
+    parent->resizeClient(180, 90);
+    EXPECT_EQ(PC_Render(view), 0);  // the render call resizes first
+    ASSERT_TRUE(parent->windowSize(parent->firstChild(), width, height));
+    EXPECT_EQ(width, 180);
+    EXPECT_EQ(height, 90);
+    PC_DestroyView(view);
+}
+
+TEST_F(ViewLifecycle, StateStartsNeutralAndToolNumbersOutOfRangeAreIgnored) {
+    PcView view = PC_CreateView(asParent(parent->handle()));
+    ASSERT_NE(view, nullptr) << lastError();
+    EXPECT_EQ(PC_GetState(view, nullptr), 2);
+    EXPECT_EQ(lastError(), "state is null");
+
+    PC_SetSelectionTool(view, 2);
+    PC_SetRectTool(view, 1);
+    PC_SetCombineMode(view, 2);
+    PC_SetSelectionTool(view, 4);
+    PC_SetRectTool(view, 3);
+    PC_SetCombineMode(view, 3);
+    PC_SetSelectionTool(view, -1);
+    PcViewState state;
+    std::memset(&state, 0xCD, sizeof state);
+    ASSERT_EQ(PC_GetState(view, &state), 0);
+    EXPECT_EQ(state.pointCount, 0u);
+    EXPECT_EQ(state.selectedCount, 0u);
+    EXPECT_EQ(state.deletedCount, 0u);
+    EXPECT_EQ(state.selectionTool, 2u);
+    EXPECT_EQ(state.rectTool, 1u);
+    EXPECT_EQ(state.combineMode, 2u);
+    EXPECT_EQ(state.reserved, 0);
+    EXPECT_EQ(state.padding, 0u);
+    EXPECT_EQ(state.lastSelectionSeconds, 0.0);
+    PC_DestroyView(view);
+}
+
+TEST_F(ViewLifecycle, EscapeDisarmsTheNavigationToolAndTellsTheHost) {
+    PcView view = PC_CreateView(asParent(parent->handle()));
+    ASSERT_NE(view, nullptr) << lastError();
+    std::vector<EventRecord> events;
+    PC_SetEventCallback(view, &collectEvent, &events);
+    PC_SetNavigationTool(view, 2);
+    PC_SetNavigationTool(view, 3);  // ignored
+    EXPECT_EQ(PC_NavigationTool(view), 2);
+    parent->sendKey(parent->firstChild(), 27);
+    pumpView(*parent, view);
+    EXPECT_EQ(PC_NavigationTool(view), 0);
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].event, PC_EVENT_TOOL_STATE_CHANGED);
+    parent->sendKey(parent->firstChild(), 27);  // nothing armed: no event
+    pumpView(*parent, view);
+    EXPECT_EQ(events.size(), 1u);
+    PC_DestroyView(view);
+}
+
+TEST_F(ViewLifecycle, DestroyLeavesNoWindowAndTheStaleHandleFails) {
+    PcView view = PC_CreateView(asParent(parent->handle()));
+    ASSERT_NE(view, nullptr) << lastError();
+    const std::uintptr_t child = parent->firstChild();
+    ASSERT_NE(child, 0u);
+    PC_DestroyView(view);
+    EXPECT_EQ(parent->childCount(), 0);
+    EXPECT_FALSE(parent->windowExists(child));
+    // The memory was freed after its tag was cleared: the handle no longer passes the check.
+    EXPECT_EQ(PC_Render(view), 0);
+    EXPECT_EQ(lastError(), "invalid view handle");
+    PcViewState state;
+    EXPECT_EQ(PC_GetState(view, &state), 1);
+}
+
+TEST_F(ViewLifecycle, SeveralViewsLiveSideBySide) {
+    auto second = TestParentWindow::create(100, 80);
+    ASSERT_TRUE(second);
+    PcView a = PC_CreateView(asParent(parent->handle()));
+    PcView b = PC_CreateView(asParent(second->handle()));
+    ASSERT_NE(a, nullptr);
+    ASSERT_NE(b, nullptr);
+    EXPECT_EQ(PC_Render(a), 0);
+    EXPECT_EQ(PC_Render(b), 0);
+    PC_DestroyView(a);
+    EXPECT_EQ(PC_Render(b), 0);
+    EXPECT_EQ(second->childCount(), 1);
+    PC_DestroyView(b);
+    EXPECT_EQ(second->childCount(), 0);
+}
+
+TEST_F(ViewLifecycle, AnInvalidParentGivesItsMessageAndNoView) {
+    const int before = parent->childCount();
+    EXPECT_EQ(PC_CreateView(asParent(ovcf::test::invalidWindowHandle())), nullptr);
+    EXPECT_EQ(lastError(), "the parent window handle is not valid");
+    EXPECT_EQ(PC_CreateView(asParent(0)), nullptr);
+    EXPECT_EQ(lastError(), "the parent window handle is not valid");
+    EXPECT_EQ(parent->childCount(), before);
+}
+
+}  // namespace

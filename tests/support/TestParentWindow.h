@@ -1,0 +1,40 @@
+// A real top-level window for tests to embed views in, and the window-system messages a user
+// would cause, sent straight to a view's child window.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+namespace ovcf::test {
+
+class TestParentWindow {
+public:
+    virtual ~TestParentWindow() = default;
+    // Null when no display is available.
+    static std::unique_ptr<TestParentWindow> create(int clientWidth, int clientHeight);
+
+    virtual std::uintptr_t handle() const = 0;
+    virtual void resizeClient(int width, int height) = 0;
+    // Child windows of this window that still exist.
+    virtual int childCount() = 0;
+    // The first child window, 0 when there is none.
+    virtual std::uintptr_t firstChild() = 0;
+    // The client size of another window (the view's child).
+    virtual bool windowSize(std::uintptr_t window, int& width, int& height) = 0;
+    virtual bool windowExists(std::uintptr_t window) = 0;
+
+    // Input as the window system would deliver it to `child`; positions in client pixels.
+    virtual void sendButton(std::uintptr_t child, int button, bool down, int x, int y) = 0;
+    virtual void sendMove(std::uintptr_t child, int x, int y) = 0;
+    virtual void sendLeave(std::uintptr_t child) = 0;
+    virtual void sendWheel(std::uintptr_t child, int delta120, int x, int y) = 0;
+    virtual void sendKey(std::uintptr_t child, int virtualKey) = 0;
+    virtual void sendSize(std::uintptr_t child, int width, int height) = 0;
+    // Lets queued messages arrive (a no-op where sending is synchronous).
+    virtual void flush() = 0;
+};
+
+// A handle that names no window.
+std::uintptr_t invalidWindowHandle();
+
+}  // namespace ovcf::test
