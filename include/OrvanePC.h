@@ -214,7 +214,7 @@ PC_API int PC_CALL PC_SaveScreenshot(PcView view, const char* path);
 PC_API void PC_CALL PC_ZoomAll(PcView view);
 /* Turns to standard view 0..5 keeping the distance; other values give the default view. */
 PC_API void PC_CALL PC_SetStandardView(PcView view, int index);
-/* Arms a navigation tool for the left button: 0 none, 1 rotate, 2 pan; others ignored. */
+/* Arms a navigation tool for the left button: 0 none, 1 pan, 2 orbit; others ignored. */
 PC_API void PC_CALL PC_SetNavigationTool(PcView view, int tool);
 /* The armed navigation tool 0/1/2 (invalid: 0). */
 PC_API int PC_CALL PC_NavigationTool(PcView view);

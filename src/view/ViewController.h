@@ -11,7 +11,7 @@ struct ToolState {
     std::uint32_t selectionTool = 0;  // 0 none, 1 rectangle, 2 circle, 3 polygon
     std::uint32_t rectTool = 0;       // 0 none, 1 zoom window, 2 clip box
     std::uint32_t combineMode = 0;    // 0 replace, 1 add, 2 subtract
-    std::uint32_t navigationTool = 0; // 0 none, 1 rotate, 2 pan
+    std::uint32_t navigationTool = 0; // 0 none, 1 pan, 2 orbit
     bool orbitLocked = false;
     bool cursorReadout = false;
 };

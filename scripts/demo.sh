@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# The main job: installs what is missing (apt-get, as root), builds the library and the demo
+# host, and runs pcview. With a display it opens the window; without one it starts a private
+# Xvfb, renders headless and writes a screenshot to build/demo/pcview.png.
+#   scripts/demo.sh [CLOUD.ovcf | --windows] [pcview options]
+#   --windows runs the Windows build of the demo under Wine instead.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+"$root/scripts/install-deps.sh"
+
+windows=0
+if [ "${1:-}" = "--windows" ]; then windows=1; shift; fi
+
+headless=0
+if [ -z "${DISPLAY:-}" ] || ! xdpyinfo >/dev/null 2>&1; then
+  headless=1
+  # shellcheck source=xvfb.sh
+  source "$root/scripts/xvfb.sh"
+  start_private_xvfb
+fi
+
+mkdir -p build/demo
+shot="$root/build/demo/pcview.png"
+args=("$@")
+[ "$headless" -eq 1 ] && args+=(--headless --screenshot "$shot")
+
+if [ "$windows" -eq 1 ]; then
+  cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=Release -DORVANE_TESTS=OFF \
+    -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" >/dev/null
+  cmake --build build/windows -j"$(nproc)" --target pcview
+  export WINEPREFIX="$root/build/windows/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+  wine build/windows/bin/pcview.exe "${args[@]}"
+else
+  cmake -S . -B build/native -DCMAKE_BUILD_TYPE=Release >/dev/null
+  cmake --build build/native -j"$(nproc)" --target pcview
+  build/native/bin/pcview "${args[@]}"
+fi
+
+if [ "$headless" -eq 1 ] && [ ! -s "$shot" ]; then
+  # Until the view saves its own pictures, the screen of the private X server is captured.
+  xwd -root -silent | convert xwd:- "$shot" && echo "demo: screenshot of the X screen written to $shot"
+fi

@@ -1,0 +1,85 @@
+#!/usr/bin/env bash
+# The whole test suite, from a fresh Debian 12 machine: installs what is missing (apt-get, as
+# root), starts a private Xvfb, then builds and tests
+#   1. the Linux library natively (Mesa llvmpipe through GLX),
+#   2. the Windows DLL with MinGW-w64, its tests run under Wine (WGL on llvmpipe),
+#   3. the portable core again with AddressSanitizer + UndefinedBehaviorSanitizer,
+#   4. the threaded file and import code with ThreadSanitizer,
+#   5. a short libFuzzer run of the file reader.
+# Build trees go to build/ in the checkout. Exit status 0 only when everything passed.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+FUZZ_SECONDS=${FUZZ_SECONDS:-60}
+jobs=$(nproc)
+
+"$root/scripts/install-deps.sh"
+# shellcheck source=xvfb.sh
+source "$root/scripts/xvfb.sh"
+start_private_xvfb
+
+passed=0
+failed=0
+summary=()
+run_ctest() {  # name, build dir, extra ctest args...
+  local name=$1 dir=$2
+  shift 2
+  local log="$dir/ctest.log" status=0
+  echo "== $name: ctest"
+  ctest --test-dir "$dir" --output-on-failure "$@" 2>&1 | tee "$log" || status=$?
+  local line
+  line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -n 1 || true)
+  if [ -n "$line" ]; then
+    local total fails
+    total=$(sed -E 's/.*out of ([0-9]+).*/\1/' <<<"$line")
+    fails=$(sed -E 's/.*passed, ([0-9]+) tests? failed.*/\1/' <<<"$line")
+    passed=$((passed + total - fails))
+    failed=$((failed + fails))
+  else
+    failed=$((failed + 1))
+  fi
+  [ "$status" -eq 0 ] || failed=$((failed > 0 ? failed : 1))
+  summary+=("$name: ${line:-no result}")
+}
+
+echo "== native build"
+cmake -S . -B build/native -DCMAKE_BUILD_TYPE=Release -DORVANE_BENCH=ON >/dev/null
+cmake --build build/native -j"$jobs"
+run_ctest native build/native
+
+echo "== Windows build (MinGW-w64)"
+cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=Release \
+  -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" >/dev/null
+cmake --build build/windows -j"$jobs"
+export WINEPREFIX="$root/build/windows/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+echo "== preparing the Wine prefix"
+wineboot -i >/dev/null 2>&1 || true
+run_ctest windows-under-wine build/windows
+wineserver -k >/dev/null 2>&1 || true
+unset WINEPREFIX WINEDEBUG WINEDLLOVERRIDES
+
+echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
+cmake -S . -B build/asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANE_SANITIZE=address,undefined \
+  -DORVANE_DEMO=OFF >/dev/null
+cmake --build build/asan -j"$jobs"
+ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS="suppressions=$root/scripts/lsan.supp:print_suppressions=0" \
+UBSAN_OPTIONS=print_stacktrace=1 run_ctest asan+ubsan build/asan
+
+echo "== ThreadSanitizer build (file and import code)"
+cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANE_SANITIZE=thread -DORVANE_DEMO=OFF >/dev/null
+cmake --build build/tsan -j"$jobs" --target ovcf_tests import_tests 2>/dev/null || cmake --build build/tsan -j"$jobs" --target ovcf_tests
+TSAN_OPTIONS="halt_on_error=1" run_ctest tsan build/tsan -R '^(ovcf|import)$'
+
+if [ -x "$root/scripts/run-fuzz.sh" ]; then
+  echo "== fuzzing the file reader for ${FUZZ_SECONDS} s"
+  if "$root/scripts/run-fuzz.sh" "$FUZZ_SECONDS"; then
+    passed=$((passed + 1)); summary+=("fuzz: no finding in ${FUZZ_SECONDS} s")
+  else
+    failed=$((failed + 1)); summary+=("fuzz: FAILED")
+  fi
+fi
+
+echo
+printf '%s\n' "${summary[@]}"
+echo "tests: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]
