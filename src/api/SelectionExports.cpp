@@ -9,12 +9,12 @@ extern "C" {
 
 PC_API void PC_CALL PC_SetCombineMode(PcView handle, int mode) {
     guardedVoid(handle, [&](PcViewObject& view) {
-        if (mode >= 0 && mode <= 2) view.controller->tools.combineMode = static_cast<uint32_t>(mode);
+        if (mode >= 0) view.controller->settings.selection.setCombineMode(static_cast<uint32_t>(mode));
     });
 }
 
 PC_API int PC_CALL PC_GetCombineMode(PcView handle) {
-    return guarded(handle, 0, 0, [](PcViewObject& view) { return static_cast<int>(view.controller->tools.combineMode); });
+    return guarded(handle, 0, 0, [](PcViewObject& view) { return static_cast<int>(view.controller->settings.selection.combineMode); });
 }
 
 PC_API void PC_CALL PC_SelectAll(PcView handle) { guardedVoid(handle, [](PcViewObject&) {}); }

@@ -1,6 +1,7 @@
 // Selection and rectangle tools, clip box, plane by three points, cursor readout, colour pick.
 #include "OrvanePC.h"
 #include "api/ExportGuard.h"
+#include "api/InputDispatch.h"
 #include "api/LastError.h"
 
 using namespace ovcf;
@@ -10,7 +11,10 @@ extern "C" {
 PC_API void PC_CALL PC_SetSelectionTool(PcView handle, int tool) {
     guardedVoid(handle, [&](PcViewObject& view) {
         if (tool < 0 || tool > 3) return;
-        view.controller->tools.selectionTool = static_cast<uint32_t>(tool);
+        ToolState& tools = view.controller->tools;
+        tools.selectionTool = static_cast<uint32_t>(tool);
+        if (tool != 0) tools.rectTool = 0;  // one tool at a time on the left button
+        emitViewEvent(view, PC_EVENT_TOOL_STATE_CHANGED);
     });
 }
 
@@ -21,12 +25,18 @@ PC_API int PC_CALL PC_GetSelectionTool(PcView handle) {
 PC_API void PC_CALL PC_SetRectTool(PcView handle, int tool) {
     guardedVoid(handle, [&](PcViewObject& view) {
         if (tool < 0 || tool > 2) return;
-        view.controller->tools.rectTool = static_cast<uint32_t>(tool);
+        ToolState& tools = view.controller->tools;
+        tools.rectTool = static_cast<uint32_t>(tool);
+        if (tool != 0) tools.selectionTool = 0;
+        emitViewEvent(view, PC_EVENT_TOOL_STATE_CHANGED);
     });
 }
 
 PC_API void PC_CALL PC_CancelTools(PcView handle) {
-    guardedVoid(handle, [](PcViewObject&) {});
+    guardedVoid(handle, [](PcViewObject& view) {
+        view.navigation->setNavigationTool(NavigationNone);  // no event of its own
+        cancelViewTools(view);
+    });
 }
 
 PC_API int PC_CALL PC_ConfirmPolygon(PcView handle) {

@@ -19,6 +19,7 @@ void destroyViewObject(PcViewObject* view) {
     if (view->window) view->window->destroy();
     view->tag = 0;
     view->window.reset();
+    view->navigation.reset();
     view->controller.reset();
     delete view;
 }
@@ -44,6 +45,7 @@ PC_API PcView PC_CALL PC_CreateView(PcParentWindow parent) {
         }
         view->glReady = true;
         view->controller->resize(view->window->width(), view->window->height());
+        view->navigation = std::make_unique<NavigationController>(view->controller->camera);
         view->window->setInputSink(&dispatchInput, view);
         if (logLevelThreshold() < LogWarn)
             logLine(LogInfo, "vista creata: %d x %d pixel", view->window->width(), view->window->height());

@@ -32,7 +32,7 @@ void fillViewState(const PcViewObject& view, PcViewState& state) {
     if (view.controller) {
         const ToolState& tools = view.controller->tools;
         state.selectionTool = tools.selectionTool;
-        state.combineMode = tools.combineMode;
+        state.combineMode = view.controller->settings.selection.combineMode;
         state.rectTool = tools.rectTool;
     }
 }

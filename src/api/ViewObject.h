@@ -7,6 +7,8 @@
 #include <string>
 
 #include "OrvanePC.h"
+#include "navigation/NavigationController.h"
+#include "navigation/RightClickTracker.h"
 #include "platform/ViewWindow.h"
 #include "view/ViewController.h"
 
@@ -17,16 +19,13 @@ struct PcViewObject {
     std::unique_ptr<ovcf::ViewWindow> window;
     std::unique_ptr<ovcf::ViewController> controller;
     bool glReady = false;
+    std::unique_ptr<ovcf::NavigationController> navigation;  // made once the window exists
     std::string overlayText;
     std::uint32_t overlayColor = 0xFFFFFF;
     PcEventCallback eventCallback = nullptr;
     void* eventUserData = nullptr;
     std::int32_t hoveredNode = -1;
-    // Telling a right click from a right drag.
-    std::int32_t pointerPressed = 0;
-    double pressX = 0.0;
-    double pressY = 0.0;
-    bool pressMoved = false;
+    ovcf::RightClickTracker rightClick;  // telling a right click from a right drag
 };
 
 namespace ovcf {

@@ -5,11 +5,12 @@
 
 #include <cstdint>
 
+#include "view/InputEvent.h"
+
 #include "navigation/Camera.h"
 
 namespace ovcf {
 
-enum MouseButton : std::uint32_t { ButtonLeft = 0, ButtonRight = 1, ButtonMiddle = 2 };
 enum DragMode : std::uint32_t { DragNone = 0, DragPan = 1, DragOrbit = 2 };
 enum NavigationTool : std::uint32_t { NavigationNone = 0, NavigationPan = 1, NavigationOrbit = 2 };
 

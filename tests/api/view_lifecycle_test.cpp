@@ -96,8 +96,8 @@ TEST_F(ViewLifecycle, StateStartsNeutralAndToolNumbersOutOfRangeAreIgnored) {
     EXPECT_EQ(PC_GetState(view, nullptr), 2);
     EXPECT_EQ(lastError(), "state is null");
 
-    PC_SetSelectionTool(view, 2);
     PC_SetRectTool(view, 1);
+    PC_SetSelectionTool(view, 2);  // arming a selection tool disarms the rectangle tool
     PC_SetCombineMode(view, 2);
     PC_SetSelectionTool(view, 4);
     PC_SetRectTool(view, 3);
@@ -110,7 +110,7 @@ TEST_F(ViewLifecycle, StateStartsNeutralAndToolNumbersOutOfRangeAreIgnored) {
     EXPECT_EQ(state.selectedCount, 0u);
     EXPECT_EQ(state.deletedCount, 0u);
     EXPECT_EQ(state.selectionTool, 2u);
-    EXPECT_EQ(state.rectTool, 1u);
+    EXPECT_EQ(state.rectTool, 0u);
     EXPECT_EQ(state.combineMode, 2u);
     EXPECT_EQ(state.reserved, 0);
     EXPECT_EQ(state.padding, 0u);
@@ -126,6 +126,8 @@ TEST_F(ViewLifecycle, EscapeDisarmsTheNavigationToolAndTellsTheHost) {
     PC_SetNavigationTool(view, 2);
     PC_SetNavigationTool(view, 3);  // ignored
     EXPECT_EQ(PC_NavigationTool(view), 2);
+    ASSERT_EQ(events.size(), 1u);  // arming is news for the host too
+    events.clear();
     parent->sendKey(parent->firstChild(), 27);
     pumpView(*parent, view);
     EXPECT_EQ(PC_NavigationTool(view), 0);
