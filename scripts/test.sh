@@ -72,7 +72,7 @@ TSAN_OPTIONS="halt_on_error=1" run_ctest tsan build/tsan -R '^(ovcf|import)$'
 
 if [ -x "$root/scripts/run-fuzz.sh" ]; then
   echo "== fuzzing the file reader for ${FUZZ_SECONDS} s"
-  if "$root/scripts/run-fuzz.sh" "$FUZZ_SECONDS"; then
+  if "$root/scripts/run-fuzz.sh" "$FUZZ_SECONDS" "$root/build/fuzz"; then
     passed=$((passed + 1)); summary+=("fuzz: no finding in ${FUZZ_SECONDS} s")
   else
     failed=$((failed + 1)); summary+=("fuzz: FAILED")

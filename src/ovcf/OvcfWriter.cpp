@@ -1,0 +1,308 @@
+#include "OvcfWriter.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include <lz4.h>
+
+#include "ContentSignature.h"
+#include "Crc32.h"
+#include "MetadataText.h"
+#include "NodeBlockCodec.h"
+#include "core/Log.h"
+
+namespace ovcf {
+namespace {
+
+// The deleted-points map is written from a zeroed buffer of at most this size, so that clouds of
+// billions of points need no map in memory at build time.
+constexpr std::uint64_t kZeroChunk = 1u << 20;
+
+constexpr std::uint64_t kMaxRawSize = 0xFFFFFFFFu;  // the record's 32-bit raw size field
+constexpr std::uint32_t kMaxLevel = 0xFF;           // the record's 8-bit level field
+
+void growTo(std::vector<std::uint8_t>& buffer, std::size_t size) {
+    if (buffer.size() < size) buffer.resize(size);
+}
+
+}  // namespace
+
+OvcfWriter::~OvcfWriter() {
+    if (finished_ || !partial_) return;
+    file_.close();
+    if (path_.empty()) return;
+    if (logLevelThreshold() <= LogWarn) logLine(LogWarn, "import interrotto: cancello il file parziale '%s'", path_.c_str());
+    // Nothing more can be done about a failed deletion here; the caller has its own error.
+    SystemFile::deleteFile(path_);
+}
+
+bool OvcfWriter::open(const std::string& path, const OvcfWriterParams& params, std::string& error) {
+    if (file_.isOpen()) {
+        error = "OvcfWriter: file already open";
+        return false;
+    }
+    for (int axis = 0; axis < 3; ++axis) {
+        if (params.boundsMax[axis] < params.boundsMin[axis]) {
+            error = "OvcfWriter: invalid bounding box";
+            return false;
+        }
+    }
+    if (recordSizeForFormat(params.pointFormat) == 0) {
+        error = "OvcfWriter: unknown point format";
+        return false;
+    }
+    if (params.rootExponent < kMinRootExponent || params.rootExponent > kMaxRootExponent) {
+        error = "OvcfWriter: invalid root cube exponent";
+        return false;
+    }
+    try {
+        // A failed close of an earlier file still owes its deletion.
+        if (partial_ && !finished_ && !path_.empty()) SystemFile::deleteFile(path_);
+        if (!file_.open(path, SystemFile::Mode::Create)) {
+            error = "cannot create file '" + path + "': " + file_.lastErrorText();
+            partial_ = false;
+            return false;
+        }
+        path_ = path;
+        params_ = params;
+        recordSize_ = recordSizeForFormat(params.pointFormat);
+        records_.clear();
+        indexOfKey_.clear();
+        pointsWritten_ = 0;
+        signature_ = 0;
+        fileBytes_ = kHeaderSize;
+        storedBytes_ = 0;
+        rawBytes_ = 0;
+        deepestLevel_ = 0;
+        finished_ = false;
+        partial_ = true;
+        if (!writeZeros(kHeaderSize)) {
+            error = "writing the header failed: " + file_.lastErrorText();
+            file_.close();
+            partial_ = false;
+            SystemFile::deleteFile(path_);
+            return false;
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+        error = "OvcfWriter: out of memory";
+        return false;
+    }
+}
+
+bool OvcfWriter::writeNode(const NodeKey& key, const PointRecord* points, std::size_t count, std::string& error) {
+    if (!file_.isOpen()) {
+        error = "OvcfWriter: file not open";
+        return false;
+    }
+    try {
+        return writeNodeBlock(key, points, count, error);
+    } catch (const std::bad_alloc&) {
+        error = "OvcfWriter: out of memory";
+        return false;
+    }
+}
+
+bool OvcfWriter::writeNodeBlock(const NodeKey& key, const PointRecord* points, std::size_t count, std::string& error) {
+    if (key.level > kMaxLevel) {
+        error = "OvcfWriter: node level " + std::to_string(key.level) + " is too deep";
+        return false;
+    }
+    const std::string name = nodeName(key);
+    if (count > 0xFFFFFFFFull || std::uint64_t{count} * recordSize_ > kMaxRawSize) {
+        error = "node " + name + ": too many points for a single node";
+        return false;
+    }
+    if (indexOfKey_.count(key) != 0) {
+        error = "node " + name + " written twice";
+        return false;
+    }
+
+    const NodeOrigin origin = nodeOrigin(params_.rootOrigin, params_.rootExponent, key);
+    const std::size_t rawSize = count * recordSize_;
+    growTo(rawBlock_, rawSize);
+    encodeNodeBlock(points, count, params_.pointFormat, origin, rawBlock_.data());
+
+    std::uint64_t nodeSignature = 0;
+    for (std::size_t i = 0; i < count; ++i) nodeSignature += pointHashForFormat(points[i], params_.pointFormat);
+
+    const std::uint32_t crc = crc32(rawBlock_.data(), rawSize);
+
+    const std::uint8_t* stored = rawBlock_.data();
+    std::size_t storedSize = rawSize;
+    if (params_.compression && rawSize >= 1 && rawSize <= kMaxCompressibleRawSize) {
+        const int bound = LZ4_compressBound(static_cast<int>(rawSize));
+        growTo(compressedBlock_, static_cast<std::size_t>(bound));
+        const int packed = LZ4_compress_default(reinterpret_cast<const char*>(rawBlock_.data()),
+                                                reinterpret_cast<char*>(compressedBlock_.data()),
+                                                static_cast<int>(rawSize), bound);
+        if (packed >= 1 && static_cast<std::size_t>(packed) < rawSize) {
+            stored = compressedBlock_.data();
+            storedSize = static_cast<std::size_t>(packed);
+        }
+    }
+
+    std::uint64_t blockOffset = 0;
+    if (!file_.tell(blockOffset)) {
+        error = "cannot determine the file position: " + file_.lastErrorText();
+        return false;
+    }
+    if (!file_.write(stored, storedSize)) {
+        error = "writing node " + name + " failed: " + file_.lastErrorText();
+        return false;
+    }
+
+    const auto index = static_cast<std::uint32_t>(records_.size());
+    if (key.level > 0) {
+        const auto parent = indexOfKey_.find(parentKey(key));
+        if (parent == indexOfKey_.end()) {
+            error = "node " + name + " written before its parent (internal indexer error)";
+            return false;
+        }
+        const std::uint32_t octant = octantOf(key);
+        HierarchyRecord& parentRecord = records_[parent->second];
+        parentRecord.children[octant] = index;
+        parentRecord.childMask = static_cast<std::uint8_t>(parentRecord.childMask | (1u << octant));
+    }
+
+    HierarchyRecord record;
+    record.level = static_cast<std::uint8_t>(key.level);
+    record.pointCount = static_cast<std::uint32_t>(count);
+    record.keyX = key.x;
+    record.keyY = key.y;
+    record.keyZ = key.z;
+    record.crc = crc;
+    record.blockOffset = blockOffset;
+    record.storedSize = static_cast<std::uint32_t>(storedSize);
+    record.rawSize = static_cast<std::uint32_t>(rawSize);
+    record.firstPoint = pointsWritten_;
+    records_.push_back(record);
+    indexOfKey_.emplace(key, index);
+
+    pointsWritten_ += count;
+    signature_ += nodeSignature;
+    fileBytes_ += storedSize;
+    storedBytes_ += storedSize;
+    rawBytes_ += rawSize;
+    deepestLevel_ = std::max(deepestLevel_, key.level);
+
+    if (logLevelThreshold() <= LogTrace)
+        logLine(LogTrace, "nodo %s: %zu punti, %zu -> %zu byte", name.c_str(), count, rawSize, storedSize);
+    return true;
+}
+
+bool OvcfWriter::close(std::string& error) {
+    if (!file_.isOpen()) {
+        error = "OvcfWriter: file not open";
+        return false;
+    }
+    if (records_.empty()) {
+        error = "no node written: the cloud is empty";
+        return false;
+    }
+    try {
+        return writeTail(error);
+    } catch (const std::bad_alloc&) {
+        error = "OvcfWriter: out of memory";
+        return false;
+    }
+}
+
+bool OvcfWriter::writeZeros(std::uint64_t count) {
+    static const std::uint8_t kZeros[64] = {};
+    if (count <= sizeof kZeros) return file_.write(kZeros, static_cast<std::size_t>(count));
+    const std::vector<std::uint8_t> zeros(static_cast<std::size_t>(std::min(count, kZeroChunk)));
+    while (count > 0) {
+        const std::size_t chunk = static_cast<std::size_t>(std::min<std::uint64_t>(count, zeros.size()));
+        if (!file_.write(zeros.data(), chunk)) return false;
+        count -= chunk;
+    }
+    return true;
+}
+
+bool OvcfWriter::writeTail(std::string& error) {
+    std::uint64_t position = 0;
+    if (!file_.tell(position)) {
+        error = "cannot determine the file position: " + file_.lastErrorText();
+        return false;
+    }
+    const std::uint64_t hierarchyOffset = alignSection(position);
+    if (!writeZeros(hierarchyOffset - position)) {
+        error = "writing the padding failed: " + file_.lastErrorText();
+        return false;
+    }
+
+    const std::uint64_t hierarchySize = std::uint64_t{records_.size()} * kHierarchyRecordSize;
+    std::vector<std::uint8_t> table(static_cast<std::size_t>(hierarchySize));
+    encodeHierarchy(records_.data(), records_.size(), table.data());
+    if (!file_.write(table.data(), table.size())) {
+        error = "writing the hierarchy table failed: " + file_.lastErrorText();
+        return false;
+    }
+
+    const std::uint64_t mapOffset = hierarchyOffset + hierarchySize;
+    const std::uint64_t mapSize = deletedMapBytes(pointsWritten_);
+    if (!writeZeros(mapSize)) {
+        error = "writing the 'deleted' map failed: " + file_.lastErrorText();
+        return false;
+    }
+    const std::uint64_t mapEnd = mapOffset + mapSize;
+
+    const std::string metadata = composeMetadata(params_.source, localTimestamp());
+    std::uint64_t metadataOffset = 0;
+    if (!metadata.empty()) {
+        metadataOffset = alignSection(mapEnd);
+        if (!writeZeros(metadataOffset - mapEnd) || !file_.write(metadata.data(), metadata.size())) {
+            error = "writing the metadata failed: " + file_.lastErrorText();
+            return false;
+        }
+    }
+
+    FileHeader header;
+    std::memcpy(header.magic, kOvcfMagic.data(), kOvcfMagic.size());
+    header.versionMajor = kOvcfVersionMajor;
+    header.versionMinor = kOvcfVersionMinor;
+    header.flags = params_.compression ? kOvcfFlagLz4 : 0;
+    header.pointFormat = params_.pointFormat;
+    header.recordSize = recordSize_;
+    header.nodeCount = static_cast<std::uint32_t>(records_.size());
+    header.pointCount = pointsWritten_;
+    for (int axis = 0; axis < 3; ++axis) {
+        header.step[axis] = params_.step[axis];
+        header.offset[axis] = params_.offset[axis];
+        header.boundsMin[axis] = params_.boundsMin[axis];
+        header.boundsMax[axis] = params_.boundsMax[axis];
+        header.rootOrigin[axis] = params_.rootOrigin[axis];
+    }
+    header.rootExponent = params_.rootExponent;
+    header.deepestLevel = deepestLevel_;
+    header.gridSize = params_.gridSize;
+    header.maxNodePoints = params_.maxNodePoints;
+    header.hierarchyOffset = hierarchyOffset;
+    header.hierarchySize = hierarchySize;
+    header.deletedMapOffset = mapOffset;
+    header.deletedMapSize = mapSize;
+    header.deletedCount = 0;
+    header.buildSignature = signature_;
+    header.currentSignature = signature_;
+    header.metadataOffset = metadataOffset;
+    header.metadataSize = metadata.size();
+
+    std::uint8_t bytes[kHeaderSize];
+    encodeHeader(header, bytes);
+    if (!file_.seek(0) || !file_.write(bytes, sizeof bytes)) {
+        error = "rewriting the header failed: " + file_.lastErrorText();
+        return false;
+    }
+    if (!file_.close()) {
+        error = "closing the file failed: " + file_.lastErrorText();
+        return false;
+    }
+    finished_ = true;
+    partial_ = false;
+    fileBytes_ = mapEnd;
+    return true;
+}
+
+}  // namespace ovcf

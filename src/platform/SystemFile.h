@@ -1,0 +1,68 @@
+// A file opened in the share-all mode: any number of readers and one writer may hold the same
+// file at once (Windows: FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE). Paths are UTF-8
+// and opened in the platform's wide form. Offsets and sizes are 64-bit. Reads are positional, so
+// readers on different threads share no file position.
+//
+// Every failing call returns false and keeps the system's error, whose English description
+// lastErrorText() gives. No call throws. One object is used by one thread at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace ovcf {
+
+class SystemFile {
+public:
+    enum class Mode {
+        Read,       // existing file, read only
+        Create,     // created or truncated, read and write
+        ReadWrite,  // existing file, read and write, not truncated
+    };
+
+    SystemFile() = default;
+    ~SystemFile();  // closes, ignoring errors
+    SystemFile(const SystemFile&) = delete;
+    SystemFile& operator=(const SystemFile&) = delete;
+    SystemFile(SystemFile&& other) noexcept;
+    SystemFile& operator=(SystemFile&& other) noexcept;
+
+    // Closes any file already open first.
+    bool open(const std::string& utf8Path, Mode mode);
+    bool isOpen() const;
+    // Closes the file; false when the system reported an error while closing (the file is
+    // closed either way). Closing a closed file succeeds.
+    bool close();
+
+    // Reads exactly size bytes at offset; the position used by write() does not move. A read
+    // that ends early at the end of the file fails with "unexpected end of file".
+    bool readAt(std::uint64_t offset, void* buffer, std::size_t size);
+    // Writes all bytes at the current position and advances it (the position starts at 0).
+    bool write(const void* data, std::size_t size);
+    bool seek(std::uint64_t offset);
+    bool tell(std::uint64_t& offset);
+    bool size(std::uint64_t& bytes);
+
+    // The text of a read that ended early.
+    static constexpr const char* kEndOfFileText = "unexpected end of file";
+
+    // Description of the error of the last failing call ("unknown error" when none can be had).
+    std::string lastErrorText() const;
+    // The last failing call failed because the file or a folder of its path does not exist.
+    bool lastErrorIsNotFound() const;
+
+    // Removes a file; other handles opened in the share-all mode do not prevent it.
+    static bool deleteFile(const std::string& utf8Path);
+
+private:
+    void failWithSystemError();
+    void failWithEndOfFile();
+
+    std::intptr_t handle_ = -1;  // file descriptor or HANDLE
+    std::uint64_t position_ = 0; // all I/O is positional; this is write()'s position
+    int lastError_ = 0;          // errno or GetLastError() value; 0 with endOfFile_ for early ends
+    bool endOfFile_ = false;
+};
+
+}  // namespace ovcf

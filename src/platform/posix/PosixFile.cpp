@@ -1,0 +1,195 @@
+// SystemFile on POSIX: open() with O_CLOEXEC, pread/pwrite at 64-bit offsets. POSIX opens deny
+// nothing to other openers, which is the share-all mode the file code relies on.
+#include "platform/SystemFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+static_assert(sizeof(off_t) == 8, "64-bit file offsets are required");
+
+namespace ovcf {
+namespace {
+
+// strerror_r comes in a GNU and an XSI flavour; accept either.
+[[maybe_unused]] const char* pickMessage(int result, const char* buffer) { return result == 0 ? buffer : nullptr; }
+[[maybe_unused]] const char* pickMessage(const char* result, const char*) { return result; }
+
+int fd(std::intptr_t handle) { return static_cast<int>(handle); }
+
+// Keeps each transfer below what every kernel accepts in one call.
+constexpr std::size_t kMaxTransfer = std::size_t{1} << 30;
+
+}  // namespace
+
+SystemFile::~SystemFile() { close(); }
+
+SystemFile::SystemFile(SystemFile&& other) noexcept
+    : handle_(other.handle_), position_(other.position_), lastError_(other.lastError_), endOfFile_(other.endOfFile_) {
+    other.handle_ = -1;
+}
+
+SystemFile& SystemFile::operator=(SystemFile&& other) noexcept {
+    if (this != &other) {
+        close();
+        handle_ = other.handle_;
+        position_ = other.position_;
+        lastError_ = other.lastError_;
+        endOfFile_ = other.endOfFile_;
+        other.handle_ = -1;
+    }
+    return *this;
+}
+
+bool SystemFile::open(const std::string& utf8Path, Mode mode) {
+    close();
+    int flags = O_CLOEXEC;
+    switch (mode) {
+        case Mode::Read: flags |= O_RDONLY; break;
+        case Mode::Create: flags |= O_RDWR | O_CREAT | O_TRUNC; break;
+        case Mode::ReadWrite: flags |= O_RDWR; break;
+    }
+    int result;
+    do {
+        result = ::open(utf8Path.c_str(), flags, 0666);
+    } while (result < 0 && errno == EINTR);
+    if (result < 0) {
+        failWithSystemError();
+        return false;
+    }
+    handle_ = result;
+    position_ = 0;
+    return true;
+}
+
+bool SystemFile::isOpen() const { return handle_ >= 0; }
+
+bool SystemFile::close() {
+    if (handle_ < 0) return true;
+    const int result = ::close(fd(handle_));
+    handle_ = -1;
+    // After EINTR the descriptor is gone on Linux; retrying could close someone else's.
+    if (result != 0 && errno != EINTR) {
+        failWithSystemError();
+        return false;
+    }
+    return true;
+}
+
+bool SystemFile::readAt(std::uint64_t offset, void* buffer, std::size_t size) {
+    if (!isOpen()) {
+        errno = EBADF;
+        failWithSystemError();
+        return false;
+    }
+    auto* out = static_cast<std::uint8_t*>(buffer);
+    while (size > 0) {
+        if (offset > static_cast<std::uint64_t>(INT64_MAX)) {
+            failWithEndOfFile();
+            return false;
+        }
+        const ssize_t got = ::pread(fd(handle_), out, size < kMaxTransfer ? size : kMaxTransfer,
+                                    static_cast<off_t>(offset));
+        if (got < 0) {
+            if (errno == EINTR) continue;
+            failWithSystemError();
+            return false;
+        }
+        if (got == 0) {
+            failWithEndOfFile();
+            return false;
+        }
+        out += got;
+        offset += static_cast<std::uint64_t>(got);
+        size -= static_cast<std::size_t>(got);
+    }
+    return true;
+}
+
+bool SystemFile::write(const void* data, std::size_t size) {
+    if (!isOpen()) {
+        errno = EBADF;
+        failWithSystemError();
+        return false;
+    }
+    const auto* in = static_cast<const std::uint8_t*>(data);
+    while (size > 0) {
+        const ssize_t put = ::pwrite(fd(handle_), in, size < kMaxTransfer ? size : kMaxTransfer,
+                                     static_cast<off_t>(position_));
+        if (put < 0) {
+            if (errno == EINTR) continue;
+            failWithSystemError();
+            return false;
+        }
+        if (put == 0) {  // no progress and no error: treat as a full device
+            errno = ENOSPC;
+            failWithSystemError();
+            return false;
+        }
+        in += put;
+        position_ += static_cast<std::uint64_t>(put);
+        size -= static_cast<std::size_t>(put);
+    }
+    return true;
+}
+
+bool SystemFile::seek(std::uint64_t offset) {
+    if (handle_ < 0 || offset > static_cast<std::uint64_t>(INT64_MAX)) {
+        errno = handle_ < 0 ? EBADF : EINVAL;
+        failWithSystemError();
+        return false;
+    }
+    position_ = offset;
+    return true;
+}
+
+bool SystemFile::tell(std::uint64_t& offset) {
+    if (handle_ < 0) {
+        errno = EBADF;
+        failWithSystemError();
+        return false;
+    }
+    offset = position_;
+    return true;
+}
+
+bool SystemFile::size(std::uint64_t& bytes) {
+    if (!isOpen()) {
+        errno = EBADF;
+        failWithSystemError();
+        return false;
+    }
+    struct stat info;
+    if (::fstat(fd(handle_), &info) != 0) {
+        failWithSystemError();
+        return false;
+    }
+    bytes = static_cast<std::uint64_t>(info.st_size);
+    return true;
+}
+
+std::string SystemFile::lastErrorText() const {
+    if (endOfFile_) return kEndOfFileText;
+    if (lastError_ == 0) return "unknown error";
+    char buffer[256] = {};
+    const char* message = pickMessage(strerror_r(lastError_, buffer, sizeof buffer), buffer);
+    return message && *message ? std::string(message) : std::string("unknown error");
+}
+
+bool SystemFile::lastErrorIsNotFound() const { return !endOfFile_ && (lastError_ == ENOENT || lastError_ == ENOTDIR); }
+
+bool SystemFile::deleteFile(const std::string& utf8Path) { return ::unlink(utf8Path.c_str()) == 0; }
+
+void SystemFile::failWithSystemError() {
+    lastError_ = errno;
+    endOfFile_ = false;
+}
+
+void SystemFile::failWithEndOfFile() {
+    lastError_ = 0;
+    endOfFile_ = true;
+}
+
+}  // namespace ovcf

@@ -1,0 +1,244 @@
+// SystemFile on Windows: CreateFileW on the UTF-8 path converted to UTF-16, shared for reading,
+// writing and deletion so that readers, the writer and the commit of deletions coexist; reads and
+// writes carry their offset in an OVERLAPPED, so no call depends on the handle's file pointer.
+#include "platform/SystemFile.h"
+
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+
+#include <iterator>
+
+namespace ovcf {
+namespace {
+
+HANDLE toHandle(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
+
+constexpr DWORD kMaxTransfer = DWORD{1} << 30;
+
+bool widen(const std::string& utf8, std::wstring& wide) {
+    wide.clear();
+    if (utf8.empty()) {
+        SetLastError(ERROR_PATH_NOT_FOUND);
+        return false;
+    }
+    if (utf8.size() > 0x7FFFFFFF) {
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return false;
+    }
+    const int length = static_cast<int>(utf8.size());
+    const int needed = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), length, nullptr, 0);
+    if (needed <= 0) return false;
+    wide.resize(static_cast<std::size_t>(needed));
+    return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), length, wide.data(), needed) == needed;
+}
+
+std::string narrow(const wchar_t* text, int length) {
+    const int needed = WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
+    if (needed <= 0) return {};
+    std::string out(static_cast<std::size_t>(needed), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, length, out.data(), needed, nullptr, nullptr);
+    return out;
+}
+
+OVERLAPPED overlappedAt(std::uint64_t offset) {
+    OVERLAPPED overlapped{};
+    overlapped.Offset = static_cast<DWORD>(offset);
+    overlapped.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    return overlapped;
+}
+
+}  // namespace
+
+SystemFile::~SystemFile() { close(); }
+
+SystemFile::SystemFile(SystemFile&& other) noexcept
+    : handle_(other.handle_), position_(other.position_), lastError_(other.lastError_), endOfFile_(other.endOfFile_) {
+    other.handle_ = -1;
+}
+
+SystemFile& SystemFile::operator=(SystemFile&& other) noexcept {
+    if (this != &other) {
+        close();
+        handle_ = other.handle_;
+        position_ = other.position_;
+        lastError_ = other.lastError_;
+        endOfFile_ = other.endOfFile_;
+        other.handle_ = -1;
+    }
+    return *this;
+}
+
+bool SystemFile::open(const std::string& utf8Path, Mode mode) {
+    close();
+    std::wstring wide;
+    if (!widen(utf8Path, wide)) {
+        failWithSystemError();
+        return false;
+    }
+    DWORD access = GENERIC_READ;
+    DWORD disposition = OPEN_EXISTING;
+    if (mode == Mode::Create) {
+        access |= GENERIC_WRITE;
+        disposition = CREATE_ALWAYS;
+    } else if (mode == Mode::ReadWrite) {
+        access |= GENERIC_WRITE;
+    }
+    const HANDLE handle = CreateFileW(wide.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        failWithSystemError();
+        return false;
+    }
+    handle_ = reinterpret_cast<std::intptr_t>(handle);
+    position_ = 0;
+    return true;
+}
+
+bool SystemFile::isOpen() const { return handle_ != -1; }
+
+bool SystemFile::close() {
+    if (handle_ == -1) return true;
+    const BOOL closed = CloseHandle(toHandle(handle_));
+    handle_ = -1;
+    if (!closed) {
+        failWithSystemError();
+        return false;
+    }
+    return true;
+}
+
+bool SystemFile::readAt(std::uint64_t offset, void* buffer, std::size_t size) {
+    if (!isOpen()) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        failWithSystemError();
+        return false;
+    }
+    auto* out = static_cast<std::uint8_t*>(buffer);
+    while (size > 0) {
+        const DWORD chunk = size < kMaxTransfer ? static_cast<DWORD>(size) : kMaxTransfer;
+        OVERLAPPED overlapped = overlappedAt(offset);
+        DWORD got = 0;
+        if (!ReadFile(toHandle(handle_), out, chunk, &got, &overlapped)) {
+            if (GetLastError() == ERROR_HANDLE_EOF) {
+                failWithEndOfFile();
+            } else {
+                failWithSystemError();
+            }
+            return false;
+        }
+        if (got == 0) {
+            failWithEndOfFile();
+            return false;
+        }
+        out += got;
+        offset += got;
+        size -= got;
+    }
+    return true;
+}
+
+bool SystemFile::write(const void* data, std::size_t size) {
+    if (!isOpen()) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        failWithSystemError();
+        return false;
+    }
+    const auto* in = static_cast<const std::uint8_t*>(data);
+    while (size > 0) {
+        const DWORD chunk = size < kMaxTransfer ? static_cast<DWORD>(size) : kMaxTransfer;
+        OVERLAPPED overlapped = overlappedAt(position_);
+        DWORD put = 0;
+        if (!WriteFile(toHandle(handle_), in, chunk, &put, &overlapped)) {
+            failWithSystemError();
+            return false;
+        }
+        if (put == 0) {
+            SetLastError(ERROR_DISK_FULL);
+            failWithSystemError();
+            return false;
+        }
+        in += put;
+        position_ += put;
+        size -= put;
+    }
+    return true;
+}
+
+bool SystemFile::seek(std::uint64_t offset) {
+    if (handle_ == -1) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        failWithSystemError();
+        return false;
+    }
+    position_ = offset;
+    return true;
+}
+
+bool SystemFile::tell(std::uint64_t& offset) {
+    if (handle_ == -1) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        failWithSystemError();
+        return false;
+    }
+    offset = position_;
+    return true;
+}
+
+bool SystemFile::size(std::uint64_t& bytes) {
+    if (!isOpen()) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        failWithSystemError();
+        return false;
+    }
+    LARGE_INTEGER length{};
+    if (!GetFileSizeEx(toHandle(handle_), &length)) {
+        failWithSystemError();
+        return false;
+    }
+    bytes = static_cast<std::uint64_t>(length.QuadPart);
+    return true;
+}
+
+std::string SystemFile::lastErrorText() const {
+    if (endOfFile_) return kEndOfFileText;
+    if (lastError_ == 0) return "unknown error";
+    const DWORD code = static_cast<DWORD>(lastError_);
+    const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    wchar_t buffer[512];
+    DWORD length = FormatMessageW(flags, nullptr, code, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), buffer,
+                                  static_cast<DWORD>(std::size(buffer)), nullptr);
+    if (length == 0)
+        length = FormatMessageW(flags, nullptr, code, 0, buffer, static_cast<DWORD>(std::size(buffer)), nullptr);
+    // Messages end with ".\r\n"; the texts they are appended to have no final full stop.
+    while (length > 0 && (buffer[length - 1] == L'\r' || buffer[length - 1] == L'\n' || buffer[length - 1] == L' ' ||
+                          buffer[length - 1] == L'.'))
+        --length;
+    std::string text = length > 0 ? narrow(buffer, static_cast<int>(length)) : std::string();
+    return text.empty() ? std::string("unknown error") : text;
+}
+
+bool SystemFile::lastErrorIsNotFound() const {
+    return !endOfFile_ && (lastError_ == ERROR_FILE_NOT_FOUND || lastError_ == ERROR_PATH_NOT_FOUND);
+}
+
+bool SystemFile::deleteFile(const std::string& utf8Path) {
+    std::wstring wide;
+    return widen(utf8Path, wide) && DeleteFileW(wide.c_str()) != 0;
+}
+
+void SystemFile::failWithSystemError() {
+    lastError_ = static_cast<int>(GetLastError());
+    endOfFile_ = false;
+}
+
+void SystemFile::failWithEndOfFile() {
+    lastError_ = 0;
+    endOfFile_ = true;
+}
+
+}  // namespace ovcf
