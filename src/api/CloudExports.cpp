@@ -13,17 +13,31 @@ PC_API int PC_CALL PC_OpenFile(PcView handle, const char* path) {
             setLastError("the path is empty");
             return 2;
         }
-        setLastError("this build cannot open clouds yet");
-        return 4;
+        if (!view.window->makeCurrent()) {
+            setLastError("cannot activate the OpenGL context");
+            return 5;
+        }
+        std::string error;
+        if (!view.controller->openCloud(path, error)) {
+            setLastError(error);
+            return 4;
+        }
+        emitViewEvent(view, PC_EVENT_CLOUD_OPENED);
+        view.controller->logCloudOpened();
+        return 0;
     });
 }
 
 PC_API void PC_CALL PC_CloseCloud(PcView handle) {
-    guardedVoid(handle, [](PcViewObject&) {});
+    guardedVoid(handle, [](PcViewObject& view) {
+        // Node buffers are GL objects: they go with the context current.
+        view.window->makeCurrent();
+        view.controller->closeCloud();
+    });
 }
 
 PC_API uint64_t PC_CALL PC_PointCount(PcView handle) {
-    return guarded<uint64_t>(handle, 0, 0, [](PcViewObject&) { return uint64_t{0}; });
+    return guarded<uint64_t>(handle, 0, 0, [](PcViewObject& view) { return view.controller->pointCount(); });
 }
 
 PC_API int PC_CALL PC_HasUnsavedChanges(PcView handle) {

@@ -7,7 +7,7 @@ using namespace ovcf;
 extern "C" {
 
 PC_API void PC_CALL PC_ZoomAll(PcView handle) {
-    guardedVoid(handle, [](PcViewObject&) {});  // nothing to fit until a cloud is open
+    guardedVoid(handle, [](PcViewObject& view) { view.controller->zoomAll(); });  // nothing without a cloud
 }
 
 PC_API void PC_CALL PC_SetStandardView(PcView handle, int index) {

@@ -71,13 +71,21 @@ PC_API void PC_CALL PC_SetOverlayText(PcView handle, const char* text, uint32_t 
 }
 
 PC_API int PC_CALL PC_SaveScreenshot(PcView handle, const char* path) {
-    return guarded(handle, 1, 6, [&](PcViewObject&) {
+    return guarded(handle, 1, 6, [&](PcViewObject& view) {
         if (!path || !*path) {
             setLastError("the path is empty");
             return 2;
         }
-        setLastError("this build cannot save screenshots yet");
-        return 6;
+        if (!view.window->makeCurrent()) {
+            setLastError("cannot activate the OpenGL context");
+            return 5;
+        }
+        std::string error;
+        if (!view.controller->saveScreenshot(path, error)) {
+            setLastError(error);
+            return 6;
+        }
+        return 0;
     });
 }
 

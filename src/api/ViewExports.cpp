@@ -13,8 +13,10 @@ using namespace ovcf;
 namespace {
 
 void destroyViewObject(PcViewObject* view) {
-    if (view->glReady && view->window && view->window->makeCurrent()) {
-        // GL objects of the renderer are released here while the context is current.
+    // The cloud's loader threads stop and the GL objects go while the context is current.
+    if (view->controller && view->window && view->window->makeCurrent()) {
+        if (view->glReady) view->controller->releaseGl();
+        else view->controller->closeCloud();
     }
     if (view->window) view->window->destroy();
     view->tag = 0;
@@ -38,7 +40,7 @@ PC_API PcView PC_CALL PC_CreateView(PcParentWindow parent) {
         view->controller = std::make_unique<ViewController>();
         std::string error;
         view->window = ViewWindow::create(reinterpret_cast<NativeWindow>(parent), error);
-        if (!view->window) {
+        if (!view->window || !view->controller->initializeGl(error)) {
             setLastError(error);
             destroyViewObject(view);
             return nullptr;

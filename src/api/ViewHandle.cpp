@@ -30,6 +30,9 @@ PcViewObject* checkView(PcView handle) {
 void fillViewState(const PcViewObject& view, PcViewState& state) {
     state = PcViewState{};
     if (view.controller) {
+        state.pointCount = view.controller->pointCount();
+        state.selectedCount = view.controller->selectedCount();
+        state.deletedCount = view.controller->deletedCount();
         const ToolState& tools = view.controller->tools;
         state.selectionTool = tools.selectionTool;
         state.combineMode = view.controller->settings.selection.combineMode;

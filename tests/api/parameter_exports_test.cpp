@@ -65,7 +65,7 @@ TEST(ParameterInfo, ChoiceNamesFollowTheCopyOutRule) {
     EXPECT_STREQ(buffer, "");
     EXPECT_EQ(PC_GetChoiceName(3, 0, buffer, 8), 1);  // not a choice parameter
     char whole[32];
-    EXPECT_EQ(PC_GetChoiceName(24, 1, whole, sizeof whole), 18);
+    EXPECT_EQ(PC_GetChoiceName(24, 1, whole, sizeof whole), 16);
     EXPECT_STREQ(whole, "cloth.axis.view");
 }
 

@@ -2,6 +2,10 @@
 // calling PC_Render as the module asks, and a headless mode for machines without a screen.
 //
 //   pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png]
+//          [--default-cache FILE.ovcf]
+//
+// Without a cloud, a small generated scene is indexed into FILE.ovcf (pcview_default.ovcf in
+// the current folder unless given) and shown.
 //
 // Keys (in the window): C colour mode, E eye-dome lighting, X X-ray, +/- point size,
 // Z zoom all, 0-5 standard views, Q or closing the window quits.
@@ -10,6 +14,7 @@
 #include <cstring>
 #include <string>
 
+#include "DefaultCloud.h"
 #include "HostWindow.h"
 #include "OrvanePC.h"
 
@@ -18,6 +23,7 @@ namespace {
 struct Options {
     std::string cloud;
     std::string screenshot;
+    std::string defaultCache = "pcview_default.ovcf";
     bool headless = false;
     int frames = 30;
     int width = 1024;
@@ -45,6 +51,8 @@ bool parse(int argc, char** argv, Options& options) {
             options.frames = std::atoi(argv[++i]);
         } else if (arg == "--screenshot" && i + 1 < argc) {
             options.screenshot = argv[++i];
+        } else if (arg == "--default-cache" && i + 1 < argc) {
+            options.defaultCache = argv[++i];
         } else if (arg == "--size" && i + 1 < argc) {
             if (std::sscanf(argv[++i], "%dx%d", &options.width, &options.height) != 2) return false;
         } else if (!arg.empty() && arg[0] != '-' && options.cloud.empty()) {
@@ -83,13 +91,15 @@ int runInteractive(HostWindow& host, PcView view) {
 }
 
 int runHeadless(HostWindow& host, PcView view, const Options& options) {
+    // At least the requested frames, then on until the picture is complete (nodes streamed in).
     int more = 1;
-    for (int frame = 0; frame < options.frames || more; ++frame) {
+    int frame = 0;
+    for (; frame < options.frames || (more && frame < 20000); ++frame) {
         host.nextEvent(0);
         host.pumpView(view);
         more = PC_Render(view);
-        if (frame > 100000) break;
     }
+    std::printf("pcview: %d frames drawn, picture %s\n", frame, more ? "still loading" : "complete");
     // Exercise the resize path once, as a host would when its window changes.
     host.resize(options.width / 2, options.height / 2);
     host.nextEvent(10);
@@ -114,7 +124,8 @@ int runHeadless(HostWindow& host, PcView view, const Options& options) {
 int main(int argc, char** argv) {
     Options options;
     if (!parse(argc, argv, options)) {
-        std::fprintf(stderr, "usage: pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png]\n");
+        std::fprintf(stderr, "usage: pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png] "
+                     "[--default-cache FILE.ovcf]\n");
         return 2;
     }
     char version[64];
@@ -132,8 +143,16 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "pcview: PC_CreateView failed: %s\n", lastError().c_str());
         return 1;
     }
-    if (!options.cloud.empty() && PC_OpenFile(view, options.cloud.c_str()) != PC_OK)
-        std::fprintf(stderr, "pcview: cannot open %s: %s\n", options.cloud.c_str(), lastError().c_str());
+    std::string cloud = options.cloud;
+    if (cloud.empty()) {
+        std::string error;
+        if (buildDefaultCloud(options.defaultCache, error))
+            cloud = options.defaultCache;
+        else
+            std::fprintf(stderr, "pcview: no default cloud: %s\n", error.c_str());
+    }
+    if (!cloud.empty() && PC_OpenFile(view, cloud.c_str()) != PC_OK)
+        std::fprintf(stderr, "pcview: cannot open %s: %s\n", cloud.c_str(), lastError().c_str());
 
     const int result = options.headless ? runHeadless(*host, view, options) : runInteractive(*host, view);
     PC_DestroyView(view);

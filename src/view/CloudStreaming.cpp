@@ -1,0 +1,165 @@
+#include "view/CloudStreaming.h"
+
+#include <algorithm>
+#include <bit>
+#include <new>
+
+#include "core/Log.h"
+#include "core/NumberFormat.h"
+
+namespace ovcf {
+namespace {
+
+std::optional<FrustumPlanes> clipPlanesOf(const std::array<ClipPlane, 6>* clip) {
+    if (!clip) return std::nullopt;
+    FrustumPlanes planes;
+    for (std::size_t i = 0; i < 6; ++i)
+        planes[i] = Plane{(*clip)[i].normal[0], (*clip)[i].normal[1], (*clip)[i].normal[2], (*clip)[i].offset};
+    return planes;
+}
+
+}  // namespace
+
+CloudStreaming::CloudStreaming(std::unique_ptr<NodeBufferStore> store)
+    : residency_(store ? std::move(store) : makeGlNodeBufferStore()) {}
+
+CloudStreaming::~CloudStreaming() { close(); }
+
+void CloudStreaming::clearState() {
+    nodes_.clear();
+    unreadable_.clear();
+    path_.clear();
+    reference_ = {};
+    levelCount_ = 0;
+    deletedWords_.clear();
+    deletedCount_ = 0;
+    frame_ = {};
+    lod_.reset(0);
+    residency_.reset(0);
+}
+
+bool CloudStreaming::open(const std::string& path, int loaderThreads, std::string& error) {
+    close();
+    try {
+        return openFile(path, loaderThreads, error);
+    } catch (const std::bad_alloc&) {
+        close();
+        error = "not enough memory to open the cloud";
+        return false;
+    }
+}
+
+bool CloudStreaming::openFile(const std::string& path, int loaderThreads, std::string& error) {
+    if (!reader_.open(path, error)) return false;
+
+    clearState();
+    reference_ = cloudReferencePoint(reader_.header());
+    if (!loader_.start(path, loaderThreads, reference_, error)) {
+        reader_.close();
+        clearState();
+        return false;
+    }
+    nodes_ = describeNodes(reader_.header(), reader_.nodes(), reference_);
+    unreadable_.assign(nodes_.size(), 0);
+    for (const NodeInfo& node : nodes_) levelCount_ = std::max(levelCount_, node.level + 1);
+    lod_.reset(nodes_.size());
+    residency_.reset(nodes_.size());
+    path_ = path;
+    open_ = true;
+    loadDeletedMap();
+    return true;
+}
+
+void CloudStreaming::loadDeletedMap() {
+    const std::uint64_t points = reader_.header().pointCount;
+    deletedWords_.assign(std::size_t((points + 63) / 64), 0);
+    deletedCount_ = 0;
+    // A file that records no confirmed deletion has an all-clear map: nothing to read.
+    if (reader_.header().deletedCount == 0) return;
+
+    std::vector<std::uint8_t> bytes;
+    std::string error;
+    if (!reader_.readDeletedMap(bytes, error)) {
+        logLine(LogWarn, "mappa dei cancellati non leggibile: %s", error.c_str());
+        return;
+    }
+    const std::uint64_t usable = std::min<std::uint64_t>(bytes.size(), (points + 7) / 8);
+    for (std::uint64_t i = 0; i < usable; ++i) deletedWords_[i / 8] |= std::uint64_t(bytes[i]) << (8 * (i % 8));
+    // Bits at and beyond the point count stay clear whatever the file holds there.
+    if (points % 64 != 0 && !deletedWords_.empty()) deletedWords_.back() &= (std::uint64_t{1} << (points % 64)) - 1;
+    for (std::uint64_t word : deletedWords_) deletedCount_ += std::uint64_t(std::popcount(word));
+    logLine(LogInfo, "cancellazioni gia' confermate nel file: %s punti", formatCount(deletedCount_).c_str());
+}
+
+void CloudStreaming::close() {
+    loader_.stop();
+    residency_.releaseAll();
+    reader_.close();
+    clearState();
+    open_ = false;
+}
+
+void CloudStreaming::logOpened() const {
+    logLine(LogInfo, "nuvola aperta: %s punti in %s nodi, %u livelli", formatCount(pointCount()).c_str(),
+            formatCount(nodeCount()).c_str(), levelCount_);
+}
+
+Vec3d CloudStreaming::boundsMin() const {
+    const FileHeader& h = reader_.header();
+    return {h.boundsMin[0], h.boundsMin[1], h.boundsMin[2]};
+}
+
+Vec3d CloudStreaming::boundsMax() const {
+    const FileHeader& h = reader_.header();
+    return {h.boundsMax[0], h.boundsMax[1], h.boundsMax[2]};
+}
+
+const StreamingFrame& CloudStreaming::update(const Camera& camera, const RenderSettings& settings,
+                                             std::uint64_t frameNumber, const std::array<ClipPlane, 6>* clip) {
+    frame_ = {};
+    if (!open_) return frame_;
+
+    for (std::uint32_t index : loader_.takeFailed())
+        if (index < unreadable_.size()) unreadable_[index] = 1;
+    std::vector<ReadyNode> ready = loader_.takeReady();
+    frame_.uploaded = static_cast<std::uint32_t>(residency_.upload(ready));
+    for (const ReadyNode& node : ready) {
+        loader_.forget(node.nodeIndex);
+        if (node.nodeIndex < unreadable_.size()) unreadable_[node.nodeIndex] = 0;
+    }
+
+    // Requests nobody started belong to the previous camera; this frame asks afresh.
+    loader_.dropQueued();
+    lod_.select(
+        nodes_, lodViewOf(camera, clipPlanesOf(clip)), settings.detailThreshold, settings.pointBudget, frameNumber,
+        [this](std::uint32_t index) { return residency_.isResident(index); },
+        [this](std::uint32_t index, float priority) { loader_.request(index, priority); });
+    frame_.lod = lod_.counters();
+    frame_.evicted = static_cast<std::uint32_t>(residency_.evict(settings.gpuBudgetBytes, frameNumber, lod_.lastUse()));
+
+    bool waiting = false;
+    frame_.chosen = static_cast<std::uint32_t>(lod_.chosen().size());
+    frame_.drawables.reserve(lod_.chosen().size());
+    for (std::uint32_t index : lod_.chosen()) {
+        if (!residency_.isResident(index)) {
+            // A node that could not be read is asked for again, but not waited for.
+            if (!unreadable_[index]) waiting = true;
+            continue;
+        }
+        ++frame_.loaded;
+        const NodeResidency::Entry& entry = residency_.entry(index);
+        if (entry.pointCount == 0) continue;
+        const NodeInfo& node = nodes_[index];
+        DrawableNode drawable;
+        drawable.buffer = entry.buffer;
+        drawable.pointCount = entry.pointCount;
+        std::copy(std::begin(node.origin), std::end(node.origin), drawable.origin);
+        drawable.spacing = node.spacing;
+        drawable.level = node.level;
+        frame_.drawables.push_back(drawable);
+    }
+    frame_.moreFramesWanted = frame_.uploaded > 0 || waiting;
+    return frame_;
+}
+
+}  // namespace ovcf

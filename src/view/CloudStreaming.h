@@ -1,0 +1,114 @@
+// One cloud open in a view, as far as drawing it is concerned: the file's reader, what is known
+// of every node, the loader threads, the resident node buffers and the level-of-detail state.
+// Every frame, update() hands the finished nodes to the GPU, chooses the nodes to draw, requests
+// the missing ones, keeps the GPU memory within its budget and returns what the point pass draws.
+//
+// UI thread only. open, update and close make GL calls through the buffer store (the default
+// one is GL), so the view's context must be current for them and for destruction.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "navigation/Camera.h"
+#include "ovcf/OvcfReader.h"
+#include "view/CloudNodes.h"
+#include "view/LevelOfDetail.h"
+#include "view/NodeLoader.h"
+#include "view/NodeResidency.h"
+#include "view/RenderTypes.h"
+#include "view/ViewSettings.h"
+
+namespace ovcf {
+
+// What one frame of streaming produced.
+struct StreamingFrame {
+    // The chosen nodes that are resident and hold points, parents before children.
+    std::vector<DrawableNode> drawables;
+    // Nodes arrived in this frame, or chosen nodes are still on their way: draw again soon.
+    bool moreFramesWanted = false;
+    std::uint32_t chosen = 0;    // nodes chosen for drawing, loaded or not
+    std::uint32_t loaded = 0;    // of those, the resident ones
+    std::uint32_t uploaded = 0;  // nodes uploaded in this frame
+    std::uint32_t evicted = 0;   // nodes evicted in this frame
+    LodCounters lod;             // visited, culled, cut, missing, budget reached
+};
+
+class CloudStreaming {
+public:
+    // Loader threads of PC_OpenFile.
+    static constexpr int kOpenFileLoaderThreads = 3;
+
+    // A null store means the GL one.
+    explicit CloudStreaming(std::unique_ptr<NodeBufferStore> store = nullptr);
+    ~CloudStreaming();  // closes
+    CloudStreaming(const CloudStreaming&) = delete;
+    CloudStreaming& operator=(const CloudStreaming&) = delete;
+
+    // Closes any open cloud, opens the file, starts `loaderThreads` loader threads (clamped to
+    // 1..16) and reads the deleted map when the file records confirmed deletions. False with the
+    // reader's message when the file cannot be opened or the loader cannot start; then nothing
+    // is open and no thread runs. An unreadable deleted map is logged and the cloud opens with
+    // nothing deleted.
+    bool open(const std::string& path, int loaderThreads, std::string& error);
+    // Stops the loader (threads joined), releases the node buffers, closes the reader.
+    void close();
+    bool isOpen() const { return open_; }
+
+    // One frame. `frameNumber` starts at 1 and grows by frame. The camera's render origin must
+    // be referencePoint(). `clip` holds the clip box's six planes in render space (inside where
+    // dot(normal, p) + offset >= 0), null while the clip box is off.
+    const StreamingFrame& update(const Camera& camera, const RenderSettings& settings, std::uint64_t frameNumber,
+                                 const std::array<ClipPlane, 6>* clip);
+    const StreamingFrame& lastFrame() const { return frame_; }
+
+    // "nuvola aperta: ..." with the point, node and level counts; the last line of an open.
+    void logOpened() const;
+
+    const std::string& path() const { return path_; }
+    const FileHeader& header() const { return reader_.header(); }
+    // The view's render origin for this cloud: the centre of its bounding box.
+    const Vec3d& referencePoint() const { return reference_; }
+    // The cloud's bounding box, world coordinates (for fitting the camera).
+    Vec3d boundsMin() const;
+    Vec3d boundsMax() const;
+    std::uint64_t pointCount() const { return open_ ? reader_.header().pointCount : 0; }
+    std::uint32_t nodeCount() const { return static_cast<std::uint32_t>(nodes_.size()); }
+    std::uint32_t levelCount() const { return levelCount_; }
+    const std::vector<NodeInfo>& nodes() const { return nodes_; }
+
+    // The deleted map read at open as 64-bit words (bit g % 64 of word g / 64 is point g), sized
+    // to the point count, bits beyond it clear; all clear when the file has none.
+    const std::vector<std::uint64_t>& deletedWords() const { return deletedWords_; }
+    std::uint64_t deletedCount() const { return deletedCount_; }
+
+    // The parts, for the renderer's statistics and for tests.
+    OvcfReader& reader() { return reader_; }
+    NodeLoader& loader() { return loader_; }
+    const NodeResidency& residency() const { return residency_; }
+    const LevelOfDetail& levelOfDetail() const { return lod_; }
+
+private:
+    bool openFile(const std::string& path, int loaderThreads, std::string& error);
+    void loadDeletedMap();
+    void clearState();
+
+    OvcfReader reader_;
+    NodeLoader loader_;
+    NodeResidency residency_;
+    LevelOfDetail lod_;
+    std::vector<NodeInfo> nodes_;
+    std::vector<std::uint8_t> unreadable_;  // reading failed and has not succeeded since
+    std::string path_;
+    Vec3d reference_;
+    std::uint32_t levelCount_ = 0;
+    std::vector<std::uint64_t> deletedWords_;
+    std::uint64_t deletedCount_ = 0;
+    StreamingFrame frame_;
+    bool open_ = false;
+};
+
+}  // namespace ovcf

@@ -1,0 +1,73 @@
+// The node vertex buffers resident on the GPU: ready nodes are uploaded into one buffer each and
+// stay for later frames until the GPU budget forces them out, least recently used first.
+// UI thread only; the buffers themselves are made and deleted through a NodeBufferStore, so that
+// the bookkeeping runs without a GL context in tests.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "view/NodeLoader.h"
+
+namespace ovcf {
+
+// Creates and deletes the GPU buffers of node vertices.
+class NodeBufferStore {
+public:
+    virtual ~NodeBufferStore() = default;
+    // A buffer holding `bytes` bytes from `data`; 0 when none could be made.
+    virtual std::uint32_t create(const void* data, std::size_t bytes) = 0;
+    virtual void destroy(std::uint32_t buffer) = 0;
+};
+
+// The real store: glCreateBuffers + glNamedBufferData, glDeleteBuffers. Needs the view's
+// context current on the calling thread.
+std::unique_ptr<NodeBufferStore> makeGlNodeBufferStore();
+
+class NodeResidency {
+public:
+    struct Entry {
+        std::uint32_t buffer = 0;
+        std::uint32_t pointCount = 0;
+        std::uint64_t bytes = 0;
+        bool resident = false;
+    };
+
+    explicit NodeResidency(std::unique_ptr<NodeBufferStore> store);
+    ~NodeResidency();  // releases every buffer: the context must be current
+    NodeResidency(const NodeResidency&) = delete;
+    NodeResidency& operator=(const NodeResidency&) = delete;
+
+    // Releases every buffer and sizes the table for a cloud of `nodeCount` nodes.
+    void reset(std::size_t nodeCount);
+    // Uploads each node into a buffer of its own; nodes out of range are dropped. A node that
+    // is resident already gets its buffer replaced. Returns the number of nodes made resident.
+    std::size_t upload(std::vector<ReadyNode>& ready);
+    // When the resident bytes exceed `budgetBytes`: releases resident nodes whose last use is not
+    // `frameNumber`, ascending by last use and then by node index, until the total is at or below
+    // the budget. Returns the number evicted; `evicted` (optional) receives them in that order.
+    std::size_t evict(std::uint64_t budgetBytes, std::uint64_t frameNumber, const std::vector<std::uint64_t>& lastUse,
+                      std::vector<std::uint32_t>* evicted = nullptr);
+    void releaseAll();
+
+    bool isResident(std::uint32_t nodeIndex) const {
+        return nodeIndex < entries_.size() && entries_[nodeIndex].resident;
+    }
+    const Entry& entry(std::uint32_t nodeIndex) const { return entries_[nodeIndex]; }
+    std::uint64_t totalBytes() const { return totalBytes_; }
+    std::size_t residentCount() const { return residentCount_; }
+    std::uint64_t evictionCount() const { return evictions_; }
+
+private:
+    void release(std::uint32_t nodeIndex);
+
+    std::unique_ptr<NodeBufferStore> store_;
+    std::vector<Entry> entries_;
+    std::uint64_t totalBytes_ = 0;
+    std::size_t residentCount_ = 0;
+    std::uint64_t evictions_ = 0;
+};
+
+}  // namespace ovcf
