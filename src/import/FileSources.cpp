@@ -1,0 +1,41 @@
+#include "import/FileSources.h"
+
+#include <cstring>
+
+#include "import/LasSource.h"
+#include "import/PlySource.h"
+#include "import/XyzSource.h"
+#include "platform/SystemFile.h"
+
+namespace ovcf {
+
+std::unique_ptr<PointSource> openPointFile(const std::string& path, double step, std::string& error) {
+    SystemFile probe;
+    if (!probe.open(path, SystemFile::Mode::Read)) {
+        error = "'" + path + "': cannot open the file: " + probe.lastErrorText();
+        return nullptr;
+    }
+    std::uint64_t size = 0;
+    probe.size(size);
+    char magic[4] = {};
+    if (size >= 4 && !probe.readAt(0, magic, 4)) {
+        error = "'" + path + "': reading failed: " + probe.lastErrorText();
+        return nullptr;
+    }
+    probe.close();
+    if (std::memcmp(magic, "LASF", 4) == 0) {
+        auto source = std::make_unique<LasSource>();
+        if (!source->open(path, step, error)) return nullptr;
+        return source;
+    }
+    if (std::memcmp(magic, "ply", 3) == 0 && (magic[3] == '\n' || magic[3] == '\r')) {
+        auto source = std::make_unique<PlySource>();
+        if (!source->open(path, step, error)) return nullptr;
+        return source;
+    }
+    auto source = std::make_unique<XyzSource>();
+    if (!source->open(path, step, error)) return nullptr;
+    return source;
+}
+
+}  // namespace ovcf

@@ -1,0 +1,16 @@
+// Opens a point file as a source, choosing the reader by the file's first bytes: "LASF" is LAS,
+// "ply" is PLY, anything else is read as XYZ text.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "import/PointSource.h"
+
+namespace ovcf {
+
+// `step` above 0 re-quantises with that step; 0 keeps a LAS file's own scale and gives text and
+// PLY files the default step. Null with the reason (naming the file) in `error`.
+std::unique_ptr<PointSource> openPointFile(const std::string& path, double step, std::string& error);
+
+}  // namespace ovcf

@@ -1,0 +1,43 @@
+#include "import/ImportOptions.h"
+
+#include <algorithm>
+
+#include "platform/SystemInfo.h"
+
+namespace ovcf {
+
+std::uint64_t defaultRamBudget() {
+    std::uint64_t available = 0;
+    if (!availablePhysicalMemory(available)) return kFallbackRamBudget;
+    return std::clamp(available / 3, kFallbackRamBudget, kLargestDefaultRamBudget);
+}
+
+bool validateOptions(const ImportOptions& options, std::string& error) {
+    const std::uint32_t grid = options.gridSize;
+    if (grid < 2 || grid > 256 || (grid & (grid - 1)) != 0) {
+        error = "gridSize must be a power of two between 2 and 256 (received: " + std::to_string(grid) + ")";
+        return false;
+    }
+    if (options.maxNodePoints < 1000) {
+        error = "maxNodePoints must be at least 1000 (received: " + std::to_string(options.maxNodePoints) + ")";
+        return false;
+    }
+    if (options.ramBudget < kMinimumRamBudget) {
+        error = "the RAM budget must be at least 1 MiB";
+        return false;
+    }
+    if (options.pointFormat > 2) {
+        error = "invalid point format";
+        return false;
+    }
+    return true;
+}
+
+double effectiveReadingShare(const ImportOptions& options) {
+    const double share = options.readingShare;
+    return share > 0.0 && share < 1.0 ? share : 0.5;
+}
+
+std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget) { return std::max<std::uint64_t>(ramBudget / 144, 1024); }
+
+}  // namespace ovcf

@@ -1,0 +1,47 @@
+// How the octree indexer builds a file: the node sampling grid, the node size limit, the RAM
+// budget, compression, the point format, where temporary files go, and the progress hook.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace ovcf {
+
+// Called with the fraction done (0 to 1, never decreasing); false cancels the import.
+using ImportProgressHook = bool (*)(double fraction, void* context);
+
+constexpr std::uint64_t kMinimumRamBudget = 1048576;                      // 1 MiB
+constexpr std::uint64_t kFallbackRamBudget = std::uint64_t{1} << 30;      // 1 GiB
+constexpr std::uint64_t kLargestDefaultRamBudget = std::uint64_t{8} << 30;  // 8 GiB
+constexpr std::uint64_t kLargestInseparableNode = 50000000;
+
+// The machine's available physical memory / 3, between 1 GiB and 8 GiB; 1 GiB when the system
+// does not tell.
+std::uint64_t defaultRamBudget();
+
+struct ImportOptions {
+    std::uint32_t gridSize = 128;           // a power of two from 2 to 256
+    std::uint32_t maxNodePoints = 50000;    // at least 1000
+    std::uint64_t ramBudget = defaultRamBudget();  // bytes, at least 1 MiB
+    bool compression = true;
+    std::uint32_t pointFormat = 2;          // 0 XYZ, 1 XYZ+RGB, 2 XYZ+RGB+intensity+class
+    std::string temporaryParent;            // empty: the system's temporary folder
+    std::string sourceDescription;          // the file's "source" metadata when not empty
+    double readingShare = 0.5;              // progress share of the reading pass, in (0, 1)
+    ImportProgressHook progressHook = nullptr;
+    void* progressContext = nullptr;
+    // A leaf that cannot be split (side of one unit) may hold at most this many points; lowered
+    // only by tests.
+    std::uint64_t largestInseparableNode = kLargestInseparableNode;
+};
+
+bool validateOptions(const ImportOptions& options, std::string& error);
+
+// The reading share as used: values outside the open interval (0, 1) count as 0.5.
+double effectiveReadingShare(const ImportOptions& options);
+
+// Points a single bucket may keep in memory: budget / 144 (eight children of 18-byte points may
+// be held together), at least 1024.
+std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget);
+
+}  // namespace ovcf

@@ -1,0 +1,32 @@
+#include "import/IndexerRun.h"
+
+#include <algorithm>
+
+namespace ovcf {
+
+IndexerRun::IndexerRun(const ImportOptions& importOptions, ImportStats& importStats, std::string temporaryFolder)
+    : options(importOptions),
+      stats(importStats),
+      folder(std::move(temporaryFolder)),
+      bucketLimit(bucketRamLimitPoints(importOptions.ramBudget)),
+      // Half the budget may rest in buckets; the other half is for splitting one bucket in memory
+      // (its points twice over) and the fixed buffers.
+      pool(std::max<std::uint64_t>(importOptions.ramBudget / 2 / sizeof(PointRecord), bucketLimit)),
+      readingShare(effectiveReadingShare(importOptions)) {}
+
+bool reportIndexingProgress(IndexerRun& run, std::string& error) {
+    if (!run.options.progressHook) return true;
+    double fraction = run.readingShare;
+    if (run.totalPoints > 0)
+        fraction += (1.0 - run.readingShare) * static_cast<double>(run.pointsWritten) /
+                    static_cast<double>(run.totalPoints);
+    fraction = std::max(std::min(fraction, 1.0), run.lastFraction);
+    run.lastFraction = fraction;
+    if (!run.options.progressHook(fraction, run.options.progressContext)) {
+        error = "operation cancelled";
+        return false;
+    }
+    return true;
+}
+
+}  // namespace ovcf

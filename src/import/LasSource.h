@@ -1,0 +1,57 @@
+// An uncompressed LAS file (1.0 to 1.4, point formats 0 to 10) as a point source, streamed: the
+// records are read in large sequential pieces, so files larger than memory work.
+//
+// Coordinates: with no step given, the file's own integers and scale factors are kept exactly
+// (the offset moves onto the header's minimum so that values start near 0); with a step, the
+// world coordinates are quantised again with it. Intensity and classification are kept, so a
+// LAS source fills point format 2. Colours: LAS stores 16-bit channels, but many writers put
+// 8-bit values in them; when no sampled value exceeds 255 the values are taken as they are,
+// otherwise the high byte is kept. Files without colour read as grey 200.
+#pragma once
+
+#include <string>
+
+#include "import/BufferedFileReader.h"
+#include "import/LasHeader.h"
+#include "import/PointSource.h"
+
+namespace ovcf {
+
+class LasSource final : public PointSource {
+public:
+    // `step` above 0 re-quantises with that step; 0 keeps the file's scale. Errors name the file.
+    bool open(const std::string& path, double step, std::string& error);
+
+    std::uint64_t pointCount() const override { return header_.pointCount; }
+    std::array<double, 3> step() const override { return step_; }
+    std::array<double, 3> offset() const override { return offset_; }
+    bool hasColour() const override { return colourOffset_ >= 0; }
+    Bounds3 bounds() const override { return bounds_; }
+    bool read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) override;
+    std::string description() const override;
+    std::uint32_t fullPointFormat() const override { return 2; }
+
+    const LasHeader& header() const { return header_; }
+    // True when the colour channels hold 8-bit values (kept as they are).
+    bool coloursAreEightBit() const { return colourShift_ == 0; }
+
+private:
+    bool scanBounds(std::string& error);
+    bool detectColourDepth(std::string& error);
+    bool fail(std::string& error, const std::string& reason) const;
+
+    std::string path_;
+    LasHeader header_;
+    BufferedFileReader file_;
+    bool keepIntegers_ = true;
+    double requantizeStep_ = 0.0;
+    std::array<double, 3> step_{};
+    std::array<double, 3> offset_{};
+    std::int64_t base_[3] = {0, 0, 0};  // the file integer that becomes quantised 0 (integers kept)
+    Bounds3 bounds_;
+    int colourOffset_ = -1;
+    unsigned colourShift_ = 8;
+    std::uint64_t cursor_ = 0;
+};
+
+}  // namespace ovcf

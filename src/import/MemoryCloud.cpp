@@ -1,0 +1,79 @@
+#include "import/MemoryCloud.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "core/NumberFormat.h"
+#include "import/Quantization.h"
+
+namespace ovcf {
+
+MemoryCloud::MemoryCloud(const double* xyz, const std::uint32_t* colours, std::uint64_t count, double step)
+    : xyz_(xyz), colours_(colours), count_(xyz ? count : 0) {
+    const double s = step > 0.0 ? step : kDefaultQuantizationStep;
+    step_ = {s, s, s};
+    const double inf = std::numeric_limits<double>::infinity();
+    bounds_.min = {inf, inf, inf};
+    bounds_.max = {-inf, -inf, -inf};
+    for (std::uint64_t i = 0; i < count_; ++i) {
+        const double* p = xyz_ + 3 * i;
+        for (int axis = 0; axis < 3; ++axis) {
+            const double v = p[axis];
+            if (!std::isfinite(v)) {
+                allFinite_ = false;
+                continue;
+            }
+            bounds_.min[axis] = std::min(bounds_.min[axis], v);
+            bounds_.max[axis] = std::max(bounds_.max[axis], v);
+        }
+    }
+    for (int axis = 0; axis < 3; ++axis)
+        offset_[axis] = count_ > 0 && bounds_.min[axis] <= bounds_.max[axis] ? gridOffset(bounds_.min[axis], s) : 0.0;
+}
+
+PointRecord MemoryCloud::quantize(std::uint64_t index) const {
+    const double* p = xyz_ + 3 * index;
+    PointRecord record;
+    record.x = quantizeCoordinate(p[0], offset_[0], step_[0]);
+    record.y = quantizeCoordinate(p[1], offset_[1], step_[1]);
+    record.z = quantizeCoordinate(p[2], offset_[2], step_[2]);
+    if (colours_) {
+        const std::uint32_t c = colours_[index];
+        record.red = static_cast<std::uint8_t>(c >> 16);
+        record.green = static_cast<std::uint8_t>(c >> 8);
+        record.blue = static_cast<std::uint8_t>(c);
+    } else {
+        record.red = record.green = record.blue = kGreyWithoutColour;
+    }
+    return record;
+}
+
+bool MemoryCloud::read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string&) {
+    count = 0;
+    if (!points || capacity == 0) return true;
+    const std::uint64_t n = std::min<std::uint64_t>(count_ - cursor_, capacity);
+    for (std::uint64_t i = 0; i < n; ++i) points[i] = quantize(cursor_ + i);
+    cursor_ += n;
+    count = static_cast<std::size_t>(n);
+    return true;
+}
+
+std::string MemoryCloud::description() const {
+    char text[160];
+    std::snprintf(text, sizeof text, "nuvola in memoria, %s punti, %s, passo %.4f m", formatCount(count_).c_str(),
+                  colours_ ? "con colore" : "senza colore", step_[0]);
+    return text;
+}
+
+bool MemoryCloud::checkRange(std::string& error) const {
+    if (count_ == 0) return true;
+    if (!allFinite_) {
+        error = "the cloud contains coordinates that are not finite numbers";
+        return false;
+    }
+    return checkQuantizationRange(bounds_, offset_, step_, error);
+}
+
+}  // namespace ovcf

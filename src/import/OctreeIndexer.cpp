@@ -1,0 +1,119 @@
+#include "import/OctreeIndexer.h"
+
+#include <chrono>
+#include <cmath>
+
+#include "core/Log.h"
+#include "import/BucketProcessing.h"
+#include "import/ImportConsistency.h"
+#include "import/ImportPreparation.h"
+#include "import/IndexerRun.h"
+#include "import/PointBucket.h"
+#include "import/SourceReading.h"
+#include "import/TemporaryFolder.h"
+
+namespace ovcf {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+OvcfWriterParams writerParams(const PointSource& source, const ImportOptions& options, const IntegerBox& box,
+                              const RootCube& cube) {
+    OvcfWriterParams params;
+    const auto step = source.step();
+    const auto offset = source.offset();
+    const Bounds3 bounds = worldBounds(box, step, offset);
+    for (int axis = 0; axis < 3; ++axis) {
+        params.step[axis] = step[axis];
+        params.offset[axis] = offset[axis];
+        params.boundsMin[axis] = bounds.min[axis];
+        params.boundsMax[axis] = bounds.max[axis];
+        params.rootOrigin[axis] = cube.origin[axis];
+    }
+    params.rootExponent = cube.exponent;
+    params.pointFormat = options.pointFormat;
+    params.compression = options.compression;
+    params.gridSize = options.gridSize;
+    params.maxNodePoints = options.maxNodePoints;
+    params.source = options.sourceDescription;
+    return params;
+}
+
+void logBounds(const Bounds3& b) {
+    if (logLevelThreshold() > LogInfo) return;
+    logLine(LogInfo, "bounding box: X [%.3f .. %.3f]  Y [%.3f .. %.3f]  Z [%.3f .. %.3f]", b.min[0], b.max[0], b.min[1],
+            b.max[1], b.min[2], b.max[2]);
+}
+
+void collectWriterStats(const OvcfWriter& writer, ImportStats& stats) {
+    stats.pointsWritten = writer.pointsWritten();
+    stats.nodeCount = writer.nodeCount();
+    stats.leafCount = 0;
+    for (const HierarchyRecord& record : writer.nodes()) stats.leafCount += record.childMask == 0 ? 1 : 0;
+    stats.deepestLevel = writer.deepestLevel();
+    stats.fileSize = writer.fileSize();
+    stats.rawBytes = writer.rawBytes();
+    stats.storedBytes = writer.storedBytes();
+    stats.signatureOut = writer.signature();
+}
+
+// Everything from the reading pass to the closed file; the buckets and the writer live only in
+// here, so that their files are gone before the scratch folder is removed.
+bool indexSource(PointSource& source, const std::string& outputPath, const ImportOptions& options,
+                 const std::string& folder, ImportStats& stats, std::string& error) {
+    const Clock::time_point start = Clock::now();
+    IndexerRun run(options, stats, folder);
+    warnAboutDiskSpace(folder, source.pointCount());
+    logRamBudget(options.ramBudget, run.bucketLimit);
+
+    PointBucket root(folder, "root", run.bucketLimit, &run.pool);
+    IntegerBox box;
+    if (!readSource(run, source, root, box, error)) return false;
+    if (!root.finishWriting(error)) return false;
+    stats.readingSeconds = secondsSince(start);
+
+    const Clock::time_point indexingStart = Clock::now();
+    logBounds(worldBounds(box, source.step(), source.offset()));
+    if (!computeRootCube(box, run.cube, error)) return false;
+    if (logLevelThreshold() <= LogInfo)
+        logLine(LogInfo, "cubo radice dell'octree: lato 2^%u unita' = %.3f m (approssimato sull'asse X)",
+                run.cube.exponent, std::fabs(source.step()[0]) * std::ldexp(1.0, static_cast<int>(run.cube.exponent)));
+
+    if (!run.writer.open(outputPath, writerParams(source, options, box, run.cube), error)) return false;
+    run.totalPoints = stats.pointsRead;
+    run.progress.emplace("indicizzazione", stats.pointsRead, 2000);
+    run.occupancy.resize(options.gridSize * options.gridSize * options.gridSize);
+    if (!processBucket(run, NodeKey{}, root, error)) return false;
+    if (!run.writer.close(error)) return false;
+    run.progress->finish();
+    stats.indexingSeconds = secondsSince(indexingStart);
+    collectWriterStats(run.writer, stats);
+    if (!checkImportConsistency(stats, error)) {
+        // The file is complete but wrong: it must not pass for a cache.
+        SystemFile::deleteFile(outputPath);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool buildOctree(PointSource& source, const std::string& outputPath, const ImportOptions& options,
+                 ImportStats& stats, std::string& error) {
+    const Clock::time_point start = Clock::now();
+    stats = ImportStats{};
+    stats.pointFormat = options.pointFormat;
+    if (!validateOptions(options, error)) return false;
+    TemporaryFolder folder;
+    if (!folder.create(options.temporaryParent, error)) return false;
+    logImportSetup(source, folder.path());
+    const bool built = indexSource(source, outputPath, options, folder.path(), stats, error);
+    folder.remove();
+    stats.totalSeconds = secondsSince(start);
+    return built;
+}
+
+}  // namespace ovcf

@@ -1,0 +1,59 @@
+// What the import asks of the machine: free memory, free disk space, the temporary folder, and
+// folders made or removed by UTF-8 path (files: SystemFile). One implementation per platform
+// (posix/PosixSystemInfo.cpp, win32/system/Win32SystemInfo.cpp); every call is thread-safe and
+// none throws.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace ovcf {
+
+// Physical memory the system could give to a process now without swapping, in bytes.
+// False when the system does not tell.
+bool availablePhysicalMemory(std::uint64_t& bytes);
+
+// Bytes an unprivileged user may still write on the disk that holds `folder`. False when the
+// folder does not exist or the system does not tell.
+bool freeDiskSpace(const std::string& folder, std::uint64_t& bytes);
+
+// The system's folder for temporary files, UTF-8, without a trailing separator.
+std::string systemTemporaryFolder();
+
+// The separator this platform's paths use between folder and name ('/' or '\\').
+char pathSeparator();
+
+// folder + separator + name, without doubling a separator that ends the folder. The separator is
+// the one the folder already uses, so that paths given with '/' on Windows stay uniform.
+inline std::string joinPath(const std::string& folder, const std::string& name) {
+    if (folder.empty()) return name;
+    const char last = folder.back();
+    if (last == '/' || last == '\\') return folder + name;
+    const char separator = folder.find('\\') != std::string::npos ? '\\'
+                           : folder.find('/') != std::string::npos  ? '/'
+                                                                    : pathSeparator();
+    return folder + separator + name;
+}
+
+enum class FolderCreation { Created, AlreadyExists, Failed };
+
+// Creates one folder (its parent must exist). On Failed, `reason` holds the system's text.
+FolderCreation createFolder(const std::string& path, std::string& reason);
+
+// Removes a folder that is empty; false when it is not empty or cannot be removed.
+bool removeEmptyFolder(const std::string& path);
+
+// True when the path names an existing folder.
+bool isFolder(const std::string& path);
+
+// Gives back the disk space and cached pages of a range of a file that will not be read again
+// (its bytes read as zeros afterwards). Only a hint: where the system cannot, nothing happens.
+// Lets a file consumed front to back hand its memory to the files written meanwhile.
+void discardFileRange(const std::string& path, std::uint64_t offset, std::uint64_t length);
+
+// Whether the process's standard output or standard error is an interactive terminal (progress
+// bars are drawn only there).
+bool standardOutputIsTerminal();
+bool standardErrorIsTerminal();
+
+}  // namespace ovcf

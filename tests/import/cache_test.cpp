@@ -1,0 +1,240 @@
+#include <algorithm>
+#include <fstream>
+#include <numeric>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ImportTestSupport.h"
+#include "TestSupport.h"
+#include "import/CacheCheck.h"
+#include "import/CacheNaming.h"
+#include "import/CacheSignature.h"
+#include "import/MemoryCloud.h"
+#include "import/OctreeIndexer.h"
+#include "import/Quantization.h"
+#include "import/SignatureRefresh.h"
+#include "import/SignatureUpdate.h"
+
+namespace ovcf {
+namespace {
+
+using test::TempDir;
+
+TEST(CacheNamingTest, NameIsCutAtTheLastDotOfTheFileName) {
+    EXPECT_EQ(cachePathFor("scan.e57"), "scan_cache.ovcf");
+    EXPECT_EQ(cachePathFor("/data/site/scan.e57"), "/data/site/scan_cache.ovcf");
+    EXPECT_EQ(cachePathFor("a.b.c"), "a.b_cache.ovcf");
+    EXPECT_EQ(cachePathFor(".cloud"), ".cloud_cache.ovcf");
+    EXPECT_EQ(cachePathFor("dir/.cloud"), "dir/.cloud_cache.ovcf");
+    EXPECT_EQ(cachePathFor("dir/.cloud.las"), "dir/.cloud_cache.ovcf");
+    EXPECT_EQ(cachePathFor("noextension"), "noextension_cache.ovcf");
+    EXPECT_EQ(cachePathFor("/data.v2/noextension"), "/data.v2/noextension_cache.ovcf");
+    EXPECT_EQ(cachePathFor("C:\\Rilievi.2024\\nuvola.pts"), "C:\\Rilievi.2024\\nuvola_cache.ovcf");
+    EXPECT_EQ(cachePathFor("C:\\Rilievi.2024\\nuvola"), "C:\\Rilievi.2024\\nuvola_cache.ovcf");
+    EXPECT_EQ(cachePathFor(""), "_cache.ovcf");
+}
+
+// A cache built from a host cloud, as PC_BuildCacheFromMemory builds it.
+struct BuiltCache {
+    std::string path;
+    std::uint64_t signature = 0;
+    std::uint64_t points = 0;
+};
+
+BuiltCache buildCache(const TempDir& dir, const test::HostCloud& cloud, bool withColours, const std::string& name) {
+    MemoryCloud source(cloud.xyz.data(), withColours ? cloud.colours.data() : nullptr, cloud.size(), 0.001);
+    ImportOptions options;
+    options.pointFormat = withColours ? 1 : 0;
+    options.temporaryParent = dir.path();
+    ImportStats stats;
+    std::string error;
+    BuiltCache cache{dir.file(name), 0, cloud.size()};
+    EXPECT_TRUE(buildOctree(source, cache.path, options, stats, error)) << error;
+    cache.signature = stats.signatureOut;
+    return cache;
+}
+
+void patch(const std::string& path, std::size_t offset, const void* bytes, std::size_t size) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(offset));
+    file.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+}
+
+test::HostCloud shuffled(const test::HostCloud& cloud, std::uint32_t seed) {
+    std::vector<std::size_t> order(cloud.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::shuffle(order.begin(), order.end(), std::mt19937(seed));
+    test::HostCloud out;
+    for (std::size_t i : order) {
+        out.xyz.insert(out.xyz.end(), {cloud.xyz[3 * i], cloud.xyz[3 * i + 1], cloud.xyz[3 * i + 2]});
+        out.colours.push_back(cloud.colours[i]);
+    }
+    return out;
+}
+
+TEST(CacheSignatureTest, HostCloudInAnyOrderGivesTheBuiltSignature) {
+    TempDir dir("cache");
+    const test::HostCloud cloud = test::hostCloud(30000, 11);
+    const test::HostCloud other = shuffled(cloud, 5);
+    for (bool colours : {true, false}) {
+        SCOPED_TRACE(colours ? "with colours" : "without colours");
+        const BuiltCache cache = buildCache(dir, cloud, colours, colours ? "c.ovcf" : "g.ovcf");
+        std::uint64_t signature = 0;
+        std::string error;
+        ASSERT_TRUE(computeCacheSignature(cache.path, other.xyz.data(), colours ? other.colours.data() : nullptr,
+                                          other.size(), signature, error)) << error;
+        EXPECT_EQ(signature, cache.signature);
+        // The colours do not count in a format-0 cache; in a format-1 cache they do.
+        ASSERT_TRUE(computeCacheSignature(cache.path, other.xyz.data(), colours ? nullptr : other.colours.data(),
+                                          other.size(), signature, error));
+        EXPECT_EQ(signature == cache.signature, !colours);
+    }
+}
+
+TEST(CacheSignatureTest, EmptyCloudAndMissingCache) {
+    TempDir dir("cache");
+    const BuiltCache cache = buildCache(dir, test::hostCloud(100, 1), true, "c.ovcf");
+    std::uint64_t signature = 42;
+    std::string error;
+    const double unused = 0;
+    EXPECT_TRUE(computeCacheSignature(cache.path, &unused, nullptr, 0, signature, error));
+    EXPECT_EQ(signature, 0u);
+    signature = 42;
+    EXPECT_FALSE(computeCacheSignature(dir.file("none.ovcf"), &unused, nullptr, 0, signature, error));
+    EXPECT_EQ(signature, 0u);
+    EXPECT_EQ(error, "cache file does not exist");
+}
+
+TEST(CacheCheckTest, AnswersEveryCode) {
+    TempDir dir("cache");
+    const test::HostCloud cloud = test::hostCloud(5000, 12);
+    const BuiltCache cache = buildCache(dir, cloud, true, "c.ovcf");
+    std::string detail;
+
+    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature, detail), CacheMatches);
+    EXPECT_EQ(detail, "");
+    EXPECT_EQ(checkCache(dir.file("missing.ovcf"), cache.points, cache.signature, detail), CacheMissing);
+    EXPECT_EQ(detail, "cache file does not exist");
+    EXPECT_EQ(checkCache(cache.path, cache.points - 1, cache.signature, detail), CacheCountDiffers);
+    EXPECT_EQ(detail, "the cloud has 4999 points, the cache has 5000");
+    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature + 1, detail), CacheModified);
+    EXPECT_EQ(detail, "same number of points but different content (moved, georeferenced or edited)");
+
+    // The same cloud moved by a metre: same count, different signature.
+    test::HostCloud moved = cloud;
+    for (std::size_t i = 0; i < moved.xyz.size(); i += 3) moved.xyz[i] += 1.0;
+    std::uint64_t movedSignature = 0;
+    ASSERT_TRUE(computeCacheSignature(cache.path, moved.xyz.data(), moved.colours.data(), moved.size(), movedSignature, detail));
+    EXPECT_EQ(checkCache(cache.path, cache.points, movedSignature, detail), CacheModified);
+
+    // Deleted points lower the alive count.
+    const std::uint64_t deleted = 3;
+    patch(cache.path, 192, &deleted, 8);
+    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature, detail), CacheCountDiffers);
+    EXPECT_EQ(detail, "the cloud has 5000 points, the cache has 4997");
+    EXPECT_EQ(checkCache(cache.path, cache.points - 3, cache.signature, detail), CacheMatches);
+
+    const std::uint64_t zero = 0;
+    patch(cache.path, 208, &zero, 8);
+    EXPECT_EQ(checkCache(cache.path, cache.points - 3, cache.signature, detail), CacheWithoutSignature);
+    EXPECT_EQ(detail, "the cache has no content signature");
+
+    const std::uint16_t minor = 2;
+    patch(cache.path, 6, &minor, 2);
+    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature, detail), CacheNewerVersion);
+    EXPECT_EQ(detail, "the cache was written by a newer version of the module");
+
+    patch(cache.path, 0, "XXXX", 4);
+    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature, detail), CacheUnreadable);
+    EXPECT_EQ(detail.rfind("not a valid .ovcf file: ", 0), 0u) << detail;
+
+    EXPECT_STREQ(cacheCheckText(CacheModified), "the cloud has been modified");
+}
+
+TEST(SignatureUpdateTest, StoresTheNewSignatureOnlyForTheRightAliveCount) {
+    TempDir dir("cache");
+    const BuiltCache cache = buildCache(dir, test::hostCloud(2000, 13), false, "u.ovcf");
+    std::string error;
+    EXPECT_FALSE(updateSignature(cache.path, 1999, 777, error));
+    EXPECT_EQ(error, "the signature covers 1999 points but the file has 2000 alive");
+    ASSERT_TRUE(updateSignature(cache.path, 2000, 777, error)) << error;
+    FileHeader header;
+    ASSERT_EQ(OvcfReader::probeHeader(cache.path, header, error), ProbeValid);
+    EXPECT_EQ(header.currentSignature, 777u);
+    EXPECT_EQ(header.buildSignature, cache.signature);
+    EXPECT_FALSE(updateSignature(dir.file("gone.ovcf"), 1, 1, error));
+    EXPECT_EQ(error.rfind("cannot open for writing '" + dir.file("gone.ovcf") + "'", 0), 0u) << error;
+}
+
+TEST(SignatureRefreshTest, HostRemovingTheCommittedPointsStillMatches) {
+    TempDir dir("cache");
+    const test::HostCloud cloud = test::hostCloud(40000, 14);
+    MemoryCloud source(cloud.xyz.data(), cloud.colours.data(), cloud.size(), 0.001);
+    ImportOptions options;
+    options.pointFormat = 1;
+    options.maxNodePoints = 5000;
+    options.temporaryParent = dir.path();
+    ImportStats stats;
+    std::string error;
+    const std::string path = dir.file("edited.ovcf");
+    ASSERT_TRUE(buildOctree(source, path, options, stats, error)) << error;
+
+    // The user deletes every point whose quantised x is a multiple of 7; the commit writes the map
+    // and the count into the file (done here by hand) and then refreshes the signature.
+    OvcfReader reader;
+    ASSERT_TRUE(reader.open(path, error)) << error;
+    const FileHeader& header = reader.header();
+    std::vector<std::uint64_t> bits((header.pointCount + 63) / 64, 0);
+    std::vector<std::uint64_t> perNode(reader.nodes().size(), 0);
+    std::uint64_t deleted = 0;
+    std::vector<PointRecord> points;
+    for (std::uint32_t n = 0; n < reader.nodes().size(); ++n) {
+        ASSERT_TRUE(reader.readNode(n, points, error));
+        for (std::size_t j = 0; j < points.size(); ++j) {
+            if (points[j].x % 7 != 0) continue;
+            const std::uint64_t g = reader.nodes()[n].firstPoint + j;
+            bits[g / 64] |= std::uint64_t{1} << (g % 64);
+            ++perNode[n];
+            ++deleted;
+        }
+    }
+    ASSERT_GT(deleted, 1000u);
+    patch(path, static_cast<std::size_t>(header.deletedMapOffset), bits.data(), static_cast<std::size_t>(header.deletedMapSize));
+    patch(path, 192, &deleted, 8);
+    const std::uint64_t alive = header.pointCount - deleted;
+    ASSERT_TRUE(refreshCacheSignature(reader, bits.data(), perNode, alive, error)) << error;
+
+    test::HostCloud survivors;
+    for (std::size_t i = 0; i < cloud.size(); ++i) {
+        if (quantizeCoordinate(cloud.xyz[3 * i], header.offset[0], header.step[0]) % 7 == 0) continue;
+        survivors.xyz.insert(survivors.xyz.end(), {cloud.xyz[3 * i], cloud.xyz[3 * i + 1], cloud.xyz[3 * i + 2]});
+        survivors.colours.push_back(cloud.colours[i]);
+    }
+    ASSERT_EQ(survivors.size(), alive);
+    std::uint64_t signature = 0;
+    ASSERT_TRUE(computeCacheSignature(path, survivors.xyz.data(), survivors.colours.data(), survivors.size(), signature, error));
+    std::string detail;
+    EXPECT_EQ(checkCache(path, alive, signature, detail), CacheMatches) << detail;
+    // The whole cloud no longer matches by count; the signature as built is untouched.
+    EXPECT_EQ(checkCache(path, cloud.size(), stats.signatureOut, detail), CacheCountDiffers);
+    FileHeader after;
+    ASSERT_EQ(OvcfReader::probeHeader(path, after, error), ProbeValid);
+    EXPECT_EQ(after.buildSignature, stats.signatureOut);
+
+    // A node that cannot be read again ends the update with the reader's reason.
+    const std::string broken = dir.file("broken.ovcf");
+    std::filesystem::copy_file(test::fsPath(path), test::fsPath(broken));
+    OvcfReader brokenReader;
+    ASSERT_TRUE(brokenReader.open(broken, error)) << error;
+    std::filesystem::resize_file(test::fsPath(broken), 600);
+    std::vector<std::uint64_t> lastNode(brokenReader.nodes().size(), 0);
+    lastNode.back() = 1;
+    EXPECT_FALSE(refreshCacheSignature(brokenReader, bits.data(), lastNode, alive, error));
+    const std::string expected = "cannot re-read node " + std::to_string(lastNode.size() - 1) + " to update the cache signature: ";
+    EXPECT_EQ(error.rfind(expected, 0), 0u) << error;
+}
+
+}  // namespace
+}  // namespace ovcf

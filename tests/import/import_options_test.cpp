@@ -1,0 +1,77 @@
+#include <gtest/gtest.h>
+
+#include "import/ImportOptions.h"
+
+namespace ovcf {
+namespace {
+
+TEST(ImportOptionsTest, DefaultsAreValid) {
+    ImportOptions options;
+    std::string error;
+    EXPECT_TRUE(validateOptions(options, error)) << error;
+    EXPECT_EQ(options.gridSize, 128u);
+    EXPECT_EQ(options.maxNodePoints, 50000u);
+    EXPECT_TRUE(options.compression);
+    EXPECT_EQ(options.pointFormat, 2u);
+    EXPECT_GE(options.ramBudget, std::uint64_t{1} << 30);
+    EXPECT_LE(options.ramBudget, std::uint64_t{8} << 30);
+}
+
+TEST(ImportOptionsTest, GridSizeMustBeAPowerOfTwoFromTwoTo256) {
+    ImportOptions options;
+    std::string error;
+    for (std::uint32_t good : {2u, 4u, 128u, 256u}) {
+        options.gridSize = good;
+        EXPECT_TRUE(validateOptions(options, error)) << good;
+    }
+    for (std::uint32_t bad : {0u, 1u, 3u, 100u, 384u, 512u}) {
+        options.gridSize = bad;
+        EXPECT_FALSE(validateOptions(options, error)) << bad;
+    }
+    options.gridSize = 100;
+    validateOptions(options, error);
+    EXPECT_EQ(error, "gridSize must be a power of two between 2 and 256 (received: 100)");
+}
+
+TEST(ImportOptionsTest, RefusalsComeInOrder) {
+    ImportOptions options;
+    std::string error;
+    options.maxNodePoints = 999;
+    options.ramBudget = 1048575;
+    options.pointFormat = 3;
+    EXPECT_FALSE(validateOptions(options, error));
+    EXPECT_EQ(error, "maxNodePoints must be at least 1000 (received: 999)");
+    options.maxNodePoints = 1000;
+    EXPECT_FALSE(validateOptions(options, error));
+    EXPECT_EQ(error, "the RAM budget must be at least 1 MiB");
+    options.ramBudget = 1048576;
+    EXPECT_FALSE(validateOptions(options, error));
+    EXPECT_EQ(error, "invalid point format");
+    options.pointFormat = 0;
+    EXPECT_TRUE(validateOptions(options, error));
+}
+
+TEST(ImportOptionsTest, BucketLimitIsABudgetShareOfAtLeast1024Points) {
+    EXPECT_EQ(bucketRamLimitPoints(1048576), 7281u);  // 1 MiB / 144
+    EXPECT_EQ(bucketRamLimitPoints(100000), 1024u);
+    EXPECT_EQ(bucketRamLimitPoints(std::uint64_t{1} << 30), 7456540u);
+}
+
+TEST(ImportOptionsTest, ReadingShareOutsideTheOpenIntervalIsOneHalf) {
+    ImportOptions options;
+    for (double share : {0.0, 1.0, -0.2, 3.0}) {
+        options.readingShare = share;
+        EXPECT_EQ(effectiveReadingShare(options), 0.5) << share;
+    }
+    options.readingShare = 0.15;
+    EXPECT_EQ(effectiveReadingShare(options), 0.15);
+}
+
+TEST(ImportOptionsTest, DefaultBudgetIsAThirdOfFreeMemoryWithinLimits) {
+    const std::uint64_t budget = defaultRamBudget();
+    EXPECT_GE(budget, kFallbackRamBudget);
+    EXPECT_LE(budget, kLargestDefaultRamBudget);
+}
+
+}  // namespace
+}  // namespace ovcf

@@ -1,0 +1,283 @@
+#include <cmath>
+#include <map>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ImportTestSupport.h"
+#include "LasTestFile.h"
+#include "TestSupport.h"
+#include "import/LasSource.h"
+#include "import/OctreeIndexer.h"
+
+namespace ovcf {
+namespace {
+
+using test::LasTestFile;
+using test::LasTestPoint;
+using test::TempDir;
+
+std::vector<PointRecord> readAll(PointSource& source) {
+    std::vector<PointRecord> all;
+    std::vector<PointRecord> batch(1000);
+    std::string error;
+    for (;;) {
+        std::size_t count = 0;
+        EXPECT_TRUE(source.read(batch.data(), batch.size(), count, error)) << error;
+        if (count == 0) break;
+        all.insert(all.end(), batch.begin(), batch.begin() + count);
+    }
+    return all;
+}
+
+std::vector<LasTestPoint> samplePoints(std::size_t count) {
+    std::vector<LasTestPoint> points;
+    for (std::size_t i = 0; i < count; ++i) {
+        LasTestPoint p;
+        p.x = static_cast<std::int32_t>(i * 37 % 1000) - 500;
+        p.y = static_cast<std::int32_t>(i * 91 % 2000);
+        p.z = -static_cast<std::int32_t>(i % 300);
+        p.intensity = static_cast<std::uint16_t>(i * 13);
+        p.classification = static_cast<std::uint8_t>(i % 19);
+        p.red = static_cast<std::uint16_t>(i * 257 % 65536);
+        p.green = static_cast<std::uint16_t>(65535 - i);
+        p.blue = 4096;
+        points.push_back(p);
+    }
+    return points;
+}
+
+struct Sample {
+    const char* file;
+    std::uint64_t points;
+    std::map<int, std::uint64_t> classes;
+};
+
+const Sample kSamples[] = {
+    {"pdal_autzen_trim.las", 110000, {{1, 83893}, {2, 26107}}},
+    {"pdal_autzen_trim_7.las", 110000, {{1, 83893}, {2, 26107}}},
+    {"laspy_file_with_both_wkt_and_geotiff_vlrs.las", 25408, {{2, 9808}, {3, 158}, {4, 724}, {5, 10956}, {6, 3737}, {7, 25}}},
+    {"pdal_4_6_crop.las", 23875, {{1, 14872}, {2, 9003}}},
+    {"pdal_hexbin-crop.las", 38367, {{1, 3049}, {2, 35318}}},
+    {"pdal_sample_nc.las", 14408, {{0, 14408}}},
+    {"pdal_las_with_several_extra_byte_bloc_decompressed.las", 697721,
+     {{1, 3262}, {2, 683023}, {3, 960}, {4, 873}, {5, 9003}, {6, 590}, {65, 10}}},
+};
+
+TEST(LasSourceTest, SharedSamplesBuildIntoFilesThatKeepEveryPointAndClass) {
+    TempDir dir("las");
+    for (const Sample& sample : kSamples) {
+        SCOPED_TRACE(sample.file);
+        LasSource source;
+        std::string error;
+        ASSERT_TRUE(source.open(test::sharedDataFile(sample.file), 0.0, error)) << error;
+        EXPECT_EQ(source.pointCount(), sample.points);
+        EXPECT_EQ(source.fullPointFormat(), 2u);
+
+        ImportOptions options;
+        options.pointFormat = source.fullPointFormat();
+        options.temporaryParent = dir.path();
+        ImportStats stats;
+        const std::string output = dir.file("sample.ovcf");
+        ASSERT_TRUE(buildOctree(source, output, options, stats, error)) << error;
+
+        FileHeader header;
+        const auto nodes = test::readWholeFile(output, &header);  // CRC verified
+        EXPECT_EQ(header.pointCount, sample.points);
+        std::map<int, std::uint64_t> classes;
+        for (const auto& node : nodes)
+            for (const PointRecord& p : node.points) ++classes[p.classification];
+        EXPECT_EQ(classes, sample.classes);
+    }
+}
+
+TEST(LasSourceTest, ColourDepthIsDetectedPerFile) {
+    struct Expected {
+        const char* file;
+        bool colour;
+        bool eightBit;
+    };
+    for (const Expected& e : {Expected{"pdal_autzen_trim.las", true, true}, Expected{"pdal_sample_nc.las", true, false},
+                              Expected{"pdal_las_with_several_extra_byte_bloc_decompressed.las", true, false},
+                              Expected{"pdal_4_6_crop.las", true, true}, Expected{"pdal_hexbin-crop.las", false, false}}) {
+        SCOPED_TRACE(e.file);
+        LasSource source;
+        std::string error;
+        ASSERT_TRUE(source.open(test::sharedDataFile(e.file), 0.0, error)) << error;
+        EXPECT_EQ(source.hasColour(), e.colour);
+        if (e.colour) {
+            EXPECT_EQ(source.coloursAreEightBit(), e.eightBit);
+        }
+    }
+    // Autzen keeps 8-bit values as they are: its colours are not all dark.
+    LasSource autzen;
+    std::string error;
+    ASSERT_TRUE(autzen.open(test::sharedDataFile("pdal_autzen_trim.las"), 0.0, error));
+    int bright = 0;
+    for (const PointRecord& p : readAll(autzen)) bright += p.red > 128 ? 1 : 0;
+    EXPECT_GT(bright, 1000);
+}
+
+TEST(LasSourceTest, EveryPointFormatReadsCoordinatesAttributesAndColours) {
+    TempDir dir("las");
+    for (std::uint8_t format = 0; format <= 10; ++format) {
+        SCOPED_TRACE("format " + std::to_string(format));
+        LasTestFile las;
+        las.versionMinor = format >= 6 ? 4 : 2;
+        las.pointFormat = format;
+        las.extraBytes = format % 3;  // extra bytes must be skipped
+        las.points = samplePoints(3000);
+        const std::string path = dir.file("f.las");
+        las.write(path);
+        LasSource source;
+        std::string error;
+        ASSERT_TRUE(source.open(path, 0.0, error)) << error;
+        ASSERT_EQ(source.pointCount(), 3000u);
+        const bool colour = format == 2 || format == 3 || format == 5 || format == 7 || format == 8 || format == 10;
+        EXPECT_EQ(source.hasColour(), colour);
+        const auto points = readAll(source);
+        ASSERT_EQ(points.size(), 3000u);
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const LasTestPoint& in = las.points[i];
+            const PointRecord& out = points[i];
+            const std::int32_t v[3] = {in.x, in.y, in.z};
+            const std::uint32_t q[3] = {out.x, out.y, out.z};
+            for (int a = 0; a < 3; ++a) {
+                // The file's integers are kept: the same world coordinate, exactly on the grid.
+                EXPECT_NEAR(source.offset()[a] + source.step()[a] * q[a], las.offset[a] + las.scale[a] * v[a], 1e-6);
+                EXPECT_EQ(source.step()[a], las.scale[a]);
+            }
+            ASSERT_EQ(out.intensity, in.intensity);
+            ASSERT_EQ(out.classification, in.classification);
+            if (colour) {
+                ASSERT_EQ(out.red, in.red >> 8);  // values above 255: the high byte
+                ASSERT_EQ(out.green, in.green >> 8);
+                ASSERT_EQ(out.blue, 16);
+            } else {
+                ASSERT_EQ(out.red, 200);
+            }
+        }
+    }
+}
+
+TEST(LasSourceTest, EightBitColoursInSixteenBitFieldsAreKept) {
+    TempDir dir("las");
+    LasTestFile las;
+    las.points = samplePoints(100);
+    for (auto& p : las.points) {
+        p.red = static_cast<std::uint16_t>(p.red % 256);
+        p.green = 255;
+        p.blue = 0;
+    }
+    las.write(dir.file("c.las"));
+    LasSource source;
+    std::string error;
+    ASSERT_TRUE(source.open(dir.file("c.las"), 0.0, error)) << error;
+    EXPECT_TRUE(source.coloursAreEightBit());
+    const auto points = readAll(source);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        EXPECT_EQ(points[i].red, las.points[i].red);
+        EXPECT_EQ(points[i].green, 255);
+    }
+}
+
+TEST(LasSourceTest, ACoarserStepRequantisesTheWorldCoordinates) {
+    TempDir dir("las");
+    LasTestFile las;
+    las.points = samplePoints(500);
+    las.write(dir.file("s.las"));
+    LasSource source;
+    std::string error;
+    ASSERT_TRUE(source.open(dir.file("s.las"), 0.25, error)) << error;
+    EXPECT_EQ(source.step()[1], 0.25);
+    const auto points = readAll(source);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const double world = las.offset[0] + las.scale[0] * las.points[i].x;
+        EXPECT_LE(std::fabs(source.offset()[0] + 0.25 * points[i].x - world), 0.125 + 1e-9);
+    }
+}
+
+TEST(LasSourceTest, HeaderWithoutABoxIsScannedForOne) {
+    TempDir dir("las");
+    LasTestFile las;
+    las.versionMinor = 4;
+    las.pointFormat = 6;
+    las.writeBounds = false;
+    las.points = samplePoints(800);
+    las.write(dir.file("nobox.las"));
+    LasSource source;
+    std::string error;
+    ASSERT_TRUE(source.open(dir.file("nobox.las"), 0.0, error)) << error;
+    EXPECT_NEAR(source.bounds().min[0], 1000.0 - 5.0, 1e-9);
+    EXPECT_NEAR(source.bounds().max[2], 0.0, 1e-9);
+    EXPECT_EQ(readAll(source).size(), 800u);
+}
+
+TEST(LasSourceTest, MalformedFilesAreRefusedNamingTheFileAndTheFault) {
+    TempDir dir("las");
+    LasTestFile las;
+    las.points = samplePoints(1000);
+    const std::string path = dir.file("bad.las");
+    auto refusal = [&](double step = 0.0) {
+        LasSource source;
+        std::string error;
+        EXPECT_FALSE(source.open(path, step, error));
+        EXPECT_EQ(error.rfind("'" + path + "': ", 0), 0u) << error;
+        return error;
+    };
+
+    las.write(path, las.bytes().size() - 5);  // the last record cut short
+    EXPECT_NE(refusal().find("the file is truncated: the header declares 1000 points of 34 bytes"), std::string::npos);
+    las.write(path, 100);
+    EXPECT_NE(refusal().find("the LAS header is truncated"), std::string::npos);
+
+    std::vector<std::uint8_t> bytes = las.bytes();
+    auto writeBytes = [&] { std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size()); };
+    bytes[104] = 0x83;  // LAZ marks compressed records in the top bits
+    writeBytes();
+    EXPECT_NE(refusal().find("compressed LAS (LAZ) is not supported"), std::string::npos);
+    bytes = las.bytes();
+    bytes[105] = 20;  // records too short for format 3
+    bytes[106] = 0;
+    writeBytes();
+    EXPECT_NE(refusal().find("too short for LAS point format 3"), std::string::npos);
+    bytes = las.bytes();
+    bytes[24] = 2;
+    writeBytes();
+    EXPECT_NE(refusal().find("LAS version 2.2 is not supported"), std::string::npos);
+    bytes = las.bytes();
+    bytes[0] = 'X';
+    writeBytes();
+    EXPECT_NE(refusal().find("not a LAS file"), std::string::npos);
+    bytes = las.bytes();
+    bytes[104] = 11;
+    writeBytes();
+    EXPECT_NE(refusal().find("unknown LAS point format 11"), std::string::npos);
+
+    LasSource missing;
+    std::string error;
+    EXPECT_FALSE(missing.open(dir.file("none.las"), 0.0, error));
+    EXPECT_NE(error.find("none.las': cannot open the file"), std::string::npos) << error;
+}
+
+TEST(LasSourceTest, PointOutsideTheDeclaredBoxIsAnError) {
+    TempDir dir("las");
+    LasTestFile las;
+    las.points = samplePoints(100);
+    std::vector<std::uint8_t> bytes = las.bytes();
+    // Points reach down to X = 995 m; the header claims 1000 m.
+    const double lyingMinimum = 1000.0;
+    std::memcpy(bytes.data() + 187, &lyingMinimum, 8);
+    const std::string path = dir.file("lies.las");
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    LasSource source;
+    std::string error;
+    ASSERT_TRUE(source.open(path, 0.0, error)) << error;
+    std::vector<PointRecord> batch(100);
+    std::size_t count = 0;
+    EXPECT_FALSE(source.read(batch.data(), batch.size(), count, error));
+    EXPECT_NE(error.find("point 0 lies outside the bounding box declared in the header"), std::string::npos) << error;
+}
+
+}  // namespace
+}  // namespace ovcf

@@ -1,0 +1,413 @@
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ImportTestSupport.h"
+#include "TestSupport.h"
+#include "core/Log.h"
+#include "import/ImportConsistency.h"
+#include "import/ImportSummary.h"
+#include "import/MemoryCloud.h"
+#include "import/OctreeIndexer.h"
+
+namespace ovcf {
+namespace {
+
+using test::RecordSource;
+using test::TempDir;
+
+struct Build {
+    bool ok = false;
+    std::string error;
+    ImportStats stats;
+};
+
+// Options for small test clouds: scratch under `scratch`, no host memory figure involved.
+ImportOptions smallOptions(const TempDir& scratch) {
+    ImportOptions options;
+    options.temporaryParent = scratch.path();
+    options.maxNodePoints = 1000;
+    options.gridSize = 16;
+    options.ramBudget = std::uint64_t{256} << 20;
+    return options;
+}
+
+Build build(PointSource& source, const std::string& output, const ImportOptions& options) {
+    Build result;
+    result.ok = buildOctree(source, output, options, result.stats, result.error);
+    return result;
+}
+
+std::vector<PointRecord> sortedPoints(std::vector<PointRecord> points) {
+    std::sort(points.begin(), points.end(), [](const PointRecord& a, const PointRecord& b) { return test::operator<(a, b); });
+    return points;
+}
+
+std::vector<PointRecord> allPoints(const std::vector<test::NodeContent>& nodes) {
+    std::vector<PointRecord> all;
+    for (const auto& node : nodes) all.insert(all.end(), node.points.begin(), node.points.end());
+    return all;
+}
+
+TEST(OctreeIndexerTest, OnePointIsARootLeaf) {
+    TempDir dir("indexer");
+    RecordSource source(test::randomRecords(1, 10, 1));
+    const Build b = build(source, dir.file("one.ovcf"), smallOptions(dir));
+    ASSERT_TRUE(b.ok) << b.error;
+    FileHeader header;
+    const auto nodes = test::readWholeFile(dir.file("one.ovcf"), &header);
+    ASSERT_EQ(nodes.size(), 1u);
+    EXPECT_EQ(header.rootExponent, 1u);
+    EXPECT_EQ(header.hierarchySize, 80u);
+    EXPECT_EQ(header.deletedMapSize, 1u);
+    EXPECT_EQ(b.stats.leafCount, 1u);
+    EXPECT_EQ(b.stats.deepestLevel, 0u);
+}
+
+TEST(OctreeIndexerTest, CloudWithinTheNodeLimitIsOneLeafInSourceOrder) {
+    TempDir dir("indexer");
+    const auto points = test::randomRecords(1000, 5000, 2);
+    RecordSource source(points);
+    const Build b = build(source, dir.file("leaf.ovcf"), smallOptions(dir));
+    ASSERT_TRUE(b.ok) << b.error;
+    const auto nodes = test::readWholeFile(dir.file("leaf.ovcf"));
+    ASSERT_EQ(nodes.size(), 1u);
+    EXPECT_EQ(nodes[0].points, points);
+    EXPECT_EQ(nodes[0].record.childMask, 0);
+}
+
+TEST(OctreeIndexerTest, IntegerExtentFixesTheRootExponent) {
+    TempDir dir("indexer");
+    for (const auto& [extent, exponent] : std::vector<std::pair<std::uint32_t, std::uint32_t>>{{2, 1}, {3, 2}, {4, 2}, {5, 3}}) {
+        std::vector<PointRecord> points(2);
+        points[0].x = 50;
+        points[1].x = 50 + extent - 1;
+        points[0].y = points[1].y = 7;  // y and z do not spread: x alone decides
+        RecordSource source(points);
+        const std::string file = dir.file(std::string("e") + std::to_string(extent) + ".ovcf");
+        const Build b = build(source, file, smallOptions(dir));
+        ASSERT_TRUE(b.ok) << b.error;
+        FileHeader header;
+        test::readWholeFile(file, &header);
+        EXPECT_EQ(header.rootExponent, exponent) << "extent " << extent;
+        EXPECT_EQ(header.rootOrigin[0], 50u);
+    }
+}
+
+TEST(OctreeIndexerTest, CoincidentPointsEndInALeafOfOneUnit) {
+    TempDir dir("indexer");
+    std::vector<PointRecord> points(3000);
+    for (auto& p : points) p = {77, 88, 99, 1, 2, 3, 4, 5};
+    RecordSource source(points);
+    const Build b = build(source, dir.file("same.ovcf"), smallOptions(dir));
+    ASSERT_TRUE(b.ok) << b.error;
+    FileHeader header;
+    const auto nodes = test::readWholeFile(dir.file("same.ovcf"), &header);
+    ASSERT_EQ(header.rootExponent, 1u);
+    ASSERT_EQ(nodes.size(), 2u);
+    EXPECT_EQ(nodes[0].points.size(), 1u);  // the sample of the root
+    EXPECT_EQ(nodes[1].record.level, header.rootExponent);
+    EXPECT_EQ(nodes[1].points.size(), 2999u);
+    EXPECT_EQ(b.stats.largestNode, 2999u);
+}
+
+TEST(OctreeIndexerTest, TooManyCoincidentPointsCannotBeSeparated) {
+    TempDir dir("indexer");
+    std::vector<PointRecord> points(3000);
+    for (auto& p : points) p = {77, 88, 99, 1, 2, 3, 4, 5};
+    for (std::uint64_t budget : {std::uint64_t{256} << 20, std::uint64_t{1} << 20}) {  // in memory and spilled
+        RecordSource source(points);
+        ImportOptions options = smallOptions(dir);
+        options.ramBudget = budget;
+        options.largestInseparableNode = 2000;
+        const Build b = build(source, dir.file("same.ovcf"), options);
+        ASSERT_FALSE(b.ok);
+        EXPECT_EQ(b.error,
+                  "node r0 contains 2.999 points that cannot be separated: the cloud has too many points coincident at "
+                  "the quantisation resolution of the source file");
+        EXPECT_TRUE(test::folderEntries(dir.path()).empty());
+    }
+}
+
+// The properties every built file must have, checked against the points the source gave.
+void expectSoundOctree(const std::string& file, const std::vector<PointRecord>& input, const ImportOptions& options) {
+    FileHeader header;
+    const auto nodes = test::readWholeFile(file, &header);
+    ASSERT_FALSE(nodes.empty());
+    const std::uint64_t cells = std::uint64_t{options.gridSize} * options.gridSize * options.gridSize;
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        const HierarchyRecord& r = nodes[i].record;
+        const bool leaf = r.childMask == 0;
+        if (!leaf) {
+            EXPECT_LE(r.pointCount, cells) << "inner node " << i << " keeps more than one point a cell";
+        } else if (r.level < header.rootExponent) {
+            EXPECT_LE(r.pointCount, std::max<std::uint64_t>(options.maxNodePoints, cells));
+        }
+        for (std::uint32_t o = 0; o < 8; ++o) {
+            if (r.children[o] != kNoChild) {
+                EXPECT_GT(r.children[o], i) << "child written before its parent";
+            }
+        }
+        const auto origin = nodeOrigin(header, r.key());
+        const std::uint64_t side = nodeCubeSide(header.rootExponent, r.level);
+        for (const PointRecord& p : nodes[i].points) {
+            EXPECT_LT(std::uint32_t(p.x - origin[0]), side);
+            EXPECT_LT(std::uint32_t(p.y - origin[1]), side);
+            EXPECT_LT(std::uint32_t(p.z - origin[2]), side);
+        }
+    }
+    EXPECT_EQ(sortedPoints(allPoints(nodes)), sortedPoints(input));
+    EXPECT_EQ(header.buildSignature, signatureOf(input.data(), input.size(), header.pointFormat));
+    EXPECT_EQ(header.currentSignature, header.buildSignature);
+}
+
+TEST(OctreeIndexerTest, EveryPointIsWrittenOnceInsideItsNode) {
+    TempDir dir("indexer");
+    const auto points = test::randomRecords(60000, 1 << 16, 3);
+    RecordSource source(points);
+    const ImportOptions options = smallOptions(dir);
+    const Build b = build(source, dir.file("sound.ovcf"), options);
+    ASSERT_TRUE(b.ok) << b.error;
+    expectSoundOctree(dir.file("sound.ovcf"), points, options);
+    EXPECT_EQ(b.stats.signatureIn, b.stats.signatureOut);
+    EXPECT_EQ(b.stats.pointsRead, 60000u);
+    EXPECT_EQ(b.stats.pointsWritten, 60000u);
+    EXPECT_GT(b.stats.nodeCount, 8u);
+    EXPECT_EQ(b.stats.temporaryBytes, 0u);
+    std::uint64_t perLevel = 0;
+    for (const LevelStats& level : b.stats.levels) perLevel += level.points;
+    EXPECT_EQ(perLevel, 60000u);
+    EXPECT_TRUE(test::folderEntries(dir.path()).size() == 1u);  // only the output file
+}
+
+TEST(OctreeIndexerTest, SpilledRunWritesTheSameOctreeAsTheRunInMemory) {
+    TempDir dir("indexer");
+    const auto points = test::randomRecords(200000, 1 << 18, 4);
+    ImportOptions options = smallOptions(dir);
+    options.gridSize = 32;
+
+    RecordSource inMemory(points);
+    const Build memoryRun = build(inMemory, dir.file("memory.ovcf"), options);
+    ASSERT_TRUE(memoryRun.ok) << memoryRun.error;
+    EXPECT_EQ(memoryRun.stats.temporaryBytes, 0u);
+
+    options.ramBudget = 1 << 20;  // 7,281 points a bucket: the root and its children spill
+    RecordSource onDisk(points);
+    const Build diskRun = build(onDisk, dir.file("disk.ovcf"), options);
+    ASSERT_TRUE(diskRun.ok) << diskRun.error;
+    EXPECT_GT(diskRun.stats.temporaryBytes, 200000u * 18u);  // more than the root bucket alone
+
+    const auto a = test::readWholeFile(dir.file("memory.ovcf"));
+    const auto b = test::readWholeFile(dir.file("disk.ovcf"));
+    ASSERT_EQ(a.size(), b.size());
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        EXPECT_EQ(std::memcmp(&a[i].record, &b[i].record, sizeof(HierarchyRecord)), 0) << "node " << i;
+        EXPECT_EQ(a[i].points, b[i].points) << "node " << i;
+    }
+    expectSoundOctree(dir.file("disk.ovcf"), points, options);
+    EXPECT_EQ(test::folderEntries(dir.path()).size(), 2u);  // the two outputs, no scratch left
+}
+
+TEST(OctreeIndexerTest, ProgressRisesToOneThroughTheReadingShare) {
+    TempDir dir("indexer");
+    RecordSource source(test::randomRecords(700000, 1 << 20, 5));
+    ImportOptions options = smallOptions(dir);
+    options.readingShare = 0.15;
+    std::vector<double> fractions;
+    options.progressContext = &fractions;
+    options.progressHook = [](double fraction, void* context) {
+        static_cast<std::vector<double>*>(context)->push_back(fraction);
+        return true;
+    };
+    const Build b = build(source, dir.file("progress.ovcf"), options);
+    ASSERT_TRUE(b.ok) << b.error;
+    ASSERT_GE(fractions.size(), 3u);
+    EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
+    EXPECT_DOUBLE_EQ(fractions[2], 0.15);  // three batches of reading, the last one complete
+    EXPECT_LT(fractions[0], 0.15);
+    EXPECT_DOUBLE_EQ(fractions.back(), 1.0);
+}
+
+struct Canceller {
+    int callsBeforeCancel;
+    double cancelAbove;  // only fractions above this count
+    int calls = 0;
+    static bool hook(double fraction, void* context) {
+        auto* self = static_cast<Canceller*>(context);
+        if (fraction <= self->cancelAbove) return true;
+        return ++self->calls <= self->callsBeforeCancel;
+    }
+};
+
+TEST(OctreeIndexerTest, CancellingLeavesNoOutputAndNoScratchFiles) {
+    const auto points = test::randomRecords(400000, 1 << 18, 6);
+    struct Case {
+        const char* when;
+        double cancelAbove;
+        int calls;
+        std::uint64_t budget;
+    };
+    for (const Case& c : {Case{"reading", -1.0, 0, 256u << 20}, Case{"reading, spilled", -1.0, 1, 1u << 20},
+                          Case{"splitting in memory", 0.5, 3, 256u << 20},
+                          Case{"splitting on disk", 0.5, 2, 1u << 20}}) {
+        TempDir dir("cancel");
+        RecordSource source(points);
+        ImportOptions options = smallOptions(dir);
+        options.ramBudget = c.budget;
+        Canceller canceller{c.calls, c.cancelAbove};
+        options.progressHook = &Canceller::hook;
+        options.progressContext = &canceller;
+        const Build b = build(source, dir.file("cancelled.ovcf"), options);
+        EXPECT_FALSE(b.ok) << c.when;
+        EXPECT_EQ(b.error, "operation cancelled") << c.when;
+        EXPECT_TRUE(test::folderEntries(dir.path()).empty()) << c.when;
+    }
+}
+
+TEST(OctreeIndexerTest, FailuresLeaveNothingBehind) {
+    TempDir dir("indexer");
+    const auto points = test::randomRecords(300000, 1 << 18, 7);
+    {
+        RecordSource broken(points);
+        broken.failAfter(270000);
+        ImportOptions options = smallOptions(dir);
+        options.ramBudget = 1 << 20;
+        const Build b = build(broken, dir.file("out.ovcf"), options);
+        EXPECT_FALSE(b.ok);
+        EXPECT_EQ(b.error, "simulated read failure");
+    }
+    {
+        RecordSource empty(std::vector<PointRecord>{});
+        const Build b = build(empty, dir.file("out.ovcf"), smallOptions(dir));
+        EXPECT_FALSE(b.ok);
+        EXPECT_EQ(b.error, "the source contains no points");
+    }
+    {
+        RecordSource source(points);
+        const Build b = build(source, dir.file("missing/folder/out.ovcf"), smallOptions(dir));
+        EXPECT_FALSE(b.ok);
+        EXPECT_EQ(b.error.rfind("cannot create file '", 0), 0u) << b.error;
+    }
+    EXPECT_TRUE(test::folderEntries(dir.path()).empty());
+    {
+        RecordSource source(points);
+        ImportOptions options = smallOptions(dir);
+        options.temporaryParent = dir.file("nowhere");
+        const Build b = build(source, dir.file("out.ovcf"), options);
+        EXPECT_FALSE(b.ok);
+        EXPECT_EQ(b.error.rfind("cannot create a temporary folder under '" + dir.file("nowhere") + "'", 0), 0u) << b.error;
+    }
+    {
+        RecordSource source(points);
+        ImportOptions options = smallOptions(dir);
+        options.gridSize = 100;
+        const Build b = build(source, dir.file("out.ovcf"), options);
+        EXPECT_FALSE(b.ok);
+        EXPECT_EQ(b.error, "gridSize must be a power of two between 2 and 256 (received: 100)");
+    }
+    EXPECT_TRUE(test::folderEntries(dir.path()).empty());
+}
+
+TEST(OctreeIndexerTest, PointFormatDecidesWhatTheSignatureCounts) {
+    TempDir dir("indexer");
+    const auto points = test::randomRecords(5000, 4000, 8);
+    for (std::uint32_t format : {0u, 1u, 2u}) {
+        RecordSource source(points);
+        ImportOptions options = smallOptions(dir);
+        options.pointFormat = format;
+        const std::string file = dir.file(std::string("f") + std::to_string(format) + ".ovcf");
+        const Build b = build(source, file, options);
+        ASSERT_TRUE(b.ok) << b.error;
+        EXPECT_EQ(b.stats.signatureIn, signatureOf(points.data(), points.size(), format));
+        FileHeader header;
+        const auto nodes = test::readWholeFile(file, &header);
+        EXPECT_EQ(header.pointFormat, format);
+        for (const auto& node : nodes)
+            for (const PointRecord& p : node.points) {
+                if (format < 2) {
+                    EXPECT_EQ(p.intensity + p.classification, 0);
+                }
+                if (format < 1) {
+                    EXPECT_EQ(p.red + p.green + p.blue, 0);
+                }
+            }
+    }
+}
+
+TEST(OctreeIndexerTest, MemoryCloudBuildMatchesTheHostPointsAndLogsTheSummary) {
+    TempDir dir("indexer");
+    const test::HostCloud host = test::hostCloud(20000, 9);
+    MemoryCloud cloud(host.xyz.data(), host.colours.data(), host.size(), 0.001);
+    ImportOptions options = smallOptions(dir);
+    options.pointFormat = 1;
+    options.sourceDescription = "memoria di Orvane";
+    std::vector<std::string> lines;
+    setLogSink([](int, const char* message, void* context) { static_cast<std::vector<std::string>*>(context)->push_back(message); },
+               &lines);
+    const Build b = build(cloud, dir.file("host.ovcf"), options);
+    if (b.ok) logImportSummary(b.stats);
+    setLogSink(nullptr, nullptr);
+    ASSERT_TRUE(b.ok) << b.error;
+
+    FileHeader header;
+    const auto nodes = test::readWholeFile(dir.file("host.ovcf"), &header);
+    EXPECT_EQ(header.step[0], 0.001);
+    EXPECT_EQ(header.offset[0], cloud.offset()[0]);
+    for (const auto& node : nodes)
+        for (const PointRecord& p : node.points) {
+            const double x = header.offset[0] + header.step[0] * p.x;
+            EXPECT_GE(x, cloud.bounds().min[0] - 0.0005);
+            EXPECT_LE(x, cloud.bounds().max[0] + 0.0005);
+        }
+    auto has = [&](const std::string& text) {
+        return std::find(lines.begin(), lines.end(), text) != lines.end();
+    };
+    EXPECT_TRUE(has("--- Riepilogo import ---"));
+    EXPECT_TRUE(has("punti                : 20.000"));
+    EXPECT_TRUE(has("formato punto        : 1 (XYZ+RGB) (15 byte)"));
+    char signatureLine[128];
+    std::snprintf(signatureLine, sizeof signatureLine, "hash insieme punti   : %016llX (ingresso) / %016llX (uscita)",
+                  static_cast<unsigned long long>(header.buildSignature), static_cast<unsigned long long>(header.buildSignature));
+    EXPECT_TRUE(has(signatureLine));
+    EXPECT_TRUE(has("sorgente: " + cloud.description()));
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) { return l.rfind("cartella temporanea: ", 0) == 0; }));
+}
+
+TEST(OctreeIndexerTest, FoldersAndFilesWithAccentedNamesWork) {
+    TempDir dir("indexer");
+    const std::string folder = dir.file("rilievi città");
+    std::filesystem::create_directory(test::fsPath(folder));
+    const auto points = test::randomRecords(30000, 1 << 16, 10);
+    RecordSource source(points);
+    ImportOptions options = smallOptions(dir);
+    options.temporaryParent = folder;
+    options.ramBudget = 1 << 20;  // spill, so that bucket files are made in the scratch folder
+    const std::string output = folder + "/nuvola_è.ovcf";
+    const Build b = build(source, output, options);
+    ASSERT_TRUE(b.ok) << b.error;
+    EXPECT_GT(b.stats.temporaryBytes, 0u);
+    EXPECT_EQ(test::readWholeFile(output).size(), b.stats.nodeCount);
+    EXPECT_EQ(test::folderEntries(folder).size(), 1u);
+}
+
+TEST(ImportConsistencyTest, CountsFirstThenTheSetOfPoints) {
+    ImportStats stats;
+    stats.pointsRead = 1234567;
+    stats.pointsWritten = 1234566;
+    stats.signatureIn = 5;
+    stats.signatureOut = 6;
+    std::string error;
+    EXPECT_FALSE(checkImportConsistency(stats, error));
+    EXPECT_EQ(error, "internal error: 1.234.567 points were read but 1.234.566");
+    stats.pointsWritten = 1234567;
+    EXPECT_FALSE(checkImportConsistency(stats, error));
+    EXPECT_EQ(error, "internal error: the set of written points does not match the set that was read");
+    stats.signatureOut = 5;
+    EXPECT_TRUE(checkImportConsistency(stats, error));
+}
+
+}  // namespace
+}  // namespace ovcf

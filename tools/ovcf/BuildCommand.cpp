@@ -1,0 +1,118 @@
+// ovcf build: a LAS, PLY or XYZ file into a .ovcf file, through the same out-of-core indexer as
+// the host's in-memory clouds.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Commands.h"
+#include "TerminalProgress.h"
+#include "import/FileSources.h"
+#include "import/ImportSummary.h"
+#include "import/OctreeIndexer.h"
+#include "platform/SystemInfo.h"
+
+namespace ovcf::tool {
+
+namespace {
+
+struct BuildArguments {
+    std::string input;
+    std::string output;
+    double step = 0.0;
+    std::uint64_t ramMegabytes = 0;  // 0: the default budget
+    std::string temporaryParent;
+    bool compression = true;
+};
+
+bool parseNumberArgument(const char* text, double& value) {
+    char* end = nullptr;
+    value = std::strtod(text, &end);
+    return end != text && *end == '\0';
+}
+
+// False after printing what is wrong.
+bool parseBuildArguments(int argc, char** argv, BuildArguments& args) {
+    for (int i = 0; i < argc; ++i) {
+        const std::string a = argv[i];
+        const bool hasValue = i + 1 < argc;
+        double number = 0;
+        if ((a == "-o" || a == "--output") && hasValue) {
+            args.output = argv[++i];
+        } else if (a == "--step" && hasValue) {
+            if (!parseNumberArgument(argv[++i], number) || !(number > 0.0)) {
+                std::fprintf(stderr, "ovcf: --step needs a positive number of metres, not '%s'\n", argv[i]);
+                return false;
+            }
+            args.step = number;
+        } else if (a == "--ram-mb" && hasValue) {
+            if (!parseNumberArgument(argv[++i], number) || !(number >= 1.0) || number > 1e9) {
+                std::fprintf(stderr, "ovcf: --ram-mb needs a whole number of MiB, at least 1, not '%s'\n", argv[i]);
+                return false;
+            }
+            args.ramMegabytes = static_cast<std::uint64_t>(number);
+        } else if (a == "--temp-dir" && hasValue) {
+            args.temporaryParent = argv[++i];
+        } else if (a == "--no-compression") {
+            args.compression = false;
+        } else if (!a.empty() && a[0] == '-') {
+            std::fprintf(stderr, "ovcf: unknown or incomplete option '%s'\n", a.c_str());
+            return false;
+        } else if (args.input.empty()) {
+            args.input = a;
+        } else {
+            std::fprintf(stderr, "ovcf: more than one input file ('%s')\n", a.c_str());
+            return false;
+        }
+    }
+    if (args.input.empty() || args.output.empty()) {
+        std::fputs("usage: ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n",
+                   stderr);
+        return false;
+    }
+    if (args.input == args.output) {
+        std::fputs("ovcf: the output would overwrite the input\n", stderr);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int reportFailure(const char* message) {
+    std::fprintf(stderr, "ovcf: %s\n", message);
+    return 1;
+}
+
+int runBuild(int argc, char** argv) {
+    BuildArguments args;
+    if (!parseBuildArguments(argc, argv, args)) return 2;
+
+    std::string error;
+    std::unique_ptr<PointSource> source = openPointFile(args.input, args.step, error);
+    if (!source) return reportFailure(error.c_str());
+
+    ImportOptions options;
+    if (args.ramMegabytes > 0) options.ramBudget = args.ramMegabytes << 20;
+    options.compression = args.compression;
+    options.pointFormat = source->fullPointFormat();
+    options.temporaryParent = args.temporaryParent;
+    options.sourceDescription = args.input;
+
+    std::optional<TerminalProgress> bar;
+    if (standardErrorIsTerminal()) {
+        bar.emplace("ovcf build");
+        options.progressHook = &TerminalProgress::hook;
+        options.progressContext = &*bar;
+    }
+    ImportStats stats;
+    const bool built = buildOctree(*source, args.output, options, stats, error);
+    if (built) logImportSummary(stats);
+    bar.reset();
+    if (!built) return reportFailure(error.c_str());
+    return 0;
+}
+
+}  // namespace ovcf::tool

@@ -1,0 +1,40 @@
+// ovcf: builds, describes and checks .ovcf point-cloud files from the command line.
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "Commands.h"
+
+namespace {
+
+void printUsage() {
+    std::fputs(
+        "usage:\n"
+        "  ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n"
+        "      INPUT: LAS 1.0-1.4 (uncompressed), PLY (ASCII or binary) or XYZ[RGB] text\n"
+        "  ovcf info FILE.ovcf     header, levels, node statistics, metadata\n"
+        "  ovcf check FILE.ovcf    reads every node with CRC verification\n",
+        stderr);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2 || std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0) {
+        printUsage();
+        return argc < 2 ? 2 : 0;
+    }
+    try {
+        if (std::strcmp(argv[1], "build") == 0) return ovcf::tool::runBuild(argc - 2, argv + 2);
+        if (std::strcmp(argv[1], "info") == 0) return ovcf::tool::runInfo(argc - 2, argv + 2);
+        if (std::strcmp(argv[1], "check") == 0) return ovcf::tool::runCheck(argc - 2, argv + 2);
+    } catch (const std::bad_alloc&) {
+        return ovcf::tool::reportFailure("out of memory");
+    } catch (const std::exception& e) {
+        return ovcf::tool::reportFailure(e.what());
+    }
+    std::fprintf(stderr, "ovcf: unknown command '%s'\n", argv[1]);
+    printUsage();
+    return 2;
+}
