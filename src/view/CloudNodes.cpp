@@ -52,33 +52,39 @@ void nodeRenderOrigin(const FileHeader& header, const HierarchyRecord& record, c
     origin[2] = static_cast<float>(world.z - reference.z);
 }
 
+// The node's cube cut to the cloud's box; points may sit up to one step outside the box.
+void nodeBox(const FileHeader& header, const HierarchyRecord& record, Vec3d& min, Vec3d& max) {
+    cubeBox(header, record, min, max);
+    if (!usableBox(header.boundsMin, header.boundsMax)) return;
+    for (int a = 0; a < 3; ++a) {
+        const double margin = std::fabs(header.step[a]);
+        const double lo = std::max(component(min, a), header.boundsMin[a] - margin);
+        const double hi = std::min(component(max, a), header.boundsMax[a] + margin);
+        if (lo <= hi) {
+            component(min, a) = lo;
+            component(max, a) = hi;
+        }
+    }
+}
+
 float typicalSpacing(const FileHeader& header, const HierarchyRecord& record) {
-    const double side = std::fabs(header.step[0]) * double(nodeCubeSide(header.rootExponent, record.level));
-    const double points = record.pointCount > 0 ? double(record.pointCount) : 1.0;
-    return static_cast<float>(side / std::sqrt(points));
+    Vec3d min, max;
+    nodeBox(header, record, min, max);
+    double extents[3] = {max.x - min.x, max.y - min.y, max.z - min.z};
+    std::sort(extents, extents + 3);
+    if (record.pointCount == 0) return static_cast<float>(extents[2]);
+    const double area = std::max(extents[2] * extents[1], 1e-12);
+    return static_cast<float>(std::sqrt(area / static_cast<double>(record.pointCount)));
 }
 
 std::vector<NodeInfo> describeNodes(const FileHeader& header, const std::vector<HierarchyRecord>& records,
                                     const Vec3d& reference) {
-    // Points may sit up to one quantisation step outside the source's box.
-    const bool cutToBounds = usableBox(header.boundsMin, header.boundsMax);
     std::vector<NodeInfo> nodes(records.size());
     for (std::size_t i = 0; i < records.size(); ++i) {
         const HierarchyRecord& record = records[i];
         NodeInfo& node = nodes[i];
         Vec3d min, max;
-        cubeBox(header, record, min, max);
-        if (cutToBounds) {
-            for (int a = 0; a < 3; ++a) {
-                const double margin = std::fabs(header.step[a]);
-                const double lo = std::max(component(min, a), header.boundsMin[a] - margin);
-                const double hi = std::min(component(max, a), header.boundsMax[a] + margin);
-                if (lo <= hi) {
-                    component(min, a) = lo;
-                    component(max, a) = hi;
-                }
-            }
-        }
+        nodeBox(header, record, min, max);
         node.boxMin = min - reference;
         node.boxMax = max - reference;
         node.centre = (node.boxMin + node.boxMax) / 2.0;

@@ -38,8 +38,9 @@ Vec3d quantisedToWorld(const FileHeader& header, double qx, double qy, double qz
 void nodeRenderOrigin(const FileHeader& header, const HierarchyRecord& record, const Vec3d& reference,
                       float origin[3]);
 
-// Cube side / sqrt(points): surveyed points cover surfaces rather than volumes, so n points in a
-// cube of side s lie about s / sqrt(n) apart. An empty node gets its cube side.
+// Surveyed points cover surfaces rather than volumes: spread over the two largest extents of the
+// node's box (its cube cut to the cloud), n points lie about sqrt(area / n) apart. An empty node
+// gets its longest extent.
 float typicalSpacing(const FileHeader& header, const HierarchyRecord& record);
 
 // One entry per hierarchy record. Child links that point outside the table, backwards (the file

@@ -1,6 +1,7 @@
 #include "view/CloudStreaming.h"
 
 #include <algorithm>
+#include <cmath>
 #include <bit>
 #include <new>
 
@@ -154,7 +155,10 @@ const StreamingFrame& CloudStreaming::update(const Camera& camera, const RenderS
         drawable.buffer = entry.buffer;
         drawable.pointCount = entry.pointCount;
         std::copy(std::begin(node.origin), std::end(node.origin), drawable.origin);
-        drawable.spacing = node.spacing;
+        // Where descendants are drawn too, their points fill the gaps between the node's own:
+        // the spacing on screen is that of the deepest chosen level, halving at every level.
+        const std::uint32_t deepest = std::max(lod_.deepestChosenLevel(index), node.level);
+        drawable.spacing = std::ldexp(node.spacing, -static_cast<int>(std::min(deepest - node.level, 30u)));
         drawable.level = node.level;
         frame_.drawables.push_back(drawable);
     }

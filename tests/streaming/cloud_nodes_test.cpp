@@ -48,7 +48,8 @@ TEST(CloudNodes, NodeBoxesAreTheCubesCutToTheCloudAroundTheBoxCentre) {
     EXPECT_DOUBLE_EQ(nodes[0].radius, std::sqrt(1001.0 * 1001 + 601.0 * 601 + 11.0 * 11) / 2);
     EXPECT_EQ(nodes[0].origin[0], -500.0f);
     EXPECT_EQ(nodes[0].origin[2], -5.0f);
-    EXPECT_FLOAT_EQ(nodes[0].spacing, 1024.0f / 100.0f);  // side / sqrt(10000)
+    // Spread over its two largest extents: sqrt(1001 × 601 / 10000).
+    EXPECT_FLOAT_EQ(nodes[0].spacing, static_cast<float>(std::sqrt(1001.0 * 601.0 / 10000.0)));
     EXPECT_EQ(nodes[0].children[0], 1u);
     EXPECT_EQ(nodes[0].children[1], 2u);
     EXPECT_EQ(nodes[0].children[2], kNoChild);
@@ -57,7 +58,7 @@ TEST(CloudNodes, NodeBoxesAreTheCubesCutToTheCloudAroundTheBoxCentre) {
     EXPECT_EQ(nodes[1].boxMin, (Vec3d{12, -300, -5}));
     EXPECT_EQ(nodes[1].boxMax, (Vec3d{501, 212, 6}));
     EXPECT_EQ(nodes[1].origin[0], 12.0f);
-    EXPECT_FLOAT_EQ(nodes[1].spacing, 512.0f / 20.0f);
+    EXPECT_FLOAT_EQ(nodes[1].spacing, static_cast<float>(std::sqrt(489.0 * 512.0 / 400.0)));
     EXPECT_EQ(nodes[1].parent, 0u);
     EXPECT_EQ(nodes[1].level, 1u);
 

@@ -102,7 +102,9 @@ TEST_F(Streaming, OpensAndStreamsUntilThePictureIsComplete) {
     EXPECT_EQ(done.drawables[0].pointCount, 300u);
     EXPECT_EQ(done.drawables[0].level, 0u);
     EXPECT_EQ(done.drawables[0].origin[0], root.origin[0]);
-    EXPECT_EQ(done.drawables[0].spacing, root.spacing);
+    // Drawn with its two levels of descendants, the root's points sit a quarter as far apart.
+    EXPECT_EQ(streaming.levelOfDetail().deepestChosenLevel(0), 2u);
+    EXPECT_FLOAT_EQ(done.drawables[0].spacing, root.spacing / 4.0f);
     EXPECT_EQ(streaming.loader().inFlightCount(), 0u);  // every node forgotten after its upload
 
     streaming.close();
