@@ -2,8 +2,10 @@
 # The main job: installs what is missing (apt-get, as root), builds the library and the demo
 # host, and runs pcview. With a display it opens the window; without one it starts a private
 # Xvfb, renders headless and writes a screenshot to build/demo/pcview.png.
-#   scripts/demo.sh [CLOUD.ovcf | --windows] [pcview options]
-#   --windows runs the Windows build of the demo under Wine instead.
+#   scripts/demo.sh [--windows] [CLOUD] [pcview options]
+# CLOUD is a .ovcf file, or a LAS, PLY or XYZ file that the ovcf tool indexes first into
+# build/demo/NAME.ovcf. Without one, pcview generates a small survey-like scene.
+# --windows runs the Windows build of the demo under Wine instead.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -22,7 +24,24 @@ fi
 
 mkdir -p build/demo
 shot="$root/build/demo/pcview.png"
-args=("$@")
+args=()
+if [ $# -gt 0 ] && [[ "$1" != -* ]]; then
+  cloud=$1
+  shift
+  case "${cloud,,}" in
+    *.ovcf) args+=("$cloud") ;;
+    *)
+      cmake -S . -B build/native -DCMAKE_BUILD_TYPE=Release >/dev/null
+      cmake --build build/native -j"$(nproc)" --target ovcf_tool
+      name=$(basename "${cloud%.*}")
+      build/native/bin/ovcf build "$cloud" -o "build/demo/$name.ovcf"
+      args+=("build/demo/$name.ovcf")
+      ;;
+  esac
+else
+  args+=(--default-cache build/demo/default.ovcf)
+fi
+args+=("$@")
 [ "$headless" -eq 1 ] && args+=(--headless --screenshot "$shot")
 
 if [ "$windows" -eq 1 ]; then
@@ -37,7 +56,3 @@ else
   build/native/bin/pcview "${args[@]}"
 fi
 
-if [ "$headless" -eq 1 ] && [ ! -s "$shot" ]; then
-  # Until the view saves its own pictures, the screen of the private X server is captured.
-  xwd -root -silent | convert xwd:- "$shot" && echo "demo: screenshot of the X screen written to $shot"
-fi

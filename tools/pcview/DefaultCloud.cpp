@@ -30,7 +30,7 @@ double terrain(double x, double y) {
 Scene generate() {
     std::mt19937 random(20261121);
     std::uniform_real_distribution<double> unit(0.0, 1.0);
-    std::normal_distribution<double> noise(0.0, 0.03);
+    std::normal_distribution<double> noise(0.0, 0.01);
     Scene scene;
     const double x0 = 652000.0;
     const double y0 = 5123000.0;
