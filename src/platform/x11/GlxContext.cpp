@@ -101,8 +101,7 @@ GLXContext createCoreContext(Display* display, Window window, GLXFBConfig config
         }
     }
     if (!context) {
-        error = "the graphics card does not support OpenGL 4.5: update the video driver, or the card is too old "
-                "for this module";
+        error = "the graphics card does not support OpenGL 4.5: update the video driver, or the card is too old for this module";
         return nullptr;
     }
     if (!glXMakeCurrent(display, window, context)) {

@@ -94,8 +94,7 @@ bool bootstrapWgl(std::string& error) {
     ReleaseDC(window, deviceContext);
     DestroyWindow(window);
     if (!gCreateContextAttribs) {
-        error = "the graphics driver does not support modern OpenGL contexts (wglCreateContextAttribsARB is "
-                "missing): update the video driver";
+        error = "the graphics driver does not support modern OpenGL contexts (wglCreateContextAttribsARB is missing): update the video driver";
         return false;
     }
     return true;
@@ -124,8 +123,7 @@ HGLRC createCoreContext(HDC deviceContext, std::string& error) {
                               kContextCoreProfileBit, 0};
     HGLRC context = gCreateContextAttribs(deviceContext, nullptr, attributes);
     if (!context) {
-        error = "the graphics card does not support OpenGL 4.5: update the video driver, or the card is too old for "
-                "this module";
+        error = "the graphics card does not support OpenGL 4.5: update the video driver, or the card is too old for this module";
         return nullptr;
     }
     if (!wglMakeCurrent(deviceContext, context)) {
