@@ -33,11 +33,13 @@ extern char** environ;
 
 using namespace ovcf;
 
+#include "BenchSupport.h"
+
+using ovcf::bench::Clock;
+using ovcf::bench::secondsSince;
+using ovcf::bench::statusMiB;
+
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 // Linux: the peak resident set is reset to the current one by writing 5 to clear_refs, so that a
 // run's peak can be told apart from the memory the generated cloud already holds.
@@ -46,18 +48,6 @@ void resetPeakResident() {
         std::fputs("5", f);
         std::fclose(f);
     }
-}
-
-double statusMiB(const char* key) {
-    std::FILE* f = std::fopen("/proc/self/status", "r");
-    if (!f) return 0;
-    char line[256];
-    double kib = 0;
-    const std::size_t keyLength = std::strlen(key);
-    while (std::fgets(line, sizeof line, f))
-        if (std::strncmp(line, key, keyLength) == 0) kib = std::atof(line + keyLength);
-    std::fclose(f);
-    return kib / 1024.0;
 }
 
 // ---------------------------------------------------------------------------------------------

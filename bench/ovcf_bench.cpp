@@ -27,13 +27,12 @@
 
 using namespace ovcf;
 
+#include "BenchSupport.h"
+
+using ovcf::bench::Clock;
+using ovcf::bench::secondsSince;
+
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // Resident memory now, from /proc (Linux).
 double residentMiB() {

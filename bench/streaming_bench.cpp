@@ -39,23 +39,13 @@
 
 using namespace ovcf;
 
+#include "BenchSupport.h"
+
+using ovcf::bench::Clock;
+using ovcf::bench::secondsSince;
+using ovcf::bench::statusMiB;
+
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
-
-double statusMiB(const char* key) {
-    std::FILE* f = std::fopen("/proc/self/status", "r");
-    if (!f) return 0;
-    char line[256];
-    double kib = 0;
-    const std::size_t keyLength = std::strlen(key);
-    while (std::fgets(line, sizeof line, f))
-        if (std::strncmp(line, key, keyLength) == 0) kib = std::atof(line + keyLength);
-    std::fclose(f);
-    return kib / 1024.0;
-}
 
 // Drops the file's cached pages, so that the next reads go to the disk.
 void dropFromCache(const std::string& path) {

@@ -9,14 +9,7 @@ extern "C" {
 
 PC_API int PC_CALL PC_OpenFile(PcView handle, const char* path) {
     return guarded(handle, 1, 6, [&](PcViewObject& view) {
-        if (!path || !*path) {
-            setLastError("the path is empty");
-            return 2;
-        }
-        if (!view.window->makeCurrent()) {
-            setLastError("cannot activate the OpenGL context");
-            return 5;
-        }
+        if (const int status = requirePathAndContext(view, path)) return status;
         std::string error;
         if (!view.controller->openCloud(path, error)) {
             setLastError(error);

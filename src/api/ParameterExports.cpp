@@ -72,14 +72,7 @@ PC_API void PC_CALL PC_SetOverlayText(PcView handle, const char* text, uint32_t 
 
 PC_API int PC_CALL PC_SaveScreenshot(PcView handle, const char* path) {
     return guarded(handle, 1, 6, [&](PcViewObject& view) {
-        if (!path || !*path) {
-            setLastError("the path is empty");
-            return 2;
-        }
-        if (!view.window->makeCurrent()) {
-            setLastError("cannot activate the OpenGL context");
-            return 5;
-        }
+        if (const int status = requirePathAndContext(view, path)) return status;
         std::string error;
         if (!view.controller->saveScreenshot(path, error)) {
             setLastError(error);

@@ -40,6 +40,18 @@ void fillViewState(const PcViewObject& view, PcViewState& state) {
     }
 }
 
+int requirePathAndContext(PcViewObject& view, const char* path) {
+    if (!path || !*path) {
+        setLastError("the path is empty");
+        return 2;
+    }
+    if (!view.window->makeCurrent()) {
+        setLastError("cannot activate the OpenGL context");
+        return 5;
+    }
+    return 0;
+}
+
 void emitViewEvent(PcViewObject& view, int event) {
     if (!view.eventCallback) return;
     PcViewState state;

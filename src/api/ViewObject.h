@@ -34,6 +34,9 @@ namespace ovcf {
 PcViewObject* checkView(PcView handle);
 // Fills the host's state record from the view.
 void fillViewState(const PcViewObject& view, PcViewState& state);
+// The first checks of the exports that write or read a file through GL: 2 with "the path is
+// empty", 5 with "cannot activate the OpenGL context", or 0 with the context current.
+int requirePathAndContext(PcViewObject& view, const char* path);
 // Calls the host's event callback, if any, with a fresh state record.
 void emitViewEvent(PcViewObject& view, int event);
 

@@ -26,6 +26,19 @@ inline std::uint32_t quantizeCoordinate(double coordinate, double offset, double
     return roundToQuantized((coordinate - offset) / step);
 }
 
+// A point of a source that knows coordinates and colour only (PLY, XYZ text).
+inline PointRecord quantizedColorPoint(const double xyz[3], const std::uint8_t rgb[3],
+                                       const std::array<double, 3>& offset, const std::array<double, 3>& step) {
+    PointRecord p{};
+    p.x = quantizeCoordinate(xyz[0], offset[0], step[0]);
+    p.y = quantizeCoordinate(xyz[1], offset[1], step[1]);
+    p.z = quantizeCoordinate(xyz[2], offset[2], step[2]);
+    p.red = rgb[0];
+    p.green = rgb[1];
+    p.blue = rgb[2];
+    return p;
+}
+
 // The offset that puts a cloud's minimum near quantised 0 on the step grid.
 inline double gridOffset(double minimum, double step) { return std::floor(minimum / step) * step; }
 

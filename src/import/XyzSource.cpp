@@ -130,15 +130,7 @@ bool XyzSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
         if (kind == LineKind::Error) return fail(error, reason);
         if (kind == LineKind::Skip) continue;
         sawPoint_ = true;
-        PointRecord& p = points[count++];
-        p.x = quantizeCoordinate(xyz[0], offset_[0], step_[0]);
-        p.y = quantizeCoordinate(xyz[1], offset_[1], step_[1]);
-        p.z = quantizeCoordinate(xyz[2], offset_[2], step_[2]);
-        p.intensity = 0;
-        p.classification = 0;
-        p.red = rgb[0];
-        p.green = rgb[1];
-        p.blue = rgb[2];
+        points[count++] = quantizedColorPoint(xyz, rgb, offset_, step_);
         ++handedOut_;
     }
     return true;

@@ -24,25 +24,6 @@ constexpr std::size_t kMaxTransfer = std::size_t{1} << 30;
 
 }  // namespace
 
-SystemFile::~SystemFile() { close(); }
-
-SystemFile::SystemFile(SystemFile&& other) noexcept
-    : handle_(other.handle_), position_(other.position_), lastError_(other.lastError_), endOfFile_(other.endOfFile_) {
-    other.handle_ = -1;
-}
-
-SystemFile& SystemFile::operator=(SystemFile&& other) noexcept {
-    if (this != &other) {
-        close();
-        handle_ = other.handle_;
-        position_ = other.position_;
-        lastError_ = other.lastError_;
-        endOfFile_ = other.endOfFile_;
-        other.handle_ = -1;
-    }
-    return *this;
-}
-
 bool SystemFile::open(const std::string& utf8Path, Mode mode) {
     close();
     int flags = O_CLOEXEC;

@@ -3,12 +3,6 @@
 // writes carry their offset in an OVERLAPPED, so no call depends on the handle's file pointer.
 #include "platform/SystemFile.h"
 
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 
 #include <iterator>
@@ -53,25 +47,6 @@ OVERLAPPED overlappedAt(std::uint64_t offset) {
 }
 
 }  // namespace
-
-SystemFile::~SystemFile() { close(); }
-
-SystemFile::SystemFile(SystemFile&& other) noexcept
-    : handle_(other.handle_), position_(other.position_), lastError_(other.lastError_), endOfFile_(other.endOfFile_) {
-    other.handle_ = -1;
-}
-
-SystemFile& SystemFile::operator=(SystemFile&& other) noexcept {
-    if (this != &other) {
-        close();
-        handle_ = other.handle_;
-        position_ = other.position_;
-        lastError_ = other.lastError_;
-        endOfFile_ = other.endOfFile_;
-        other.handle_ = -1;
-    }
-    return *this;
-}
 
 bool SystemFile::open(const std::string& utf8Path, Mode mode) {
     close();

@@ -1,10 +1,4 @@
 // Machine facts and folder operations on Windows: UTF-8 paths go to the wide-character API.
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 
 #include <cstdio>
