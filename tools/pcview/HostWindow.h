@@ -21,4 +21,6 @@ public:
     // Lets the module dispatch its view window's own events (X11: the view has no window procedure).
     virtual void pumpView(PcView view) = 0;
     virtual void resize(int width, int height) = 0;
+    // The view takes the keyboard focus when clicked: let the host see key presses there too.
+    virtual void watchViewKeys() = 0;
 };

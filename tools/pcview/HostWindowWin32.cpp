@@ -60,12 +60,19 @@ public:
             gPending.type = HostEvent::Close;
             return gPending;
         }
+        // Keys reach the focused view window; the host reads them on the way.
+        if (message.message == WM_KEYDOWN) {
+            gPending.type = HostEvent::Key;
+            gPending.key = static_cast<int>(message.wParam);
+        }
         TranslateMessage(&message);
         DispatchMessageW(&message);
         return gPending;
     }
 
     void pumpView(PcView) override {}  // the view's window procedure runs inside DispatchMessage
+
+    void watchViewKeys() override {}  // every key message passes through nextEvent
 
     void resize(int width, int height) override {
         RECT rect{0, 0, width, height};

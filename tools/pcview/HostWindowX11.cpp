@@ -56,6 +56,8 @@ public:
                 if (sym >= XK_a && sym <= XK_z) result.key = static_cast<int>('A' + (sym - XK_a));
                 else if (sym >= XK_0 && sym <= XK_9) result.key = static_cast<int>('0' + (sym - XK_0));
                 else if (sym == XK_Escape) result.key = 27;
+                else if (sym == XK_plus || sym == XK_KP_Add) result.key = 0x6B;
+                else if (sym == XK_minus || sym == XK_KP_Subtract) result.key = 0x6D;
                 break;
             }
             default: break;
@@ -64,6 +66,18 @@ public:
     }
 
     void pumpView(PcView view) override { PC_X11ProcessEvents(view); }
+
+    void watchViewKeys() override {
+        // Several clients may listen for key presses on one window: the view keeps its own.
+        Window root = 0;
+        Window parent = 0;
+        Window* children = nullptr;
+        unsigned count = 0;
+        if (!XQueryTree(display_, window_, &root, &parent, &children, &count)) return;
+        for (unsigned i = 0; i < count; ++i) XSelectInput(display_, children[i], KeyPressMask);
+        if (children) XFree(children);
+        XSync(display_, False);
+    }
 
     void resize(int width, int height) override {
         XResizeWindow(display_, window_, static_cast<unsigned>(width), static_cast<unsigned>(height));

@@ -7,8 +7,10 @@
 // Without a cloud, a small generated scene is indexed into FILE.ovcf (pcview_default.ovcf in
 // the current folder unless given) and shown.
 //
-// Keys (in the window): C colour mode, E eye-dome lighting, X X-ray, +/- point size,
-// Z zoom all, 0-5 standard views, Q or closing the window quits.
+// Mouse: right button pans, middle button orbits, Alt + left button orbits, wheel zooms, the
+// navigation cube turns to a standard view when clicked and orbits when dragged.
+// Keys: C colour mode, E eye-dome lighting, X X-ray, P fixed/adaptive point size, +/- point
+// size, Z zoom all, 0-5 standard views, Q or closing the window quits.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -64,18 +66,35 @@ bool parse(int argc, char** argv, Options& options) {
     return options.width > 0 && options.height > 0;
 }
 
+// Parameter ids of the table (see PC_GetParamInfo).
+enum Param { ViewMode = 0, ColorMode = 1, SizeMode = 2, PixelSize = 3, PointSize = 4, Edl = 8 };
+
+void changePointSize(PcView view, int direction) {
+    if (PC_GetValue(view, SizeMode) == 0.0)
+        PC_SetValue(view, PixelSize, PC_GetValue(view, PixelSize) + direction);
+    else
+        PC_SetValue(view, PointSize, PC_GetValue(view, PointSize) * (direction > 0 ? 1.25 : 0.8));
+}
+
 void onKey(PcView view, int key) {
     switch (key) {
-        case 'C': PC_SetValue(view, 1, static_cast<int>(PC_GetValue(view, 1) + 1) % 15); break;
-        case 'E': PC_SetValue(view, 8, PC_GetValue(view, 8) != 0.0 ? 0.0 : 1.0); break;
-        case 'X': PC_SetValue(view, 0, PC_GetValue(view, 0) == 2.0 ? 0.0 : 2.0); break;
-        case 0xBB: case 0x6B: PC_SetValue(view, 3, PC_GetValue(view, 3) + 1); break;
-        case 0xBD: case 0x6D: PC_SetValue(view, 3, PC_GetValue(view, 3) - 1); break;
+        case 'C': PC_SetValue(view, ColorMode, static_cast<int>(PC_GetValue(view, ColorMode) + 1) % 15); break;
+        case 'E': PC_SetValue(view, Edl, PC_GetValue(view, Edl) != 0.0 ? 0.0 : 1.0); break;
+        case 'X': PC_SetValue(view, ViewMode, PC_GetValue(view, ViewMode) == 2.0 ? 0.0 : 2.0); break;
+        case 'P': PC_SetValue(view, SizeMode, PC_GetValue(view, SizeMode) == 0.0 ? 1.0 : 0.0); break;
+        case 0xBB: case 0x6B: changePointSize(view, +1); break;
+        case 0xBD: case 0x6D: changePointSize(view, -1); break;
         case 'Z': PC_ZoomAll(view); break;
         default:
             if (key >= '0' && key <= '5') PC_SetStandardView(view, key - '0');
-            break;
+            return;
     }
+    char colorName[32];
+    PC_GetChoiceName(ColorMode, static_cast<int>(PC_GetValue(view, ColorMode)), colorName, sizeof colorName);
+    std::printf("pcview: %s, EDL %s, %s, point size %s %.1f\n", colorName, PC_GetValue(view, Edl) != 0.0 ? "on" : "off",
+                PC_GetValue(view, ViewMode) == 2.0 ? "X-ray" : "opaque",
+                PC_GetValue(view, SizeMode) == 0.0 ? "fixed" : "adaptive",
+                PC_GetValue(view, PC_GetValue(view, SizeMode) == 0.0 ? PixelSize : PointSize));
 }
 
 int runInteractive(HostWindow& host, PcView view) {
@@ -143,6 +162,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "pcview: PC_CreateView failed: %s\n", lastError().c_str());
         return 1;
     }
+    host->watchViewKeys();
     std::string cloud = options.cloud;
     if (cloud.empty()) {
         std::string error;
