@@ -67,6 +67,7 @@ PC_API void PC_CALL PC_SetOverlayText(PcView handle, const char* text, uint32_t 
     guardedVoid(handle, [&](PcViewObject& view) {
         view.overlayText = text ? text : "";
         view.overlayColor = rgb & 0xFFFFFF;
+        view.controller->setOverlayText(text, view.overlayColor);
     });
 }
 

@@ -11,7 +11,10 @@ ViewController::ViewController() { resize(1, 1); }
 
 ViewController::~ViewController() = default;
 
-bool ViewController::initializeGl(std::string& error) { return renderer_.initializeGl(error); }
+bool ViewController::initializeGl(std::string& error) {
+    renderer_.setTextOverlay(&overlay_);
+    return renderer_.initializeGl(error);
+}
 
 void ViewController::releaseGl() {
     closeCloud();

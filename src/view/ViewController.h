@@ -12,6 +12,7 @@
 #include "selection/PointBitmap.h"
 #include "view/CloudStreaming.h"
 #include "view/Renderer.h"
+#include "view/TextOverlay.h"
 #include "view/ViewSettings.h"
 
 namespace ovcf {
@@ -57,6 +58,9 @@ public:
     // Writes the picture last presented as a PNG file (context current).
     bool saveScreenshot(const std::string& path, std::string& error);
 
+    // The host's overlay lines: cut at line feeds, null or empty text clears them.
+    void setOverlayText(const char* text, std::uint32_t rgb) { overlay_.setOverlayText(text, rgb); }
+
     ViewSettings settings;
     Camera camera;
     NavigationCube cube{settings.render};
@@ -66,6 +70,7 @@ private:
     void uploadBitmaps();
 
     Renderer renderer_;
+    TextOverlay overlay_{settings.render};
     std::unique_ptr<CloudStreaming> cloud_;
     PointBitmap selected_;
     PointBitmap deleted_;
