@@ -10,33 +10,7 @@
 
 namespace ovcf {
 
-// Runs body(view) for a valid handle; `invalid` for a bad handle, `failed` when the body throws.
-template <typename Result, typename Body>
-Result guarded(PcView handle, Result invalid, Result failed, Body&& body) {
-    PcViewObject* view = checkView(handle);
-    if (!view) return invalid;
-    try {
-        return body(*view);
-    } catch (const std::bad_alloc&) {
-        setLastError("out of memory");
-    } catch (const std::exception& e) {
-        setLastError(e.what());
-    } catch (...) {
-        setLastError("unexpected internal error");
-    }
-    return failed;
-}
-
-// The same for exports that return nothing.
-template <typename Body>
-void guardedVoid(PcView handle, Body&& body) {
-    guarded<int>(handle, 0, 0, [&](PcViewObject& view) {
-        body(view);
-        return 0;
-    });
-}
-
-// Library-wide exports: no handle, same exception barrier.
+// The exception barrier of every export: nothing thrown inside reaches the host.
 template <typename Result, typename Body>
 Result guardedGlobal(Result failed, Body&& body) {
     try {
@@ -49,6 +23,23 @@ Result guardedGlobal(Result failed, Body&& body) {
         setLastError("unexpected internal error");
     }
     return failed;
+}
+
+// Runs body(view) for a valid handle; `invalid` for a bad handle, `failed` when the body throws.
+template <typename Result, typename Body>
+Result guarded(PcView handle, Result invalid, Result failed, Body&& body) {
+    PcViewObject* view = checkView(handle);
+    if (!view) return invalid;
+    return guardedGlobal(failed, [&] { return body(*view); });
+}
+
+// The same for exports that return nothing.
+template <typename Body>
+void guardedVoid(PcView handle, Body&& body) {
+    guarded<int>(handle, 0, 0, [&](PcViewObject& view) {
+        body(view);
+        return 0;
+    });
 }
 
 }  // namespace ovcf

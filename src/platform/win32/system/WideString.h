@@ -5,10 +5,13 @@
 
 namespace ovcf {
 
-std::wstring widenUtf8(const char* utf8);
+// Strict: an empty text or bytes that are not UTF-8 fail, with the thread's Win32 error set.
+bool widenUtf8(const std::string& utf8, std::wstring& wide);
+// The same, with an empty result for anything that does not convert.
 std::wstring widenUtf8(const std::string& utf8);
 std::string narrowToUtf8(const wchar_t* wide);
-// The system's English text for a Win32 error code, without the trailing line break.
+// The system's text for a Win32 error code (English when the system has it), without the
+// final full stop and line break; "unknown error" when there is none.
 std::string win32ErrorText(unsigned long code);
 
 }  // namespace ovcf

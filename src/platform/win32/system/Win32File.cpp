@@ -2,6 +2,7 @@
 // writing and deletion so that readers, the writer and the commit of deletions coexist; reads and
 // writes carry their offset in an OVERLAPPED, so no call depends on the handle's file pointer.
 #include "platform/SystemFile.h"
+#include "platform/win32/system/WideString.h"
 
 #include <windows.h>
 
@@ -13,31 +14,6 @@ namespace {
 HANDLE toHandle(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
 
 constexpr DWORD kMaxTransfer = DWORD{1} << 30;
-
-bool widen(const std::string& utf8, std::wstring& wide) {
-    wide.clear();
-    if (utf8.empty()) {
-        SetLastError(ERROR_PATH_NOT_FOUND);
-        return false;
-    }
-    if (utf8.size() > 0x7FFFFFFF) {
-        SetLastError(ERROR_FILENAME_EXCED_RANGE);
-        return false;
-    }
-    const int length = static_cast<int>(utf8.size());
-    const int needed = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), length, nullptr, 0);
-    if (needed <= 0) return false;
-    wide.resize(static_cast<std::size_t>(needed));
-    return MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, utf8.data(), length, wide.data(), needed) == needed;
-}
-
-std::string narrow(const wchar_t* text, int length) {
-    const int needed = WideCharToMultiByte(CP_UTF8, 0, text, length, nullptr, 0, nullptr, nullptr);
-    if (needed <= 0) return {};
-    std::string out(static_cast<std::size_t>(needed), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, length, out.data(), needed, nullptr, nullptr);
-    return out;
-}
 
 OVERLAPPED overlappedAt(std::uint64_t offset) {
     OVERLAPPED overlapped{};
@@ -51,7 +27,7 @@ OVERLAPPED overlappedAt(std::uint64_t offset) {
 bool SystemFile::open(const std::string& utf8Path, Mode mode) {
     close();
     std::wstring wide;
-    if (!widen(utf8Path, wide)) {
+    if (!widenUtf8(utf8Path, wide)) {
         failWithSystemError();
         return false;
     }
@@ -182,19 +158,7 @@ bool SystemFile::size(std::uint64_t& bytes) {
 std::string SystemFile::lastErrorText() const {
     if (endOfFile_) return kEndOfFileText;
     if (lastError_ == 0) return "unknown error";
-    const DWORD code = static_cast<DWORD>(lastError_);
-    const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    wchar_t buffer[512];
-    DWORD length = FormatMessageW(flags, nullptr, code, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), buffer,
-                                  static_cast<DWORD>(std::size(buffer)), nullptr);
-    if (length == 0)
-        length = FormatMessageW(flags, nullptr, code, 0, buffer, static_cast<DWORD>(std::size(buffer)), nullptr);
-    // Messages end with ".\r\n"; the texts they are appended to have no final full stop.
-    while (length > 0 && (buffer[length - 1] == L'\r' || buffer[length - 1] == L'\n' || buffer[length - 1] == L' ' ||
-                          buffer[length - 1] == L'.'))
-        --length;
-    std::string text = length > 0 ? narrow(buffer, static_cast<int>(length)) : std::string();
-    return text.empty() ? std::string("unknown error") : text;
+    return win32ErrorText(static_cast<unsigned long>(lastError_));
 }
 
 bool SystemFile::lastErrorIsNotFound() const {
@@ -203,7 +167,7 @@ bool SystemFile::lastErrorIsNotFound() const {
 
 bool SystemFile::deleteFile(const std::string& utf8Path) {
     std::wstring wide;
-    return widen(utf8Path, wide) && DeleteFileW(wide.c_str()) != 0;
+    return widenUtf8(utf8Path, wide) && DeleteFileW(wide.c_str()) != 0;
 }
 
 void SystemFile::failWithSystemError() {
