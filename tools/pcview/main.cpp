@@ -174,6 +174,12 @@ int main(int argc, char** argv) {
     if (!cloud.empty() && PC_OpenFile(view, cloud.c_str()) != PC_OK)
         std::fprintf(stderr, "pcview: cannot open %s: %s\n", cloud.c_str(), lastError().c_str());
 
+    char overlay[512];
+    std::snprintf(overlay, sizeof overlay,
+                  "%s\n%llu points\nC colour  E EDL  X X-ray  P size mode  +/- size  Z all  0-5 views  Q quit",
+                  cloud.empty() ? "no cloud" : cloud.c_str(), static_cast<unsigned long long>(PC_PointCount(view)));
+    PC_SetOverlayText(view, overlay, 0xE8E8E8);
+
     const int result = options.headless ? runHeadless(*host, view, options) : runInteractive(*host, view);
     PC_DestroyView(view);
     PC_SetLogCallback(nullptr, nullptr);
