@@ -1,5 +1,5 @@
 # The GL 4.5 core loader is generated at configure time by glad 2 (Debian's python3-glad),
-# from the specification files it ships (--reproducible: nothing is fetched).
+# from the Khronos registry files it ships (--reproducible: nothing is fetched).
 find_program(GLAD_EXECUTABLE glad REQUIRED)
 set(GLAD_OUT ${CMAKE_BINARY_DIR}/glad)
 set(GLAD_EXTENSIONS GL_KHR_debug,GL_ARB_debug_output)
