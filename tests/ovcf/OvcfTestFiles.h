@@ -13,6 +13,7 @@
 #include "ovcf/FileFormat.h"
 #include "ovcf/OvcfWriter.h"
 #include "ovcf/PointRecord.h"
+#include "TestPoints.h"
 
 namespace ovcf::test {
 
@@ -41,32 +42,6 @@ inline OvcfWriterParams testParams(std::uint32_t pointFormat, bool compression, 
     }
     params.source = "test cloud";
     return params;
-}
-
-// Points inside the node's cube, with attributes that the point format keeps; smooth enough to
-// compress, noisy enough not to vanish.
-inline std::vector<PointRecord> pointsInNode(const OvcfWriterParams& params, const NodeKey& key, std::size_t count,
-                                             std::uint32_t seed) {
-    std::mt19937 random(seed);
-    const auto origin = nodeOrigin(params.rootOrigin, params.rootExponent, key);
-    const std::uint64_t side = nodeCubeSide(params.rootExponent, key.level);
-    std::vector<PointRecord> points(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        PointRecord& p = points[i];
-        p.x = origin[0] + std::uint32_t(random() % side);
-        p.y = origin[1] + std::uint32_t(random() % side);
-        p.z = origin[2] + std::uint32_t(random() % side);
-        if (params.pointFormat >= 1) {
-            p.red = std::uint8_t(random());
-            p.green = std::uint8_t(i);
-            p.blue = 200;
-        }
-        if (params.pointFormat == 2) {
-            p.intensity = std::uint16_t(random());
-            p.classification = std::uint8_t(i % 3);
-        }
-    }
-    return points;
 }
 
 // Root, its eight children, two grandchildren and one great-grandchild (12 nodes, deepest

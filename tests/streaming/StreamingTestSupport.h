@@ -20,6 +20,7 @@
 #include "ovcf/FileFormat.h"
 #include "ovcf/OvcfWriter.h"
 #include "ovcf/PointRecord.h"
+#include "TestPoints.h"
 
 namespace ovcf::test {
 
@@ -65,30 +66,6 @@ inline OvcfWriterParams knownParams(std::uint32_t pointFormat, bool compression)
     return params;
 }
 
-inline std::vector<PointRecord> knownPoints(const OvcfWriterParams& params, const NodeKey& key, std::size_t count,
-                                            std::uint32_t seed) {
-    std::mt19937 random(seed);
-    const auto origin = nodeOrigin(params.rootOrigin, params.rootExponent, key);
-    const std::uint64_t side = nodeCubeSide(params.rootExponent, key.level);
-    std::vector<PointRecord> points(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        PointRecord& p = points[i];
-        p.x = origin[0] + std::uint32_t(random() % side);
-        p.y = origin[1] + std::uint32_t(random() % side);
-        p.z = origin[2] + std::uint32_t(random() % side);
-        if (params.pointFormat >= 1) {
-            p.red = std::uint8_t(random());
-            p.green = std::uint8_t(i * 7);
-            p.blue = std::uint8_t(seed);
-        }
-        if (params.pointFormat == 2) {
-            p.intensity = std::uint16_t(random());
-            p.classification = std::uint8_t(i % 19);
-        }
-    }
-    return points;
-}
-
 // Every node of a full octree down to `depth` (root = 0), breadth first so parents come first;
 // node i holds `points + i` points.
 inline KnownCloud fullTree(std::uint32_t depth, std::size_t points, std::uint32_t pointFormat = 2,
@@ -100,7 +77,7 @@ inline KnownCloud fullTree(std::uint32_t depth, std::size_t points, std::uint32_
         if (keys[i].level < depth)
             for (std::uint32_t o = 0; o < 8; ++o) keys.push_back(childKey(keys[i], o));
     for (std::size_t i = 0; i < keys.size(); ++i)
-        cloud.nodes.push_back({keys[i], knownPoints(cloud.params, keys[i], points + i, std::uint32_t(i + 1))});
+        cloud.nodes.push_back({keys[i], pointsInNode(cloud.params, keys[i], points + i, std::uint32_t(i + 1))});
     return cloud;
 }
 
