@@ -169,7 +169,12 @@ PC_API void PC_CALL PC_CloseCloud(PcView view);
 PC_API uint64_t PC_CALL PC_PointCount(PcView view);
 /* 1 when deletions differ from what the file holds (invalid: 0). */
 PC_API int PC_CALL PC_HasUnsavedChanges(PcView view);
-/* Writes the deleted-points map into the file in place; status 0/1/3/6. */
+/* Writes the deleted-points map and count into the file in place, then brings the file's
+ * content signature up to date (re-reading only the nodes that changed) and raises event 2.
+ * No point record moves: deleted points stay in the file and can all be restored later.
+ * Nothing changed since the last confirmation: 0 and the file is not touched. Status 0; 1;
+ * 3 "no cloud is open"; 6 with the file's message (the view then stays unsaved and a later
+ * confirmation writes everything again). Drops the undo records on success. */
 PC_API int PC_CALL PC_ConfirmChanges(PcView view);
 
 /* ---- Cache ------------------------------------------------------------------------------ */
@@ -225,17 +230,27 @@ PC_API int PC_CALL PC_OrbitLocked(PcView view);
 
 /* ---- Tools ------------------------------------------------------------------------------ */
 
-/* Arms selection tool 0 none, 1 rectangle, 2 circle, 3 polygon; larger values ignored. */
+/* Arms selection tool 0 none, 1 rectangle, 2 circle, 3 polygon; larger values ignored. Empties
+ * the polygon; arming a tool disarms the rectangle tool; raises event 3 (also for the same tool).
+ * With a tool armed and no navigation tool, a left drag draws a rectangle (two corners) or a
+ * circle (centre, then rim); moves under 3 pixels on both axes are a click and select nothing.
+ * The polygon takes a vertex per left click, loses the last one on a right click, and selects on
+ * Enter or PC_ConfirmPolygon. Each shape selects at full resolution from the file (not only what
+ * is drawn) with the combine mode, raises event 0, and leaves the tool armed. */
 PC_API void PC_CALL PC_SetSelectionTool(PcView view, int tool);
 /* The armed selection tool (invalid: 0). */
 PC_API int PC_CALL PC_GetSelectionTool(PcView view);
 /* Arms rectangle tool 0 none, 1 zoom window, 2 clip box; larger values ignored. */
 PC_API void PC_CALL PC_SetRectTool(PcView view, int tool);
-/* Cancels the running tool gestures. */
+/* Disarms the navigation tool, then cancels shapes in progress and disarms the selection and
+ * rectangle tools, as Escape does; the selection stays. Raises event 3 when anything was
+ * cancelled. */
 PC_API void PC_CALL PC_CancelTools(PcView view);
-/* Closes the polygon and selects with it; status 0/1/7. */
+/* Closes the polygon and selects with it (wait cursor meanwhile); status 0, 1, or 7 "the polygon
+ * needs at least three vertices" (the vertices are discarded then, or the tool is not armed). */
 PC_API int PC_CALL PC_ConfirmPolygon(PcView view);
-/* Removes the polygon's last vertex; status 0/1/7. */
+/* Removes the polygon's last vertex and raises event 3; status 0, 1, or 7 "there is no vertex to
+ * remove". */
 PC_API int PC_CALL PC_RemoveLastVertex(PcView view);
 
 /* ---- Clip box --------------------------------------------------------------------------- */
@@ -272,25 +287,44 @@ PC_API uint32_t PC_CALL PC_PickColor(PcView view, double x, double y);
 /* Combine mode 0 replace, 1 add, 2 subtract; larger values ignored. */
 PC_API void PC_CALL PC_SetCombineMode(PcView view, int mode);
 PC_API int PC_CALL PC_GetCombineMode(PcView view);        /* (invalid: 0) */
+/* Selects every point that is not deleted; nothing without a cloud; event 0. */
 PC_API void PC_CALL PC_SelectAll(PcView view);
+/* Inverts the selection, deleted points staying unselected; nothing without a cloud; event 0. */
 PC_API void PC_CALL PC_InvertSelection(PcView view);
+/* Deselects everything; event 0. */
 PC_API void PC_CALL PC_ClearSelection(PcView view);
 PC_API uint64_t PC_CALL PC_SelectedCount(PcView view);    /* (invalid: 0) */
 
 /* ---- Deletion --------------------------------------------------------------------------- */
 
-PC_API uint64_t PC_CALL PC_DeleteSelected(PcView view);   /* points deleted by this call */
-PC_API uint64_t PC_CALL PC_UndoDeletion(PcView view);     /* points restored by this call */
-PC_API uint64_t PC_CALL PC_RestoreAllDeleted(PcView view);/* points restored */
-PC_API uint64_t PC_CALL PC_DeletedCount(PcView view);
-PC_API uint64_t PC_CALL PC_SurvivingCount(PcView view);   /* point count - deleted count */
+/* Hides the selected points and clears the selection; keeps an undo record (no depth limit)
+ * even when every selected point was deleted already. The file is not touched until
+ * PC_ConfirmChanges. Returns the points newly deleted; raises event 1 unless nothing was
+ * selected. (invalid: 0) */
+PC_API uint64_t PC_CALL PC_DeleteSelected(PcView view);
+/* Takes the last deletion back: its points still deleted come back and all of its points are
+ * selected again (added to the selection). Returns the points restored; event 1. (invalid: 0) */
+PC_API uint64_t PC_CALL PC_UndoDeletion(PcView view);
+/* Brings every deleted point back, drops the undo records, keeps the selection; returns the
+ * points restored; events 1 and 2. Confirm to write it to the file. (invalid: 0) */
+PC_API uint64_t PC_CALL PC_RestoreAllDeleted(PcView view);
+PC_API uint64_t PC_CALL PC_DeletedCount(PcView view);     /* (invalid: 0) */
+PC_API uint64_t PC_CALL PC_SurvivingCount(PcView view);   /* point count - deleted count; 0 without a cloud */
 
 /* ---- Reading points back ---------------------------------------------------------------- */
 
-/* All points (xyz: 3 doubles each; colors, showFlags may be null); count written or -1. */
+/* Reads every point of the file at full resolution, in the file's point order (or by elevation,
+ * highest first, when sortByElevation is non-zero), into the host's buffers: xyz 3 doubles a
+ * point (required), colors 0x00RRGGBB (may be null), showFlags 1 show / 0 hide (may be null;
+ * 0 for deleted points, and for points outside the clip box when hideOutsideClipBox is non-zero
+ * and the box is on). capacity is in points and must hold the point count. Returns the points
+ * written, or -1: "no cloud is open", "invalid output buffer", "the buffer holds N points but
+ * the cloud has M: resize it first", or the file's message. Runs on the calling thread with a
+ * reader of its own. */
 PC_API int64_t PC_CALL PC_ReadAllPoints(PcView view, double* xyz, uint32_t* colors, uint8_t* showFlags,
                                         int64_t capacity, int sortByElevation, int hideOutsideClipBox);
-/* Only the points that survive deletion; count written or -1. */
+/* The same for the points that survive deletion only; capacity must hold PC_SurvivingCount
+ * ("the buffer holds N points but M survive: resize it first"). */
 PC_API int64_t PC_CALL PC_ReadSurvivingPoints(PcView view, double* xyz, uint32_t* colors, int64_t capacity,
                                               int sortByElevation);
 

@@ -34,13 +34,23 @@ PC_API uint64_t PC_CALL PC_PointCount(PcView handle) {
 }
 
 PC_API int PC_CALL PC_HasUnsavedChanges(PcView handle) {
-    return guarded(handle, 0, 0, [](PcViewObject&) { return 0; });
+    return guarded(handle, 0, 0, [](PcViewObject& view) { return view.controller->hasUnsavedChanges() ? 1 : 0; });
 }
 
 PC_API int PC_CALL PC_ConfirmChanges(PcView handle) {
-    return guarded(handle, 1, 6, [](PcViewObject&) {
-        setLastError("no cloud is open");
-        return 3;
+    return guarded(handle, 1, 6, [](PcViewObject& view) {
+        if (!view.controller->hasCloud()) {
+            setLastError("no cloud is open");
+            return 3;
+        }
+        bool wrote = false;
+        std::string error;
+        if (!view.controller->confirmChanges(wrote, error)) {
+            setLastError(error);
+            return 6;
+        }
+        if (wrote) emitViewEvent(view, PC_EVENT_FILE_STATE_CHANGED);
+        return 0;
     });
 }
 

@@ -30,6 +30,7 @@ template <typename Result, typename Body>
 Result guarded(PcView handle, Result invalid, Result failed, Body&& body) {
     PcViewObject* view = checkView(handle);
     if (!view) return invalid;
+    ViewCallScope call(*view);
     return guardedGlobal(failed, [&] { return body(*view); });
 }
 

@@ -10,25 +10,17 @@ extern "C" {
 
 PC_API void PC_CALL PC_SetSelectionTool(PcView handle, int tool) {
     guardedVoid(handle, [&](PcViewObject& view) {
-        if (tool < 0 || tool > 3) return;
-        ToolState& tools = view.controller->tools;
-        tools.selectionTool = static_cast<uint32_t>(tool);
-        if (tool != 0) tools.rectTool = 0;  // one tool at a time on the left button
-        emitViewEvent(view, PC_EVENT_TOOL_STATE_CHANGED);
+        if (tool >= 0) view.tools->setSelectionTool(static_cast<uint32_t>(tool));
     });
 }
 
 PC_API int PC_CALL PC_GetSelectionTool(PcView handle) {
-    return guarded(handle, 0, 0, [](PcViewObject& view) { return static_cast<int>(view.controller->tools.selectionTool); });
+    return guarded(handle, 0, 0, [](PcViewObject& view) { return static_cast<int>(view.tools->state().selectionTool); });
 }
 
 PC_API void PC_CALL PC_SetRectTool(PcView handle, int tool) {
     guardedVoid(handle, [&](PcViewObject& view) {
-        if (tool < 0 || tool > 2) return;
-        ToolState& tools = view.controller->tools;
-        tools.rectTool = static_cast<uint32_t>(tool);
-        if (tool != 0) tools.selectionTool = 0;
-        emitViewEvent(view, PC_EVENT_TOOL_STATE_CHANGED);
+        if (tool >= 0) view.tools->setRectTool(static_cast<uint32_t>(tool));
     });
 }
 
@@ -40,14 +32,18 @@ PC_API void PC_CALL PC_CancelTools(PcView handle) {
 }
 
 PC_API int PC_CALL PC_ConfirmPolygon(PcView handle) {
-    return guarded(handle, 1, 6, [](PcViewObject&) {
+    return guarded(handle, 1, 6, [](PcViewObject& view) {
+        bool selected = false;
+        view.tools->confirmPolygon(&selected);
+        if (selected) return 0;
         setLastError("the polygon needs at least three vertices");
         return 7;
     });
 }
 
 PC_API int PC_CALL PC_RemoveLastVertex(PcView handle) {
-    return guarded(handle, 1, 6, [](PcViewObject&) {
+    return guarded(handle, 1, 6, [](PcViewObject& view) {
+        if (view.tools->removeLastVertex()) return 0;
         setLastError("there is no vertex to remove");
         return 7;
     });
@@ -97,11 +93,11 @@ PC_API int PC_CALL PC_GetLastPlane(PcView handle, double* out8) {
 }
 
 PC_API void PC_CALL PC_SetCursorReadout(PcView handle, int enabled) {
-    guardedVoid(handle, [&](PcViewObject& view) { view.controller->tools.cursorReadout = enabled != 0; });
+    guardedVoid(handle, [&](PcViewObject& view) { view.controller->cursorReadout = enabled != 0; });
 }
 
 PC_API int PC_CALL PC_CursorReadout(PcView handle) {
-    return guarded(handle, 0, 0, [](PcViewObject& view) { return view.controller->tools.cursorReadout ? 1 : 0; });
+    return guarded(handle, 0, 0, [](PcViewObject& view) { return view.controller->cursorReadout ? 1 : 0; });
 }
 
 PC_API int PC_CALL PC_GetCursorPoint(PcView handle, double* out3) {

@@ -6,27 +6,11 @@
 #include "api/InputDispatch.h"
 #include "api/LastError.h"
 #include "api/ViewObject.h"
+#include "api/ViewToolHost.h"
 #include "core/Log.h"
 
 using namespace ovcf;
 
-namespace {
-
-void destroyViewObject(PcViewObject* view) {
-    // The cloud's loader threads stop and the GL objects go while the context is current.
-    if (view->controller && view->window && view->window->makeCurrent()) {
-        if (view->glReady) view->controller->releaseGl();
-        else view->controller->closeCloud();
-    }
-    if (view->window) view->window->destroy();
-    view->tag = 0;
-    view->window.reset();
-    view->navigation.reset();
-    view->controller.reset();
-    delete view;
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -48,6 +32,8 @@ PC_API PcView PC_CALL PC_CreateView(PcParentWindow parent) {
         view->glReady = true;
         view->controller->resize(view->window->width(), view->window->height());
         view->navigation = std::make_unique<NavigationController>(view->controller->camera);
+        view->toolHost = std::make_unique<ViewToolHost>(*view);
+        view->tools = std::make_unique<ToolStateMachine>(*view->toolHost);
         view->window->setInputSink(&dispatchInput, view);
         if (logLevelThreshold() < LogWarn)
             logLine(LogInfo, "vista creata: %d x %d pixel", view->window->width(), view->window->height());
@@ -64,11 +50,14 @@ PC_API PcView PC_CALL PC_CreateView(PcParentWindow parent) {
 PC_API void PC_CALL PC_DestroyView(PcView handle) {
     PcViewObject* view = checkView(handle);
     if (!view) return;
-    try {
-        destroyViewObject(view);
-    } catch (...) {
-        setLastError("unexpected internal error");
+    if (view->callDepth > 0) {
+        // Called back from inside the view (an event or log callback): the handle dies now, the
+        // object when the call that raised the callback returns.
+        view->tag = 0;
+        view->destroyPending = true;
+        return;
     }
+    destroyViewObject(view);
 }
 
 PC_API void PC_CALL PC_Resize(PcView handle) {
@@ -81,7 +70,7 @@ PC_API int PC_CALL PC_Render(PcView handle) {
     return guarded(handle, 0, 0, [](PcViewObject& view) {
         if (!view.window->makeCurrent()) return 0;
         if (view.window->followParentSize()) view.controller->resize(view.window->width(), view.window->height());
-        const bool more = view.controller->drawFrame();
+        const bool more = view.controller->drawFrame(view.tools ? &view.tools->state() : nullptr);
         view.window->present();
         return more ? 1 : 0;
     });

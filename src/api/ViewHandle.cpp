@@ -29,15 +29,22 @@ PcViewObject* checkView(PcView handle) {
 
 void fillViewState(const PcViewObject& view, PcViewState& state) {
     state = PcViewState{};
-    if (view.controller) {
-        state.pointCount = view.controller->pointCount();
-        state.selectedCount = view.controller->selectedCount();
-        state.deletedCount = view.controller->deletedCount();
-        const ToolState& tools = view.controller->tools;
+    if (!view.controller) return;
+    const ViewController& controller = *view.controller;
+    state.pointCount = controller.pointCount();
+    state.selectedCount = controller.selectedCount();
+    state.deletedCount = controller.deletedCount();
+    state.hasUnsavedChanges = controller.hasUnsavedChanges() ? 1 : 0;
+    state.canUndo = controller.canUndo() ? 1 : 0;
+    state.combineMode = controller.settings.selection.combineMode;
+    if (view.tools) {
+        const ToolState& tools = view.tools->state();
         state.selectionTool = tools.selectionTool;
-        state.combineMode = view.controller->settings.selection.combineMode;
         state.rectTool = tools.rectTool;
+        state.polygonVertexCount = static_cast<std::uint32_t>(tools.polygon.size() / 2);
     }
+    state.lastSelectionFound = controller.lastSelection().found;
+    state.lastSelectionSeconds = controller.lastSelection().seconds;
 }
 
 int requirePathAndContext(PcViewObject& view, const char* path) {
@@ -53,10 +60,30 @@ int requirePathAndContext(PcViewObject& view, const char* path) {
 }
 
 void emitViewEvent(PcViewObject& view, int event) {
-    if (!view.eventCallback) return;
+    if (!view.eventCallback || view.destroyPending) return;
     PcViewState state;
     fillViewState(view, state);
     view.eventCallback(event, &state, view.eventUserData);
+}
+
+void destroyViewObject(PcViewObject* view) {
+    try {
+        // The cloud's loader threads stop and the GL objects go while the context is current.
+        if (view->controller && view->window && view->window->makeCurrent()) {
+            if (view->glReady) view->controller->releaseGl();
+            else view->controller->closeCloud();
+        }
+        if (view->window) view->window->destroy();
+    } catch (...) {
+        setLastError("unexpected internal error");
+    }
+    view->tag = 0;
+    view->window.reset();
+    view->tools.reset();
+    view->toolHost.reset();
+    view->navigation.reset();
+    view->controller.reset();
+    delete view;
 }
 
 }  // namespace ovcf

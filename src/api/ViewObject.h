@@ -9,6 +9,7 @@
 #include "OrvanePC.h"
 #include "navigation/NavigationController.h"
 #include "navigation/RightClickTracker.h"
+#include "navigation/ToolStateMachine.h"
 #include "platform/ViewWindow.h"
 #include "view/ViewController.h"
 
@@ -20,12 +21,19 @@ struct PcViewObject {
     std::unique_ptr<ovcf::ViewController> controller;
     bool glReady = false;
     std::unique_ptr<ovcf::NavigationController> navigation;  // made once the window exists
+    std::unique_ptr<ovcf::ToolHost> toolHost;                // the tools' way back into the view
+    std::unique_ptr<ovcf::ToolStateMachine> tools;
     std::string overlayText;
     std::uint32_t overlayColor = 0xFFFFFF;
     PcEventCallback eventCallback = nullptr;
     void* eventUserData = nullptr;
     std::int32_t hoveredNode = -1;
     ovcf::RightClickTracker rightClick;  // telling a right click from a right drag
+    // Exports and window messages under way on this view. A host may destroy the view from
+    // inside its own callback: the handle dies at once, the object at the end of the outermost
+    // call, so that nothing below the callback runs on freed memory.
+    int callDepth = 0;
+    bool destroyPending = false;
 };
 
 namespace ovcf {
@@ -37,7 +45,25 @@ void fillViewState(const PcViewObject& view, PcViewState& state);
 // The first checks of the exports that write or read a file through GL: 2 with "the path is
 // empty", 5 with "cannot activate the OpenGL context", or 0 with the context current.
 int requirePathAndContext(PcViewObject& view, const char* path);
-// Calls the host's event callback, if any, with a fresh state record.
+// Calls the host's event callback, if any, with a fresh state record; nothing once the host has
+// destroyed the view.
 void emitViewEvent(PcViewObject& view, int event);
+// Closes the cloud, releases GL objects and the window, clears the tag and frees the view.
+void destroyViewObject(PcViewObject* view);
+
+// Marks a call on the view; the outermost one carries out a destruction the host asked for
+// meanwhile.
+class ViewCallScope {
+public:
+    explicit ViewCallScope(PcViewObject& view) : view_(view) { ++view_.callDepth; }
+    ~ViewCallScope() {
+        if (--view_.callDepth == 0 && view_.destroyPending) destroyViewObject(&view_);
+    }
+    ViewCallScope(const ViewCallScope&) = delete;
+    ViewCallScope& operator=(const ViewCallScope&) = delete;
+
+private:
+    PcViewObject& view_;
+};
 
 }  // namespace ovcf

@@ -1,6 +1,8 @@
 #include "import/SignatureRefresh.h"
 
+#include <algorithm>
 #include <chrono>
+#include <vector>
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
@@ -9,37 +11,69 @@
 
 namespace ovcf {
 
-bool refreshCacheSignature(OvcfReader& reader, const std::uint64_t* committedBits,
-                           const std::vector<std::uint64_t>& deletedPerNode, std::uint64_t aliveAfter,
-                           std::string& error) {
-    const auto start = std::chrono::steady_clock::now();
+namespace {
+
+// Whether any bit of points [first, end) differs between the two maps.
+bool rangeDiffers(const std::vector<std::uint64_t>& a, const std::vector<std::uint64_t>& b, std::uint64_t first,
+                  std::uint64_t end) {
+    const std::size_t lastWord = static_cast<std::size_t>((end - 1) >> 6);
+    for (std::size_t v = static_cast<std::size_t>(first >> 6); v <= lastWord && v < a.size() && v < b.size(); ++v) {
+        std::uint64_t diff = a[v] ^ b[v];
+        if (v == (first >> 6)) diff &= ~std::uint64_t{0} << (first & 63);
+        if (v == lastWord && (end & 63)) diff &= (std::uint64_t{1} << (end & 63)) - 1;
+        if (diff) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool changedSignature(OvcfReader& reader, const std::vector<std::uint64_t>& before,
+                      const std::vector<std::uint64_t>& after,
+                      std::uint64_t baselineSignature, SignatureChange& change, std::string& error) {
+    change = {baselineSignature, 0};
+    const std::vector<HierarchyRecord>& nodes = reader.nodes();
+    const std::vector<std::uint64_t>& a = before;
+    const std::vector<std::uint64_t>& b = after;
     const std::uint32_t format = reader.header().pointFormat;
-    std::uint64_t removed = 0;
-    std::uint32_t reread = 0;
     std::vector<PointRecord> points;
-    const std::size_t nodes = std::min(deletedPerNode.size(), reader.nodes().size());
-    for (std::size_t n = 0; n < nodes; ++n) {
-        if (deletedPerNode[n] == 0) continue;
+    for (std::size_t node = 0; node < nodes.size(); ++node) {
+        const std::uint64_t first = nodes[node].firstPoint, end = first + nodes[node].pointCount;
+        if (first == end || !rangeDiffers(a, b, first, end)) continue;
         std::string reason;
-        if (!reader.readNode(static_cast<std::uint32_t>(n), points, reason, false)) {
-            error = "cannot re-read node " + std::to_string(n) + " to update the cache signature: " + reason;
+        if (!reader.readNode(static_cast<std::uint32_t>(node), points, reason, false)) {
+            error = "cannot re-read node " + std::to_string(node) + " to update the cache signature: " + reason;
             return false;
         }
-        ++reread;
-        const std::uint64_t first = reader.nodes()[n].firstPoint;
-        for (std::size_t j = 0; j < points.size(); ++j) {
+        ++change.nodesRead;
+        for (std::size_t j = 0; j < points.size() && first + j < end; ++j) {
             const std::uint64_t g = first + j;
-            if ((committedBits[g >> 6] >> (g & 63)) & 1u) removed += pointHashForFormat(points[j], format);
+            if ((g >> 6) >= a.size() || (g >> 6) >= b.size()) break;
+            const std::uint64_t bit = std::uint64_t{1} << (g & 63);
+            const bool was = a[g >> 6] & bit, now = b[g >> 6] & bit;
+            if (was == now) continue;
+            const std::uint64_t hash = pointHashForFormat(points[j], format);
+            change.signature = now ? change.signature - hash : change.signature + hash;
         }
     }
-    // The file's current signature as it is now, not as this reader found it when it opened.
-    FileHeader header;
-    if (OvcfReader::probeHeader(reader.path(), header, error) != ProbeValid) return false;
-    if (!updateSignature(reader.path(), aliveAfter, header.currentSignature - removed, error)) return false;
+    return true;
+}
+
+bool refreshCacheSignature(OvcfReader& reader, const std::vector<std::uint64_t>& before,
+                      const std::vector<std::uint64_t>& after,
+                           std::uint64_t baselineSignature, std::uint64_t aliveAfter, std::uint64_t& newSignature,
+                           std::string& error) {
+    newSignature = baselineSignature;
+    if (baselineSignature == 0) return true;
+    const auto start = std::chrono::steady_clock::now();
+    SignatureChange change;
+    if (!changedSignature(reader, before, after, baselineSignature, change, error)) return false;
+    if (!updateSignature(reader.path(), aliveAfter, change.signature, error)) return false;
+    newSignature = change.signature;
     if (logLevelThreshold() <= LogInfo) {
         const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         logLine(LogInfo, "firma della cache aggiornata: %s punti vivi, %u nodi riletti in %.0f ms",
-                formatCount(aliveAfter).c_str(), reread, ms);
+                formatCount(aliveAfter).c_str(), change.nodesRead, ms);
     }
     return true;
 }

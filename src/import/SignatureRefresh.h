@@ -1,23 +1,38 @@
 // Bringing a cache's current content signature up to date after a commit of deletions, so that a
 // host that removed the same points from its cloud still finds the cache matching. Only the nodes
-// in which the commit deleted points are read again: the cost follows the deletions, not the
-// cloud.
+// in which a deleted bit changed are read again: the cost follows the edits, not the cloud.
+//
+// The new signature is worked out from the signature and map the file held when the view last
+// knew them for sure (at open or at the last successful confirmation), never from what the file
+// holds now: a confirmation retried after a failure halfway never takes a point's hash off twice.
+// Points that come back (restored after a confirmation) get their hash added again.
 #pragma once
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "ovcf/OvcfReader.h"
+#include <vector>
 
 namespace ovcf {
 
-// `reader` is open on the cache; `committedBits` marks (bit g % 64 of word g / 64) the points the
-// commit deleted; `deletedPerNode[n]` is how many of them node n holds (indexed by node, may be
-// shorter than the node count); `aliveAfter` is the point count minus the deleted count after the
-// commit. On failure the file's signature is left as it was.
-bool refreshCacheSignature(OvcfReader& reader, const std::uint64_t* committedBits,
-                           const std::vector<std::uint64_t>& deletedPerNode, std::uint64_t aliveAfter,
+struct SignatureChange {
+    std::uint64_t signature = 0;  // the new current signature
+    std::uint32_t nodesRead = 0;
+};
+
+// `reader` is open on the cache. `before` is the map the baseline signature covers, `after` the
+// map just committed. False with "cannot re-read node ..." when a touched node cannot be read.
+bool changedSignature(OvcfReader& reader, const std::vector<std::uint64_t>& before,
+                      const std::vector<std::uint64_t>& after,
+                      std::uint64_t baselineSignature, SignatureChange& change, std::string& error);
+
+// Computes the change and stores it in the file (one opening, the header validated) when the
+// file's alive count is `aliveAfter`; logs the summary line. On failure the file's signature is
+// left as it was. A baseline of 0 means the cache has no signature: nothing is stored.
+bool refreshCacheSignature(OvcfReader& reader, const std::vector<std::uint64_t>& before,
+                      const std::vector<std::uint64_t>& after,
+                           std::uint64_t baselineSignature, std::uint64_t aliveAfter, std::uint64_t& newSignature,
                            std::string& error);
 
 }  // namespace ovcf

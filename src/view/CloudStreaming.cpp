@@ -36,6 +36,7 @@ void CloudStreaming::clearState() {
     deletedCount_ = 0;
     frame_ = {};
     lod_.reset(0);
+    lod_.setEditCounts({});
     residency_.reset(0);
 }
 

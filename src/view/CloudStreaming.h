@@ -64,6 +64,9 @@ public:
     const StreamingFrame& update(const Camera& camera, const RenderSettings& settings, std::uint64_t frameNumber,
                                  const std::array<ClipPlane, 6>* clip);
     const StreamingFrame& lastFrame() const { return frame_; }
+    // Per-node deletion counts for the level of detail; the spans must live until the next
+    // call or close().
+    void setEditCounts(const LodEditCounts& counts) { lod_.setEditCounts(counts); }
 
     // "nuvola aperta: ..." with the point, node and level counts; the last line of an open.
     void logOpened() const;

@@ -42,6 +42,7 @@ void LevelOfDetail::select(const std::vector<NodeInfo>& nodes, const LodView& vi
     counters_ = {};
     if (nodes.empty()) return;
 
+    const bool edited = edits_.deletedInNode.size() == nodes.size() && edits_.survivingInSubtree.size() == nodes.size();
     heap_.push_back({0, std::numeric_limits<float>::max()});
     std::uint64_t total = 0;
     while (!heap_.empty()) {
@@ -59,11 +60,15 @@ void LevelOfDetail::select(const std::vector<NodeInfo>& nodes, const LodView& vi
             ++counters_.cut;
             continue;
         }
+        if (edited && edits_.survivingInSubtree[entry.nodeIndex] == 0) {
+            ++counters_.emptied;
+            continue;
+        }
         if (!isLoaded(entry.nodeIndex)) {
             ++counters_.missing;
             request(entry.nodeIndex, entry.priority);
         }
-        total += node.pointCount;
+        total += edited ? node.pointCount - edits_.deletedInNode[entry.nodeIndex] : node.pointCount;
         if (total > pointBudget && !chosen_.empty()) {
             counters_.budgetReached = true;
             break;

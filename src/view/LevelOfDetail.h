@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "navigation/Camera.h"
@@ -27,8 +28,16 @@ struct LodView {
 // The camera as the traversal sees it; `clip` is taken as it is.
 LodView lodViewOf(const Camera& camera, const std::optional<FrustumPlanes>& clip);
 
+// What deletion left of each node, in node-record order: points deleted in the node itself and
+// points surviving in its whole subtree. Empty spans: nothing is deleted.
+struct LodEditCounts {
+    std::span<const std::uint32_t> deletedInNode;
+    std::span<const std::uint64_t> survivingInSubtree;
+};
+
 struct LodCounters {
     std::uint32_t visited = 0;
+    std::uint32_t emptied = 0;  // whole subtree deleted
     std::uint32_t culled = 0;   // outside the view frustum
     std::uint32_t cut = 0;      // wholly outside the clip box
     std::uint32_t missing = 0;  // not loaded yet, requested
@@ -46,6 +55,10 @@ public:
 
     // Sizes the per-node state for a cloud of `nodeCount` nodes; every node is then unused.
     void reset(std::size_t nodeCount);
+    // Deleted points cost nothing: subtrees with no surviving point are skipped and only the
+    // surviving points of a node count against the budget. The spans must outlive select();
+    // counts shorter than the node table are ignored.
+    void setEditCounts(const LodEditCounts& counts) { edits_ = counts; }
 
     // One frame's selection. `frameNumber` must grow from frame to frame and start at 1: a last
     // use of 0 means never used. Afterwards chosen() lists the nodes to draw, parents before
@@ -78,6 +91,7 @@ private:
     std::vector<std::uint64_t> lastUse_;
     std::vector<std::uint32_t> deepestLevel_;
     LodCounters counters_;
+    LodEditCounts edits_;
 };
 
 }  // namespace ovcf

@@ -136,20 +136,17 @@ void TextOverlay::followTextSize() {
     logLine(LogWarn, "%s", error.c_str());
 }
 
-PixelRect TextOverlay::overlayPanel() const {
-    if (lines_.empty() || atlas_.lineHeight <= 0) return {};
+PixelRect TextOverlay::panelAround(const std::vector<OverlayLine>& lines, int x, int y) const {
+    if (lines.empty() || atlas_.lineHeight <= 0) return {};
     int widest = 0;
-    for (const OverlayLine& line : lines_) widest = std::max(widest, atlas_.textWidth(decodeText(line.text)));
-    return {kOverlayMargin, kOverlayMargin, widest + 2 * kOverlayPadding,
-            static_cast<int>(lines_.size()) * atlas_.lineHeight + 2 * kOverlayPadding};
+    for (const OverlayLine& line : lines) widest = std::max(widest, atlas_.textWidth(decodeText(line.text)));
+    return {x, y, widest + 2 * kOverlayPadding, static_cast<int>(lines.size()) * atlas_.lineHeight + 2 * kOverlayPadding};
 }
 
-void TextOverlay::draw(int width, int height) {
-    if (!ready() || !settings_.overlayVisible || lines_.empty()) return;
-    followTextSize();
-    const PixelRect panel = overlayPanel();
-    std::vector<TextItem> items;
-    items.reserve(lines_.size() + 1);
+PixelRect TextOverlay::overlayPanel() const { return panelAround(lines_, kOverlayMargin, kOverlayMargin); }
+
+void TextOverlay::appendPanel(const std::vector<OverlayLine>& lines, const PixelRect& panel,
+                              std::vector<TextItem>& items) const {
     TextItem background;
     background.kind = TextItem::Kind::Rectangle;
     background.x = static_cast<float>(panel.x);
@@ -158,18 +155,33 @@ void TextOverlay::draw(int width, int height) {
     background.height = static_cast<float>(panel.height);
     std::copy(std::begin(kOverlayPanelColor), std::end(kOverlayPanelColor), background.color);
     items.push_back(background);
-    for (std::size_t i = 0; i < lines_.size(); ++i) {
-        if (lines_[i].text.empty()) continue;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i].text.empty()) continue;
         TextItem line;
         // The glyph sits one pixel inside its cell: the cell starts one pixel up and left.
         line.x = static_cast<float>(panel.x + kOverlayPadding - 1);
         line.y = static_cast<float>(panel.y + kOverlayPadding - 1 + static_cast<int>(i) * atlas_.lineHeight);
-        line.text = lines_[i].text;
-        line.color[0] = lines_[i].color.r;
-        line.color[1] = lines_[i].color.g;
-        line.color[2] = lines_[i].color.b;
+        line.text = lines[i].text;
+        line.color[0] = lines[i].color.r;
+        line.color[1] = lines[i].color.g;
+        line.color[2] = lines[i].color.b;
         line.color[3] = 1.0f;
         items.push_back(std::move(line));
+    }
+}
+
+void TextOverlay::draw(int width, int height) {
+    if (!ready() || !settings_.overlayVisible || (lines_.empty() && counts_.empty())) return;
+    followTextSize();
+    std::vector<TextItem> items;
+    items.reserve(lines_.size() + 3);
+    if (!lines_.empty()) appendPanel(lines_, overlayPanel(), items);
+    if (!counts_.empty()) {
+        // The counts sit in the bottom-left corner, clear of the host's lines and the cube.
+        const std::vector<OverlayLine> counts = {{counts_, kCountsColor}};
+        PixelRect panel = panelAround(counts, kOverlayMargin, 0);
+        panel.y = height - kOverlayMargin - panel.height;
+        appendPanel(counts, panel, items);
     }
     drawItems(items, width, height);
 }

@@ -49,6 +49,7 @@ void appendTextVertices(const GlyphAtlas& atlas, const TextItem& item, int width
 constexpr int kOverlayMargin = 8;
 constexpr int kOverlayPadding = 4;
 constexpr float kOverlayPanelColor[4] = {0.0f, 0.0f, 0.0f, 0.55f};
+constexpr ColorRgbF kCountsColor{0.95f, 0.95f, 0.80f};
 
 struct PixelRect {
     int x = 0, y = 0, width = 0, height = 0;
@@ -65,6 +66,9 @@ public:
     // Replaces the host's lines (see splitOverlayText).
     void setOverlayText(const char* text, std::uint32_t rgb) { lines_ = splitOverlayText(text, rgb); }
     const std::vector<OverlayLine>& overlayLines() const { return lines_; }
+    // The counts panel's line (selected, deleted, unsaved changes); empty hides the panel.
+    void setCountsText(std::string text) { counts_ = std::move(text); }
+    const std::string& countsText() const { return counts_; }
 
     // Builds the atlas at overlay.textSize and its texture, the program and the vertex buffer.
     bool initializeGl(std::string& error) override;
@@ -82,11 +86,14 @@ public:
 
 private:
     bool buildAtlas(int characterHeight, std::string& error);
+    PixelRect panelAround(const std::vector<OverlayLine>& lines, int x, int y) const;
+    void appendPanel(const std::vector<OverlayLine>& lines, const PixelRect& panel, std::vector<TextItem>& items) const;
     // A new atlas when overlay.textSize changed; the old one stays when that fails.
     void followTextSize();
 
     const RenderSettings& settings_;
     std::vector<OverlayLine> lines_;
+    std::string counts_;
     GlyphAtlas atlas_;
     int failedTextSize_ = 0;
     std::uint32_t program_ = 0;

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "core/NumberFormat.h"
 #include "view/FrameScene.h"
 #include "view/PngWriter.h"
 
@@ -28,7 +29,8 @@ void ViewController::resize(int width, int height) {
     cube.setViewport(width_, height_);
 }
 
-bool ViewController::drawFrame() {
+bool ViewController::drawFrame(const ToolState* tools) {
+    if (bitmapsDirty_ && renderer_.glReady()) uploadBitmaps();
     FrameScene scene(camera, settings.render);
     scene.width = width_;
     scene.height = height_;
@@ -40,8 +42,12 @@ bool ViewController::drawFrame() {
         scene.elevationLow = static_cast<float>(cloud_->boundsMin().z - camera.renderOrigin.z);
         scene.elevationHigh = static_cast<float>(cloud_->boundsMax().z - camera.renderOrigin.z);
         scene.selectionActive = settings.render.selectionHighlight && selected_.count() > 0;
-        scene.deletionActive = deleted_.count() > 0;
+        scene.deletionActive = deletions_.deletedCount() > 0;
         more = frame.moreFramesWanted;
+    }
+    if (tools) {
+        toolOverlay_.build(*tools);
+        scene.overlayLines = toolOverlay_.drawings();
     }
     renderer_.drawFrame(scene);
     return more;
@@ -54,24 +60,117 @@ bool ViewController::openCloud(const std::string& path, std::string& error) {
     cloud_ = std::move(cloud);
     frameNumber_ = 0;
     selected_.reset(cloud_->pointCount());
-    deleted_.reset(cloud_->pointCount());
-    deleted_.loadWords(cloud_->deletedWords());
+    deletions_.open(path, cloud_->nodes(), cloud_->deletedWords(), cloud_->pointCount(), cloud_->header().currentSignature);
+    selection_.open(path, defaultSelectionReaders());
+    lastSelection_ = {};
     camera.renderOrigin = cloud_->referencePoint();
     zoomAll();
-    uploadBitmaps();
+    followDeletions();
+    requestRedraw(RedrawPicture | RedrawCounts);
     return true;
 }
 
 void ViewController::closeCloud() {
     if (cloud_) cloud_->close();
     cloud_.reset();
+    selection_.close();
+    deletions_.close();
     selected_.reset(0);
-    deleted_.reset(0);
-    if (renderer_.glReady()) uploadBitmaps();
+    lastSelection_ = {};
+    requestRedraw(RedrawPicture | RedrawCounts);
 }
 
 void ViewController::logCloudOpened() const {
     if (hasCloud()) cloud_->logOpened();
+}
+
+const SelectionReport& ViewController::selectShape(const ScreenShape& shape) {
+    if (!hasCloud()) return lastSelection_ = {};
+    SelectionQuery query;
+    query.viewProjection = camera.viewProjection();
+    query.localOrigin = camera.renderOrigin;
+    query.viewportWidth = width_;
+    query.viewportHeight = height_;
+    query.deleted = &deletions_.deleted();
+    lastSelection_ = selection_.select(shape, settings.selection.combineMode, query, cloud_->header(), cloud_->nodes(),
+                                       selected_);
+    requestRedraw(RedrawPicture | RedrawCounts);
+    return lastSelection_;
+}
+
+void ViewController::selectAll() {
+    if (!hasCloud()) return;
+    selectAllPoints(selected_, deletions_.deleted());
+    requestRedraw(RedrawPicture | RedrawCounts);
+}
+
+void ViewController::invertSelection() {
+    if (!hasCloud()) return;
+    ovcf::invertSelection(selected_, deletions_.deleted());
+    requestRedraw(RedrawPicture | RedrawCounts);
+}
+
+void ViewController::clearSelection() {
+    ovcf::clearSelection(selected_);
+    requestRedraw(RedrawPicture | RedrawCounts);
+}
+
+std::uint64_t ViewController::deleteSelected(bool& changed) {
+    changed = false;
+    if (!hasCloud()) return 0;
+    const std::uint64_t newly = deletions_.deleteSelected(selected_, changed);
+    if (changed) {
+        followDeletions();
+        requestRedraw(RedrawPicture);
+        requestRedraw(RedrawCounts);
+    }
+    return newly;
+}
+
+std::uint64_t ViewController::undoDeletion(bool& changed) {
+    changed = false;
+    if (!hasCloud()) return 0;
+    const std::uint64_t restored = deletions_.undo(selected_, changed);
+    if (changed) {
+        followDeletions();
+        requestRedraw(RedrawPicture);
+    }
+    return restored;
+}
+
+std::uint64_t ViewController::restoreAllDeleted(bool& changed) {
+    changed = false;
+    if (!hasCloud()) return 0;
+    const std::uint64_t restored = deletions_.restoreAll(changed);
+    if (changed) {
+        followDeletions();
+        requestRedraw(RedrawPicture);
+        requestRedraw(RedrawCounts);
+    }
+    return restored;
+}
+
+bool ViewController::confirmChanges(bool& wrote, std::string& error) {
+    wrote = false;
+    if (!hasCloud()) {
+        error = "no cloud is open";
+        return false;
+    }
+    if (!deletions_.confirm(cloud_->reader(), wrote, error)) return false;
+    if (wrote) requestRedraw(RedrawCounts);
+    return true;
+}
+
+std::int64_t ViewController::readAllPoints(const HostPointBuffers& out, bool sortByElevation, bool hideOutsideClipBox,
+                                           std::string& error) {
+    // The clip box, once there is one, takes part here when hideOutsideClipBox is set.
+    ReadBackSource source{cloud_->path(), &deletions_.deleted(), &deletions_.deletedInNode(), nullptr, camera.renderOrigin};
+    return ovcf::readAllPoints(source, out, sortByElevation, error);
+}
+
+std::int64_t ViewController::readSurvivingPoints(const HostPointBuffers& out, bool sortByElevation, std::string& error) {
+    ReadBackSource source{cloud_->path(), &deletions_.deleted(), &deletions_.deletedInNode(), nullptr, camera.renderOrigin};
+    return ovcf::readSurvivingPoints(source, out, sortByElevation, error);
 }
 
 bool ViewController::zoomAll() {
@@ -89,8 +188,29 @@ bool ViewController::saveScreenshot(const std::string& path, std::string& error)
 }
 
 void ViewController::uploadBitmaps() {
+    const PointBitmap& deleted = deletions_.deleted();
     renderer_.uploadSelectedBits(selected_.words().data(), selected_.words().size());
-    renderer_.uploadDeletedBits(deleted_.words().data(), deleted_.words().size());
+    renderer_.uploadDeletedBits(deleted.words().data(), deleted.words().size());
+    bitmapsDirty_ = false;
+}
+
+void ViewController::requestRedraw(int kinds) {
+    if (kinds & RedrawPicture) bitmapsDirty_ = true;
+    if (kinds & RedrawCounts) {
+        if (!hasCloud()) {
+            overlay_.setCountsText({});
+            return;
+        }
+        std::string text = "selezionati " + formatCount(selected_.count()) + "   cancellati " +
+                           formatCount(deletions_.deletedCount()) + "   restano " +
+                           formatCount(pointCount() - deletions_.deletedCount());
+        if (deletions_.hasUnsavedChanges()) text += "   modifiche da confermare";
+        overlay_.setCountsText(std::move(text));
+    }
+}
+
+void ViewController::followDeletions() {
+    if (cloud_) cloud_->setEditCounts({deletions_.deletedInNode(), deletions_.survivingInSubtree()});
 }
 
 }  // namespace ovcf

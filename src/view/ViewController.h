@@ -1,6 +1,8 @@
-// The view's behind-the-window state: settings, camera, navigation cube, armed tools, the open
-// cloud with its streaming and point bitmaps, and the frame. Every call runs on the UI thread;
-// those that touch GL need the view's context current.
+// The view's behind-the-window state: settings, camera, navigation cube, the open cloud with its
+// streaming, the selection and the deletions, and the frame. Every call runs on the UI thread;
+// only initializeGl, releaseGl, drawFrame, openCloud, closeCloud and saveScreenshot touch GL
+// and need the view's context current. Edits never do: the point maps reach the GPU with the
+// next frame.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +11,12 @@
 
 #include "navigation/Camera.h"
 #include "navigation/NavigationCube.h"
+#include "navigation/ToolOverlay.h"
+#include "navigation/ToolStateMachine.h"
+#include "selection/DeletionHistory.h"
 #include "selection/PointBitmap.h"
+#include "selection/PointReadBack.h"
+#include "selection/SelectionEngine.h"
 #include "view/CloudStreaming.h"
 #include "view/Renderer.h"
 #include "view/TextOverlay.h"
@@ -17,12 +24,9 @@
 
 namespace ovcf {
 
-// The tools the host arms; values out of range never reach here.
-struct ToolState {
-    std::uint32_t selectionTool = 0;  // 0 none, 1 rectangle, 2 circle, 3 polygon
-    std::uint32_t rectTool = 0;       // 0 none, 1 zoom window, 2 clip box
-    bool cursorReadout = false;
-};
+// What an edit asks of the view: a new picture (the point maps changed) and, for deletions,
+// restores and confirmations, new counts in the panel.
+enum RedrawKind : int { RedrawPicture = 1, RedrawCounts = 2 };
 
 class ViewController {
 public:
@@ -38,9 +42,10 @@ public:
     int width() const { return width_; }
     int height() const { return height_; }
 
-    // Draws one frame into the current context; true when another frame is wanted soon (nodes
-    // were uploaded, or chosen nodes are still loading).
-    bool drawFrame();
+    // Draws one frame into the current context, with what `tools` has in progress over it (may
+    // be null); true when another frame is wanted soon (nodes were uploaded, or chosen nodes are
+    // still loading).
+    bool drawFrame(const ToolState* tools = nullptr);
 
     // Opens a cloud file (context current): streaming starts, the bitmaps are sized, confirmed
     // deletions loaded, and the camera fitted. False with the reader's message.
@@ -48,10 +53,32 @@ public:
     void closeCloud();
     bool hasCloud() const { return cloud_ && cloud_->isOpen(); }
     std::uint64_t pointCount() const { return hasCloud() ? cloud_->pointCount() : 0; }
-    std::uint64_t deletedCount() const { return deleted_.count(); }
+    std::uint64_t deletedCount() const { return deletions_.deletedCount(); }
     std::uint64_t selectedCount() const { return selected_.count(); }
+    bool hasUnsavedChanges() const { return deletions_.hasUnsavedChanges(); }
+    bool canUndo() const { return deletions_.undoDepth() > 0; }
     // The "nuvola aperta" line, once the host has heard of the open cloud.
     void logCloudOpened() const;
+
+    // Selection: a shape with the current camera, combine mode and filter; select all, invert
+    // (both nothing without a cloud) and clear.
+    const SelectionReport& selectShape(const ScreenShape& shape);
+    const SelectionReport& lastSelection() const { return lastSelection_; }
+    void selectAll();
+    void invertSelection();
+    void clearSelection();
+
+    // Deletion; each returns the points it changed, `changed` whether anything did.
+    std::uint64_t deleteSelected(bool& changed);
+    std::uint64_t undoDeletion(bool& changed);
+    std::uint64_t restoreAllDeleted(bool& changed);
+    // Writes the deletions into the file; `wrote` false when there was nothing to write.
+    bool confirmChanges(bool& wrote, std::string& error);
+
+    // The points back into the host's buffers; -1 with the reason.
+    std::int64_t readAllPoints(const HostPointBuffers& out, bool sortByElevation, bool hideOutsideClipBox,
+                               std::string& error);
+    std::int64_t readSurvivingPoints(const HostPointBuffers& out, bool sortByElevation, std::string& error);
 
     // Default direction, then the camera fitted to the cloud; false without a cloud.
     bool zoomAll();
@@ -60,20 +87,30 @@ public:
 
     // The host's overlay lines: cut at line feeds, null or empty text clears them.
     void setOverlayText(const char* text, std::uint32_t rgb) { overlay_.setOverlayText(text, rgb); }
+    const std::string& countsText() const { return overlay_.countsText(); }
 
     ViewSettings settings;
     Camera camera;
     NavigationCube cube{settings.render};
-    ToolState tools;
+    bool cursorReadout = false;
 
 private:
     void uploadBitmaps();
+    void requestRedraw(int kinds);
+    // After every change of the deleted map: the level of detail skips what is gone.
+    void followDeletions();
 
     Renderer renderer_;
     TextOverlay overlay_{settings.render};
     std::unique_ptr<CloudStreaming> cloud_;
     PointBitmap selected_;
-    PointBitmap deleted_;
+    DeletionHistory deletions_;
+    SelectionEngine selection_;
+    SelectionReport lastSelection_;
+    ToolOverlay toolOverlay_;
+    // The maps go to the GPU with the next frame, in the view's own context: edits made between
+    // frames cost one upload, and no export touches GL for them.
+    bool bitmapsDirty_ = true;
     std::uint64_t frameNumber_ = 0;
     int width_ = 1;
     int height_ = 1;

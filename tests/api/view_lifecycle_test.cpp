@@ -179,4 +179,38 @@ TEST_F(ViewLifecycle, AnInvalidParentGivesItsMessageAndNoView) {
     EXPECT_EQ(parent->childCount(), before);
 }
 
+// A host may destroy the view from inside the view's own callback, here an Escape key that
+// cancels an armed tool (raised from the window's message handling) and an export.
+TEST_F(ViewLifecycle, DestroyingTheViewFromItsOwnEventCallbackIsSafe) {
+    struct Host {
+        PcView view = nullptr;
+        int events = 0;
+    };
+    const auto destroyOnEvent = [](int, const PcViewState*, void* user) {
+        auto* host = static_cast<Host*>(user);
+        ++host->events;
+        PC_DestroyView(host->view);
+    };
+    for (const bool byKey : {false, true}) {
+        Host host;
+        host.view = PC_CreateView(asParent(parent->handle()));
+        ASSERT_NE(host.view, nullptr) << lastError();
+        PC_SetEventCallback(host.view, destroyOnEvent, &host);
+        if (byKey) {
+            PC_SetEventCallback(host.view, nullptr, nullptr);
+            PC_SetSelectionTool(host.view, 1);
+            PC_SetEventCallback(host.view, destroyOnEvent, &host);
+            parent->sendKey(parent->firstChild(), 27);
+            pumpView(*parent, host.view);
+        } else {
+            PC_SetSelectionTool(host.view, 2);
+        }
+        EXPECT_EQ(host.events, 1);
+        EXPECT_EQ(PC_GetSelectionTool(host.view), 0);
+        EXPECT_EQ(lastError(), "invalid view handle");
+        pumpView(*parent, host.view);
+        EXPECT_EQ(parent->childCount(), 0);
+    }
+}
+
 }  // namespace

@@ -290,5 +290,28 @@ TEST(LevelOfDetail, RecordsLastUseAndTheDeepestChosenLevel) {
     EXPECT_EQ(lod.lastUse()[0], 0u);
 }
 
+TEST(LevelOfDetail, DeletedPointsCostNoBudgetAndDeletedSubtreesAreSkipped) {
+    SyntheticCloud cloud(2, 1000);
+    std::vector<std::uint32_t> deletedInNode(cloud.nodes.size(), 0);
+    std::vector<std::uint64_t> surviving(cloud.nodes.size(), 1000);
+    // The root's own points are all deleted; the first child's subtree is deleted whole.
+    deletedInNode[0] = 1000;
+    const std::uint32_t gone = cloud.nodes[0].children[0];
+    deletedInNode[gone] = 1000;
+    surviving[gone] = 0;
+    for (std::uint32_t grandchild : cloud.nodes[gone].children)
+        if (grandchild != kNoChild) deletedInNode[grandchild] = 1000, surviving[grandchild] = 0;
+    LevelOfDetail lod;
+    lod.setEditCounts({deletedInNode, surviving});
+    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), std::nullopt), 0, 5500, 1, everythingLoaded,
+               Requests().sink());
+    // The emptied root is still walked for its children, and the budget buys five live nodes.
+    ASSERT_EQ(lod.chosen().size(), 6u);
+    EXPECT_EQ(lod.chosen()[0], 0u);
+    EXPECT_EQ(lod.counters().chosenPoints, 5000u);
+    EXPECT_EQ(std::count(lod.chosen().begin(), lod.chosen().end(), gone), 0);
+    EXPECT_EQ(lod.counters().emptied, 1u);
+}
+
 }  // namespace
 }  // namespace ovcf

@@ -1,0 +1,93 @@
+#include "ovcf/DeletedMapCommit.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/Log.h"
+#include "core/NumberFormat.h"
+#include "ovcf/FileFormat.h"
+#include "ovcf/OvcfReader.h"
+#include "platform/SystemFile.h"
+
+namespace ovcf {
+namespace {
+
+constexpr std::size_t kPage = 4096;
+
+bool writeMap(SystemFile& file, std::uint64_t offset, const std::uint8_t* bytes, std::size_t count,
+              const std::uint8_t* previous) {
+    for (std::size_t at = 0; at < count;) {
+        std::size_t end = std::min(count, at + kPage);
+        if (previous && std::memcmp(bytes + at, previous + at, end - at) == 0) {
+            at = end;
+            continue;
+        }
+        // Neighbouring changed pages go out in one write.
+        while (previous && end < count) {
+            const std::size_t next = std::min(count, end + kPage);
+            if (std::memcmp(bytes + end, previous + end, next - end) == 0) break;
+            end = next;
+        }
+        if (!file.seek(offset + at) || !file.write(bytes + at, end - at)) return false;
+        at = end;
+    }
+    return true;
+}
+
+}  // namespace
+
+std::string fileNameOf(const std::string& path) {
+    const std::size_t slash = path.find_last_of("/\\");
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+bool commitDeletedMap(const std::string& path, const std::uint8_t* bytes, std::size_t byteCount,
+                      std::uint64_t deletedCount, std::string& error, const std::uint8_t* previous) {
+    if (!bytes && byteCount != 0) {
+        error = "invalid deleted-points map";
+        return false;
+    }
+    SystemFile file;
+    if (!file.open(path, SystemFile::Mode::ReadWrite)) {
+        error = "cannot open for writing '" + path + "': " + file.lastErrorText();
+        return false;
+    }
+    std::uint8_t raw[kHeaderSize];
+    if (!file.readAt(0, raw, sizeof raw)) {
+        error = "reading the header failed: " + file.lastErrorText();
+        return false;
+    }
+    FileHeader header = decodeHeader(raw);
+    std::uint64_t fileSize = 0;
+    file.size(fileSize);
+    std::string reason;
+    if (!OvcfReader::validateHeader(header, fileSize, reason)) {
+        error = "not a valid .ovcf file: " + reason;
+        return false;
+    }
+    if (byteCount != header.deletedMapSize) {
+        error = "the deleted-points map does not match the file (" + std::to_string(byteCount) + " bytes, expected " +
+                std::to_string(header.deletedMapSize) + ")";
+        return false;
+    }
+    if (deletedCount > header.pointCount) {
+        error = "the deleted count exceeds the number of points";
+        return false;
+    }
+    if (byteCount != 0 && !writeMap(file, header.deletedMapOffset, bytes, byteCount, previous)) {
+        error = "writing the deleted-points map failed: " + file.lastErrorText();
+        return false;
+    }
+    header.deletedCount = deletedCount;
+    encodeHeader(header, raw);
+    if (!file.seek(0) || !file.write(raw, sizeof raw) || !file.close()) {
+        error = "header update failed: " + file.lastErrorText();
+        return false;
+    }
+    if (logLevelThreshold() <= LogInfo)
+        logLine(LogInfo, "cancellazioni confermate su '%s': %s punti su %s", fileNameOf(path).c_str(),
+                formatCount(deletedCount).c_str(), formatCount(header.pointCount).c_str());
+    return true;
+}
+
+}  // namespace ovcf

@@ -1,0 +1,47 @@
+// Turns a screen shape and the camera into selected points, at full resolution: the candidate
+// nodes are found from the node boxes, read again from the file by worker threads (one private
+// reader each) and every point is projected and tested; the result is combined into the view's
+// selection bitmap. Headless: no GL, no window.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ovcf/FileFormat.h"
+#include "selection/PointBitmap.h"
+#include "selection/ReaderPool.h"
+#include "selection/ScreenShape.h"
+#include "selection/SelectionQuery.h"
+#include "view/CloudNodes.h"
+
+namespace ovcf {
+
+class SelectionEngine {
+public:
+    // The cloud the selection reads; readers open on the first selection. `readers` is clamped
+    // to 1..16.
+    void open(const std::string& path, int readers) { pool_.reset(path, readers); }
+    void close() { pool_.close(); }
+
+    // One run. `nodes` are the cloud's nodes with their boxes in the query's local frame;
+    // `header` gives the quantisation. The selection bitmap is changed in place (left as it was
+    // when the shape is empty or the file cannot be read) and the summary line is logged.
+    SelectionReport select(const ScreenShape& shape, std::uint32_t combineMode, const SelectionQuery& query,
+                           const FileHeader& header, const std::vector<NodeInfo>& nodes, PointBitmap& selection);
+
+    ReaderPool& readers() { return pool_; }
+
+private:
+    ReaderPool pool_;
+};
+
+// The worker count for a view's selections on this machine: its hardware threads, 1..16.
+int defaultSelectionReaders();
+
+// Select all / invert leave deleted points unselected; each logs its line.
+void selectAllPoints(PointBitmap& selection, const PointBitmap& deleted);
+void invertSelection(PointBitmap& selection, const PointBitmap& deleted);
+void clearSelection(PointBitmap& selection);
+
+}  // namespace ovcf

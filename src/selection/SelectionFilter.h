@@ -1,0 +1,34 @@
+// Where a filter plugs into a selection run: per-worker state made before the workers start,
+// a per-point decision, the points it is handed, and a pass after the join that names the
+// points to drop again. A run without a filter calls none of it.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "navigation/Vec3.h"
+#include "ovcf/PointRecord.h"
+
+namespace ovcf {
+
+class SelectionFilter {
+public:
+    virtual ~SelectionFilter() = default;
+    // Node boxes are widened by this much before the shape and region tests (neighbours just
+    // outside the shape may count).
+    virtual double nodeMargin() const { return 0.0; }
+    // Called once before the workers start.
+    virtual void prepare(unsigned workerCount) {}
+    // Every point read by a worker that is not deleted, inside the shape or not.
+    virtual void observe(unsigned worker, const PointRecord& point, const Vec3d& local) {}
+    // Per-point decision for points in the shape; false rejects the point.
+    virtual bool accept(unsigned worker, const PointRecord& point, const Vec3d& local) { return true; }
+    // Points kept in the shape, with their global index.
+    virtual void collect(unsigned worker, const PointRecord& point, std::uint64_t global, const Vec3d& local) {}
+    // After the join, on the calling thread: global indices to remove from this run's result.
+    virtual void finish(std::vector<std::uint64_t>& drop) {}
+    // Whether the filter needs every point read (no node may be taken whole without reading).
+    virtual bool needsPoints() const { return true; }
+};
+
+}  // namespace ovcf
