@@ -1,0 +1,264 @@
+// Deletion with undo and restore, confirming into the file with the content signature kept up to
+// date, and reading the points back; all against independent counts of the same file.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+#include "../streaming/StreamingTestSupport.h"
+#include "ovcf/ContentSignature.h"
+#include "ovcf/DeletedMapCommit.h"
+#include "ovcf/OvcfReader.h"
+#include "selection/DeletionHistory.h"
+#include "selection/PointReadBack.h"
+#include "TestSupport.h"
+#include "view/CloudNodes.h"
+
+namespace ovcf::test {
+namespace {
+
+class DeletionHistoryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        path = dir.file("cloud.ovcf");
+        writeCloud(path, fullTree(2, 100));  // 73 nodes
+        reopen();
+    }
+    void reopen() {
+        std::string error;
+        ASSERT_TRUE(reader.open(path, error)) << error;
+        nodes = describeNodes(reader.header(), reader.nodes(), cloudReferencePoint(reader.header()));
+        std::vector<std::uint8_t> bytes;
+        ASSERT_TRUE(reader.readDeletedMap(bytes, error)) << error;
+        PointBitmap fileMap;
+        fileMap.reset(reader.header().pointCount);
+        fileMap.loadBytes(bytes.data(), bytes.size());
+        history.open(path, nodes, fileMap.words(), reader.header().pointCount, reader.header().currentSignature);
+        selection.reset(reader.header().pointCount);
+    }
+    void select(std::initializer_list<std::pair<std::uint64_t, std::uint64_t>> ranges) {
+        for (auto [first, end] : ranges)
+            for (std::uint64_t g = first; g < end; ++g) selection.set(g);
+    }
+    // The file's signature as it should be: the hashes of the points not in `gone`.
+    std::uint64_t survivorsSignature(const PointBitmap& gone) {
+        std::uint64_t sum = 0;
+        std::vector<PointRecord> points;
+        std::string error;
+        for (std::uint32_t n = 0; n < reader.nodes().size(); ++n) {
+            EXPECT_TRUE(reader.readNode(n, points, error));
+            for (std::size_t j = 0; j < points.size(); ++j)
+                if (!gone.test(reader.nodes()[n].firstPoint + j)) sum += pointHashForFormat(points[j], reader.header().pointFormat);
+        }
+        return sum;
+    }
+    FileHeader fileHeader() {
+        FileHeader header;
+        std::string error;
+        EXPECT_EQ(OvcfReader::probeHeader(path, header, error), ProbeValid) << error;
+        return header;
+    }
+
+    TempDir dir{"orvane_deletion"};
+    std::string path;
+    OvcfReader reader;
+    std::vector<NodeInfo> nodes;
+    DeletionHistory history;
+    PointBitmap selection;
+};
+
+TEST_F(DeletionHistoryTest, DeleteUndoAndRestoreFollowTheirRules) {
+    bool changed = true;
+    EXPECT_EQ(history.deleteSelected(selection, changed), 0u);
+    EXPECT_FALSE(changed);
+    EXPECT_EQ(history.undoDepth(), 0u) << "an empty selection pushes no record";
+
+    select({{10, 500}});
+    EXPECT_EQ(history.deleteSelected(selection, changed), 490u);
+    EXPECT_TRUE(history.hasUnsavedChanges());
+    EXPECT_EQ(selection.count(), 0u);
+
+    // Deleting points that are all deleted already keeps a record but deletes nothing.
+    select({{100, 200}});
+    EXPECT_EQ(history.deleteSelected(selection, changed), 0u);
+    EXPECT_EQ(history.undoDepth(), 2u);
+
+    // Undo restores only what that deletion still holds deleted, and reselects all of it.
+    EXPECT_EQ(history.undo(selection, changed), 100u);
+    EXPECT_EQ(history.deletedCount(), 390u);
+    EXPECT_EQ(selection.count(), 100u);
+    EXPECT_EQ(history.undo(selection, changed), 390u);
+    EXPECT_EQ(selection.count(), 490u);
+    EXPECT_EQ(history.undo(selection, changed), 0u);
+    EXPECT_FALSE(changed);
+
+    selection.clearAll();
+    select({{0, 50}});
+    history.deleteSelected(selection, changed);
+    EXPECT_EQ(history.restoreAll(changed), 50u);
+    EXPECT_EQ(history.undoDepth(), 0u);
+    EXPECT_EQ(history.restoreAll(changed), 0u);
+    EXPECT_FALSE(changed);
+}
+
+TEST_F(DeletionHistoryTest, PerNodeCountsMatchAnIndependentCount) {
+    select({{0, 150}, {1000, 1010}, {5000, 7000}});
+    bool changed = false;
+    history.deleteSelected(selection, changed);
+    const std::vector<HierarchyRecord>& records = reader.nodes();
+    std::vector<std::uint64_t> subtree(records.size());
+    for (std::size_t n = records.size(); n-- > 0;) {
+        std::uint32_t deleted = 0;
+        for (std::uint64_t g = records[n].firstPoint; g < records[n].firstPoint + records[n].pointCount; ++g)
+            deleted += history.deleted().test(g);
+        EXPECT_EQ(history.deletedInNode()[n], deleted) << n;
+        subtree[n] = records[n].pointCount - deleted;
+        for (std::uint32_t child : records[n].children)
+            if (child != kNoChild) subtree[n] += subtree[child];
+        EXPECT_EQ(history.survivingInSubtree()[n], subtree[n]) << n;
+    }
+    EXPECT_EQ(history.survivingInSubtree()[0], reader.header().pointCount - history.deletedCount());
+}
+
+TEST_F(DeletionHistoryTest, ConfirmingWritesTheMapAndKeepsTheSignatureRight) {
+    const std::uint64_t built = fileHeader().currentSignature;
+    ASSERT_NE(built, 0u);
+    select({{5, 40}, {3000, 3100}});
+    bool changed = false, wrote = false;
+    history.deleteSelected(selection, changed);
+    std::string error;
+    ASSERT_TRUE(history.confirm(reader, wrote, error)) << error;
+    EXPECT_TRUE(wrote);
+    EXPECT_FALSE(history.hasUnsavedChanges());
+    EXPECT_EQ(history.undoDepth(), 0u);
+    EXPECT_EQ(fileHeader().deletedCount, 135u);
+    EXPECT_EQ(fileHeader().currentSignature, survivorsSignature(history.deleted()));
+    EXPECT_EQ(fileHeader().buildSignature, built);
+
+    // Nothing changed since: the file is not touched at all.
+    const auto written = std::filesystem::last_write_time(path);
+    const std::vector<std::uint8_t> bytes = fileBytes(path);
+    ASSERT_TRUE(history.confirm(reader, wrote, error));
+    EXPECT_FALSE(wrote);
+    EXPECT_EQ(fileBytes(path), bytes);
+    EXPECT_EQ(std::filesystem::last_write_time(path), written);
+
+    // Reopened, the deletions are there; all back and confirmed, the map is all zero.
+    reopen();
+    EXPECT_EQ(history.deletedCount(), 135u);
+    EXPECT_EQ(history.restoreAll(changed), 135u);
+    ASSERT_TRUE(history.confirm(reader, wrote, error)) << error;
+    std::vector<std::uint8_t> map;
+    ASSERT_TRUE(reader.readDeletedMap(map, error));
+    EXPECT_EQ(std::count(map.begin(), map.end(), 0), static_cast<std::ptrdiff_t>(map.size()));
+    EXPECT_EQ(fileHeader().deletedCount, 0u);
+    EXPECT_EQ(fileHeader().currentSignature, built) << "every hash is back";
+}
+
+TEST_F(DeletionHistoryTest, AConfirmationRetriedAfterAFailureTakesNoHashOffTwice) {
+    // Points of node 9 are deleted; its block is damaged for the first attempt, so the map goes
+    // into the file but the signature cannot follow.
+    const HierarchyRecord node = reader.nodes()[9];
+    const std::uint64_t built = fileHeader().currentSignature;
+    select({{node.firstPoint, node.firstPoint + 20}, {0, 10}});
+    bool changed = false, wrote = false;
+    history.deleteSelected(selection, changed);
+    const std::vector<std::uint8_t> intact = fileBytes(path);
+    corruptBlock(path, 9);
+    std::string error;
+    EXPECT_FALSE(history.confirm(reader, wrote, error));
+    EXPECT_EQ(error.rfind("cannot re-read node 9 to update the cache signature: ", 0), 0u) << error;
+    EXPECT_TRUE(history.hasUnsavedChanges());
+    EXPECT_EQ(fileHeader().deletedCount, 30u);
+    EXPECT_EQ(fileHeader().currentSignature, built) << "a failed update leaves the signature alone";
+
+    // The block repaired, the retry brings the signature to the survivors' exactly.
+    std::vector<std::uint8_t> repaired = fileBytes(path);
+    std::copy(intact.begin() + static_cast<std::ptrdiff_t>(node.blockOffset),
+              intact.begin() + static_cast<std::ptrdiff_t>(node.blockOffset + node.storedSize),
+              repaired.begin() + static_cast<std::ptrdiff_t>(node.blockOffset));
+    writeFileBytes(path, repaired);
+    ASSERT_TRUE(history.confirm(reader, wrote, error)) << error;
+    EXPECT_EQ(fileHeader().currentSignature, survivorsSignature(history.deleted()));
+}
+
+TEST_F(DeletionHistoryTest, AFileOfALaterMinorVersionIsUpdatedNotRefused) {
+    std::vector<std::uint8_t> bytes = fileBytes(path);
+    writeLe(bytes, 6, 1, 2);  // version 1.1
+    writeFileBytes(path, bytes);
+    reopen();
+    select({{0, 5}});
+    bool changed = false, wrote = false;
+    history.deleteSelected(selection, changed);
+    std::string error;
+    ASSERT_TRUE(history.confirm(reader, wrote, error)) << error;
+    EXPECT_EQ(readLe(fileBytes(path), 192, 8), 5u);
+}
+
+TEST_F(DeletionHistoryTest, CommitRefusesAMapOfTheWrongSizeOrTooManyDeletionsBeforeWriting) {
+    const std::vector<std::uint8_t> before = fileBytes(path);
+    const std::size_t size = static_cast<std::size_t>(deletedMapBytes(reader.header().pointCount));
+    std::vector<std::uint8_t> map(size + 1, 0xFF);
+    std::string error;
+    EXPECT_FALSE(commitDeletedMap(path, map.data(), size + 1, 1, error));
+    EXPECT_EQ(error, "the deleted-points map does not match the file (" + std::to_string(size + 1) + " bytes, expected " +
+                         std::to_string(size) + ")");
+    EXPECT_FALSE(commitDeletedMap(path, map.data(), size, reader.header().pointCount + 1, error));
+    EXPECT_EQ(error, "the deleted count exceeds the number of points");
+    EXPECT_FALSE(commitDeletedMap(path, nullptr, size, 0, error));
+    EXPECT_EQ(error, "invalid deleted-points map");
+    EXPECT_EQ(fileBytes(path), before);
+}
+
+TEST_F(DeletionHistoryTest, ReadBackHonoursCapacityFlagsAndElevationOrder) {
+    select({{0, 100}, {2000, 2300}});
+    bool changed = false;
+    history.deleteSelected(selection, changed);
+    const std::int64_t n = static_cast<std::int64_t>(reader.header().pointCount);
+    const std::int64_t alive = n - 400;
+    std::vector<double> xyz(3 * n);
+    std::vector<std::uint32_t> rgb(n);
+    std::vector<std::uint8_t> flags(n);
+    const ReadBackSource source{path, &history.deleted(), &history.deletedInNode(), nullptr, {}};
+    std::string error;
+    EXPECT_EQ(readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), n - 1}, false, error), -1);
+    EXPECT_EQ(error, "the buffer holds " + std::to_string(n - 1) + " points but the cloud has " + std::to_string(n) +
+                         ": resize it first");
+    EXPECT_EQ(readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, alive - 1}, false, error), -1);
+    EXPECT_EQ(error, "the buffer holds " + std::to_string(alive - 1) + " points but " + std::to_string(alive) +
+                         " survive: resize it first");
+
+    // Unsorted: file order, deleted points flagged 0.
+    ASSERT_EQ(readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), n}, false, error), n) << error;
+    std::vector<std::array<double, 4>> unsorted;  // x, y, z, flag and colour
+    const std::vector<double> fileOrder = xyz;
+    for (std::int64_t i = 0; i < n; ++i) {
+        EXPECT_EQ(flags[i] == 0, history.deleted().test(static_cast<std::uint64_t>(i))) << i;
+        unsorted.push_back({xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2], double(flags[i]) + rgb[i] * 2.0});
+    }
+    // Sorted: highest first, and each point keeps its coordinates, colour and flag.
+    ASSERT_EQ(readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), n}, true, error), n);
+    std::vector<std::array<double, 4>> sorted;
+    for (std::int64_t i = 0; i < n; ++i) {
+        if (i > 0) {
+            ASSERT_GE(xyz[3 * (i - 1) + 2], xyz[3 * i + 2]);
+        }
+        sorted.push_back({xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2], double(flags[i]) + rgb[i] * 2.0});
+    }
+    std::sort(sorted.begin(), sorted.end());
+    std::sort(unsorted.begin(), unsorted.end());
+    EXPECT_EQ(sorted, unsorted);
+
+    ASSERT_EQ(readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, alive}, false, error), alive);
+    // The survivors in file order, deleted points left out.
+    std::int64_t k = 0;
+    for (std::int64_t g = 0; g < n; ++g) {
+        if (history.deleted().test(static_cast<std::uint64_t>(g))) continue;
+        for (int a = 0; a < 3; ++a) ASSERT_EQ(xyz[3 * k + a], fileOrder[3 * g + a]) << g;
+        ++k;
+    }
+    EXPECT_EQ(k, alive);
+}
+
+}  // namespace
+}  // namespace ovcf::test
