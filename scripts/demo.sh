@@ -6,6 +6,10 @@
 # CLOUD is a .ovcf file, or a LAS, PLY or XYZ file that the ovcf tool indexes first into
 # build/demo/NAME.ovcf. Without one, pcview generates a small survey-like scene.
 # --windows runs the Windows build of the demo under Wine instead.
+# Headless, unless pcview options with --do or --script are given, the demo replays a short edit
+# through the window system: a rectangle selection (build/demo/pcview-selected.png), its
+# deletion, a polygon being drawn (build/demo/pcview-polygon.png), its deletion, and the final
+# picture. Nothing is confirmed, so the cloud's file is never changed by the demo.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -42,7 +46,15 @@ else
   args+=(--default-cache build/demo/default.ovcf)
 fi
 args+=("$@")
-[ "$headless" -eq 1 ] && args+=(--headless --screenshot "$shot")
+if [ "$headless" -eq 1 ]; then
+  args+=(--headless --screenshot "$shot")
+  if [[ " $* " != *" --do "* && " $* " != *" --script "* ]]; then
+    args+=(--size 1024x720 --do "tool rect; drag 380,250 640,470; screenshot build/demo/pcview-selected.png;
+      expect selected >0; delete; expect selected =0; tool polygon; click 180,330; click 330,300; click 360,420;
+      click 250,470; frames 2; screenshot build/demo/pcview-polygon.png; key enter; delete; tool none;
+      expect deleted >0; readback")
+  fi
+fi
 
 if [ "$windows" -eq 1 ]; then
   cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=Release -DORVANE_TESTS=OFF \

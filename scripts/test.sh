@@ -48,7 +48,7 @@ cmake --build build/native -j"$jobs"
 run_ctest native build/native
 
 echo "== Windows build (MinGW-w64)"
-cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=Release \
+cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=Release -DORVANE_TESTS=ON \
   -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" >/dev/null
 cmake --build build/windows -j"$jobs"
 export WINEPREFIX="$root/build/windows/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="

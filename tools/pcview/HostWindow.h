@@ -23,4 +23,10 @@ public:
     virtual void resize(int width, int height) = 0;
     // The view takes the keyboard focus when clicked: let the host see key presses there too.
     virtual void watchViewKeys() = 0;
+
+    // Input as the window system delivers a user's, sent to the view's own window (positions in
+    // its client pixels; button 0 left, 1 right, 2 middle). The view handles it on the next pump.
+    enum MouseAction { MouseMove, MouseDown, MouseUp };
+    virtual void sendMouse(MouseAction action, int button, int x, int y) = 0;
+    virtual void sendKey(int virtualKey) = 0;
 };

@@ -74,6 +74,28 @@ public:
 
     void watchViewKeys() override {}  // every key message passes through nextEvent
 
+    void sendMouse(MouseAction action, int button, int x, int y) override {
+        static const UINT down[] = {WM_LBUTTONDOWN, WM_RBUTTONDOWN, WM_MBUTTONDOWN};
+        static const UINT up[] = {WM_LBUTTONUP, WM_RBUTTONUP, WM_MBUTTONUP};
+        static const WPARAM held[] = {MK_LBUTTON, MK_RBUTTON, MK_MBUTTON};
+        const int b = button < 0 || button > 2 ? 0 : button;
+        HWND view = GetWindow(window_, GW_CHILD);
+        if (!view) return;
+        if (action == MouseMove) SendMessageW(view, WM_MOUSEMOVE, heldButtons_, MAKELPARAM(x, y));
+        if (action == MouseDown) {
+            heldButtons_ |= held[b];
+            SendMessageW(view, down[b], heldButtons_, MAKELPARAM(x, y));
+        }
+        if (action == MouseUp) {
+            heldButtons_ &= ~held[b];
+            SendMessageW(view, up[b], heldButtons_, MAKELPARAM(x, y));
+        }
+    }
+
+    void sendKey(int virtualKey) override {
+        if (HWND view = GetWindow(window_, GW_CHILD)) SendMessageW(view, WM_KEYDOWN, static_cast<WPARAM>(virtualKey), 0);
+    }
+
     void resize(int width, int height) override {
         RECT rect{0, 0, width, height};
         AdjustWindowRect(&rect, WS_OVERLAPPEDWINDOW, FALSE);
@@ -83,6 +105,7 @@ public:
 
 private:
     HWND window_ = nullptr;
+    WPARAM heldButtons_ = 0;
 };
 
 }  // namespace

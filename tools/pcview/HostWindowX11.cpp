@@ -56,6 +56,7 @@ public:
                 if (sym >= XK_a && sym <= XK_z) result.key = static_cast<int>('A' + (sym - XK_a));
                 else if (sym >= XK_0 && sym <= XK_9) result.key = static_cast<int>('0' + (sym - XK_0));
                 else if (sym == XK_Escape) result.key = 27;
+                else if (sym == XK_Delete || sym == XK_KP_Delete) result.key = 0x2E;
                 else if (sym == XK_plus || sym == XK_KP_Add) result.key = 0x6B;
                 else if (sym == XK_minus || sym == XK_KP_Subtract) result.key = 0x6D;
                 break;
@@ -79,12 +80,61 @@ public:
         XSync(display_, False);
     }
 
+    void sendMouse(MouseAction action, int button, int x, int y) override {
+        XEvent event{};
+        long mask = PointerMotionMask;
+        if (action == MouseMove) {
+            event.xmotion.type = MotionNotify;
+            event.xmotion.x = x;
+            event.xmotion.y = y;
+        } else {
+            static const unsigned buttons[] = {Button1, Button3, Button2};
+            event.xbutton.type = action == MouseDown ? ButtonPress : ButtonRelease;
+            event.xbutton.button = buttons[button < 0 || button > 2 ? 0 : button];
+            event.xbutton.x = x;
+            event.xbutton.y = y;
+            mask = action == MouseDown ? ButtonPressMask : ButtonReleaseMask;
+        }
+        sendToView(event, mask);
+    }
+
+    void sendKey(int virtualKey) override {
+        KeySym sym = NoSymbol;
+        if (virtualKey == 27) sym = XK_Escape;
+        else if (virtualKey == 13) sym = XK_Return;
+        else if (virtualKey == 0x2E) sym = XK_Delete;
+        else if (virtualKey >= 'A' && virtualKey <= 'Z') sym = XK_a + (virtualKey - 'A');
+        XEvent event{};
+        event.xkey.type = KeyPress;
+        event.xkey.keycode = XKeysymToKeycode(display_, sym);
+        sendToView(event, KeyPressMask);
+    }
+
     void resize(int width, int height) override {
         XResizeWindow(display_, window_, static_cast<unsigned>(width), static_cast<unsigned>(height));
         XSync(display_, False);
     }
 
 private:
+    Window viewWindow() {
+        Window root = 0, parent = 0, child = 0;
+        Window* children = nullptr;
+        unsigned count = 0;
+        if (XQueryTree(display_, window_, &root, &parent, &children, &count) && count > 0) child = children[0];
+        if (children) XFree(children);
+        return child;
+    }
+
+    void sendToView(XEvent& event, long mask) {
+        const Window view = viewWindow();
+        if (!view) return;
+        event.xany.window = view;
+        event.xany.display = display_;
+        event.xany.send_event = True;
+        XSendEvent(display_, view, False, mask, &event);
+        XSync(display_, False);
+    }
+
     Display* display_ = nullptr;
     Window window_ = 0;
     Atom deleteMessage_ = 0;

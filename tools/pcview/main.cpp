@@ -2,23 +2,32 @@
 // calling PC_Render as the module asks, and a headless mode for machines without a screen.
 //
 //   pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png]
-//          [--default-cache FILE.ovcf]
+//          [--default-cache FILE.ovcf] [--do "ACTION; ACTION..."] [--script FILE]
 //
 // Without a cloud, a small generated scene is indexed into FILE.ovcf (pcview_default.ovcf in
-// the current folder unless given) and shown.
+// the current folder unless given) and shown. --do and --script replay input actions (see
+// Replay.h) through the window system once the picture is complete; a failed action or
+// expectation ends the program with status 1.
 //
 // Mouse: right button pans, middle button orbits, Alt + left button orbits, wheel zooms, the
-// navigation cube turns to a standard view when clicked and orbits when dragged.
+// navigation cube turns to a standard view when clicked and orbits when dragged. With a
+// selection tool armed the left button draws it: rectangle and circle by dragging, the polygon
+// by clicks (right click takes the last vertex back, Enter closes it, Escape cancels).
 // Keys: C colour mode, E eye-dome lighting, X X-ray, P fixed/adaptive point size, +/- point
 // size, Z zoom all, 0-5 standard views, Q or closing the window quits.
+// Editing: R rectangle, O circle, L polygon, N no tool, M combine mode, A select all, I invert,
+// K clear the selection, Delete deletes the selection, U undo, T restore all, S confirm into
+// the file.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "DefaultCloud.h"
 #include "HostWindow.h"
 #include "OrvanePC.h"
+#include "Replay.h"
 
 namespace {
 
@@ -26,6 +35,7 @@ struct Options {
     std::string cloud;
     std::string screenshot;
     std::string defaultCache = "pcview_default.ovcf";
+    std::vector<std::string> actions;
     bool headless = false;
     int frames = 30;
     int width = 1024;
@@ -55,6 +65,13 @@ bool parse(int argc, char** argv, Options& options) {
             options.screenshot = argv[++i];
         } else if (arg == "--default-cache" && i + 1 < argc) {
             options.defaultCache = argv[++i];
+        } else if (arg == "--do" && i + 1 < argc) {
+            for (std::string& action : splitActions(argv[++i])) options.actions.push_back(std::move(action));
+        } else if (arg == "--script" && i + 1 < argc) {
+            if (!readActionFile(argv[++i], options.actions)) {
+                std::fprintf(stderr, "pcview: cannot read %s\n", argv[i]);
+                return false;
+            }
         } else if (arg == "--size" && i + 1 < argc) {
             if (std::sscanf(argv[++i], "%dx%d", &options.width, &options.height) != 2) return false;
         } else if (!arg.empty() && arg[0] != '-' && options.cloud.empty()) {
@@ -85,6 +102,20 @@ void onKey(PcView view, int key) {
         case 0xBB: case 0x6B: changePointSize(view, +1); break;
         case 0xBD: case 0x6D: changePointSize(view, -1); break;
         case 'Z': PC_ZoomAll(view); break;
+        case 'R': PC_SetSelectionTool(view, 1); return;
+        case 'O': PC_SetSelectionTool(view, 2); return;
+        case 'L': PC_SetSelectionTool(view, 3); return;
+        case 'N': PC_SetSelectionTool(view, 0); return;
+        case 'M': PC_SetCombineMode(view, (PC_GetCombineMode(view) + 1) % 3); return;
+        case 'A': PC_SelectAll(view); return;
+        case 'I': PC_InvertSelection(view); return;
+        case 'K': PC_ClearSelection(view); return;
+        case 0x2E: PC_DeleteSelected(view); return;
+        case 'U': PC_UndoDeletion(view); return;
+        case 'T': PC_RestoreAllDeleted(view); return;
+        case 'S':
+            if (PC_ConfirmChanges(view) != PC_OK) std::printf("pcview: confirm failed: %s\n", lastError().c_str());
+            return;
         default:
             if (key >= '0' && key <= '5') PC_SetStandardView(view, key - '0');
             return;
@@ -97,25 +128,64 @@ void onKey(PcView view, int key) {
                 PC_GetValue(view, PC_GetValue(view, SizeMode) == 0.0 ? PixelSize : PointSize));
 }
 
-int runInteractive(HostWindow& host, PcView view) {
+// The overlay: the cloud, its counts, the armed tool and the keys. Refreshed after every event
+// of the view and every key; the event callback only raises a flag.
+struct Overlay {
+    PcView view = nullptr;
+    std::string cloud;
+    bool stale = true;
+
+    static void onEvent(int, const PcViewState*, void* user) { static_cast<Overlay*>(user)->stale = true; }
+
+    void refresh() {
+        if (!stale) return;
+        stale = false;
+        PcViewState state{};
+        PC_GetState(view, &state);
+        static const char* const tools[] = {"navigation", "rectangle", "circle", "polygon"};
+        static const char* const modes[] = {"replace", "add", "subtract"};
+        char text[1024];
+        std::snprintf(text, sizeof text,
+                      "%s\n%llu points: %llu selected, %llu deleted, %llu surviving%s\n"
+                      "tool: %s (%s)%s\n"
+                      "C colour  E EDL  X X-ray  P size mode  +/- size  Z all  0-5 views  Q quit\n"
+                      "R rect  O circle  L polygon  N none  M mode  A all  I invert  K clear  Del delete  U undo  "
+                      "T restore  S confirm",
+                      cloud.empty() ? "no cloud" : cloud.c_str(), static_cast<unsigned long long>(state.pointCount),
+                      static_cast<unsigned long long>(state.selectedCount),
+                      static_cast<unsigned long long>(state.deletedCount),
+                      static_cast<unsigned long long>(state.pointCount - state.deletedCount),
+                      state.hasUnsavedChanges ? " (not confirmed)" : "",
+                      tools[state.selectionTool < 4 ? state.selectionTool : 0], modes[state.combineMode < 3 ? state.combineMode : 0],
+                      state.polygonVertexCount ? " - click to add vertices, Enter closes" : "");
+        PC_SetOverlayText(view, text, 0xE8E8E8);
+    }
+};
+
+int runInteractive(HostWindow& host, PcView view, Overlay& overlay) {
     bool wantFrame = true;
     for (;;) {
         const HostEvent event = host.nextEvent(wantFrame ? 0 : 16);
         host.pumpView(view);
         if (event.type == HostEvent::Close || (event.type == HostEvent::Key && event.key == 'Q')) return 0;
-        if (event.type == HostEvent::Key) onKey(view, event.key);
-        if (event.type != HostEvent::NoEvent) wantFrame = true;
+        if (event.type == HostEvent::Key) {
+            onKey(view, event.key);
+            overlay.stale = true;
+        }
+        if (event.type != HostEvent::NoEvent || overlay.stale) wantFrame = true;
+        overlay.refresh();
         if (wantFrame) wantFrame = PC_Render(view) == 1;
     }
 }
 
-int runHeadless(HostWindow& host, PcView view, const Options& options) {
+int runHeadless(HostWindow& host, PcView view, Overlay& overlay, const Options& options) {
     // At least the requested frames, then on until the picture is complete (nodes streamed in).
     int more = 1;
     int frame = 0;
     for (; frame < options.frames || (more && frame < 20000); ++frame) {
         host.nextEvent(0);
         host.pumpView(view);
+        overlay.refresh();
         more = PC_Render(view);
     }
     std::printf("pcview: %d frames drawn, picture %s\n", frame, more ? "still loading" : "complete");
@@ -128,14 +198,28 @@ int runHeadless(HostWindow& host, PcView view, const Options& options) {
     host.nextEvent(10);
     host.pumpView(view);
     PC_Render(view);
+    int result = 0;
+    if (!options.actions.empty()) {
+        const auto drawFrame = [&] {
+            host.nextEvent(0);
+            host.pumpView(view);
+            overlay.refresh();
+            // Until the nodes the new picture needs have arrived.
+            for (int i = 0; i < 2000 && PC_Render(view) == 1; ++i) host.pumpView(view);
+        };
+        result = runActions(options.actions, host, view, drawFrame) ? 0 : 1;
+        std::printf("pcview: %zu actions %s\n", options.actions.size(), result == 0 ? "replayed" : "stopped");
+    }
     if (!options.screenshot.empty()) {
+        overlay.refresh();
+        PC_Render(view);
         if (PC_SaveScreenshot(view, options.screenshot.c_str()) == PC_OK)
             std::printf("pcview: screenshot written to %s\n", options.screenshot.c_str());
         else
             std::printf("pcview: screenshot not written: %s\n", lastError().c_str());
     }
     std::printf("pcview: headless run finished\n");
-    return 0;
+    return result;
 }
 
 }  // namespace
@@ -144,7 +228,7 @@ int main(int argc, char** argv) {
     Options options;
     if (!parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png] "
-                     "[--default-cache FILE.ovcf]\n");
+                     "[--default-cache FILE.ovcf] [--do \"ACTION; ...\"] [--script FILE]\n");
         return 2;
     }
     char version[64];
@@ -174,13 +258,14 @@ int main(int argc, char** argv) {
     if (!cloud.empty() && PC_OpenFile(view, cloud.c_str()) != PC_OK)
         std::fprintf(stderr, "pcview: cannot open %s: %s\n", cloud.c_str(), lastError().c_str());
 
-    char overlay[512];
-    std::snprintf(overlay, sizeof overlay,
-                  "%s\n%llu points\nC colour  E EDL  X X-ray  P size mode  +/- size  Z all  0-5 views  Q quit",
-                  cloud.empty() ? "no cloud" : cloud.c_str(), static_cast<unsigned long long>(PC_PointCount(view)));
-    PC_SetOverlayText(view, overlay, 0xE8E8E8);
+    Overlay overlay;
+    overlay.view = view;
+    overlay.cloud = cloud;
+    PC_SetEventCallback(view, &Overlay::onEvent, &overlay);
+    overlay.refresh();
 
-    const int result = options.headless ? runHeadless(*host, view, options) : runInteractive(*host, view);
+    const int result =
+        options.headless ? runHeadless(*host, view, overlay, options) : runInteractive(*host, view, overlay);
     PC_DestroyView(view);
     PC_SetLogCallback(nullptr, nullptr);
     return result;

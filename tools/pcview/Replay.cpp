@@ -1,0 +1,190 @@
+#include "Replay.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+std::string lastError() {
+    char text[1024];
+    PC_LastError(text, sizeof text);
+    return text;
+}
+
+std::string trim(const std::string& s) {
+    const auto first = s.find_first_not_of(" \t\r");
+    if (first == std::string::npos) return {};
+    return s.substr(first, s.find_last_not_of(" \t\r") - first + 1);
+}
+
+bool parsePoint(const std::string& text, int& x, int& y) { return std::sscanf(text.c_str(), "%d,%d", &x, &y) == 2; }
+
+void pumpAndDraw(HostWindow& host, PcView view, const std::function<void()>& frame) {
+    host.pumpView(view);
+    frame();
+}
+
+bool drag(HostWindow& host, PcView view, const std::function<void()>& frame, int button, int x0, int y0, int x1, int y1) {
+    host.sendMouse(HostWindow::MouseMove, button, x0, y0);
+    host.sendMouse(HostWindow::MouseDown, button, x0, y0);
+    for (int step = 1; step <= 4; ++step)
+        host.sendMouse(HostWindow::MouseMove, button, x0 + (x1 - x0) * step / 4, y0 + (y1 - y0) * step / 4);
+    pumpAndDraw(host, view, frame);  // the shape in progress is drawn
+    host.sendMouse(HostWindow::MouseUp, button, x1, y1);
+    pumpAndDraw(host, view, frame);
+    return true;
+}
+
+bool click(HostWindow& host, PcView view, const std::function<void()>& frame, int button, int x, int y) {
+    host.sendMouse(HostWindow::MouseMove, button, x, y);
+    host.sendMouse(HostWindow::MouseDown, button, x, y);
+    host.sendMouse(HostWindow::MouseUp, button, x, y);
+    pumpAndDraw(host, view, frame);
+    return true;
+}
+
+uint64_t countOf(PcView view, const std::string& what, bool& known) {
+    known = true;
+    if (what == "selected") return PC_SelectedCount(view);
+    if (what == "deleted") return PC_DeletedCount(view);
+    if (what == "surviving") return PC_SurvivingCount(view);
+    known = false;
+    return 0;
+}
+
+bool expect(PcView view, const std::string& what, const std::string& condition) {
+    bool known = false;
+    const uint64_t value = countOf(view, what, known);
+    char op = '=';
+    std::string number = condition;
+    if (!number.empty() && (number[0] == '=' || number[0] == '<' || number[0] == '>')) {
+        op = number[0];
+        number = number.substr(1);
+    }
+    unsigned long long wanted = 0;
+    if (!known || std::sscanf(number.c_str(), "%llu", &wanted) != 1) {
+        std::printf("pcview: expect: cannot read '%s %s'\n", what.c_str(), condition.c_str());
+        return false;
+    }
+    const bool met = op == '=' ? value == wanted : op == '<' ? value < wanted : value > wanted;
+    std::printf("pcview: expect %s %c%llu: %s (%llu)\n", what.c_str(), op, wanted, met ? "ok" : "NOT MET",
+                static_cast<unsigned long long>(value));
+    return met;
+}
+
+bool readBack(PcView view) {
+    const uint64_t surviving = PC_SurvivingCount(view);
+    std::vector<double> xyz(3 * surviving);
+    std::vector<uint32_t> colors(surviving);
+    const int64_t got = PC_ReadSurvivingPoints(view, xyz.data(), colors.data(), static_cast<int64_t>(surviving), 0);
+    if (got < 0) {
+        std::printf("pcview: readback failed: %s\n", lastError().c_str());
+        return false;
+    }
+    std::printf("pcview: readback: %lld points came back\n", static_cast<long long>(got));
+    return static_cast<uint64_t>(got) == surviving;
+}
+
+}  // namespace
+
+std::vector<std::string> splitActions(const std::string& text) {
+    std::vector<std::string> actions;
+    std::string current;
+    bool comment = false;
+    for (char c : text + "\n") {
+        if (c == ';' || c == '\n') {
+            if (!trim(current).empty()) actions.push_back(trim(current));
+            current.clear();
+            comment = false;
+        } else if (c == '#') {
+            comment = true;
+        } else if (!comment) {
+            current += c;
+        }
+    }
+    return actions;
+}
+
+bool readActionFile(const std::string& path, std::vector<std::string>& actions) {
+    std::ifstream in(path);
+    if (!in) return false;
+    std::stringstream text;
+    text << in.rdbuf();
+    for (std::string& action : splitActions(text.str())) actions.push_back(std::move(action));
+    return true;
+}
+
+bool runActions(const std::vector<std::string>& actions, HostWindow& host, PcView view,
+                const std::function<void()>& frame) {
+    for (const std::string& action : actions) {
+        std::istringstream words(action);
+        std::string verb, a, b;
+        words >> verb >> a >> b;
+        std::printf("pcview: > %s\n", action.c_str());
+        std::fflush(stdout);
+        bool ok = true;
+        int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+        if (verb == "tool") {
+            const int tool = a == "rect" ? 1 : a == "circle" ? 2 : a == "polygon" ? 3 : a == "none" ? 0 : -1;
+            ok = tool >= 0;
+            if (ok) PC_SetSelectionTool(view, tool);
+        } else if (verb == "mode") {
+            const int mode = a == "replace" ? 0 : a == "add" ? 1 : a == "subtract" ? 2 : -1;
+            ok = mode >= 0;
+            if (ok) PC_SetCombineMode(view, mode);
+        } else if (verb == "view") {
+            PC_SetStandardView(view, std::atoi(a.c_str()));
+        } else if (verb == "zoomall") {
+            PC_ZoomAll(view);
+        } else if (verb == "drag" || verb == "rdrag" || verb == "mdrag") {
+            ok = parsePoint(a, x0, y0) && parsePoint(b, x1, y1) &&
+                 drag(host, view, frame, verb == "drag" ? 0 : verb == "rdrag" ? 1 : 2, x0, y0, x1, y1);
+        } else if (verb == "click" || verb == "rclick") {
+            ok = parsePoint(a, x0, y0) && click(host, view, frame, verb == "click" ? 0 : 1, x0, y0);
+        } else if (verb == "key") {
+            const int key = a == "enter" ? 13 : a == "escape" ? 27 : a == "delete" ? 0x2E : 0;
+            ok = key != 0;
+            if (ok) {
+                host.sendKey(key);
+                pumpAndDraw(host, view, frame);
+            }
+        } else if (verb == "delete") {
+            std::printf("pcview: %llu points deleted\n", static_cast<unsigned long long>(PC_DeleteSelected(view)));
+        } else if (verb == "undo") {
+            std::printf("pcview: %llu points restored\n", static_cast<unsigned long long>(PC_UndoDeletion(view)));
+        } else if (verb == "restore") {
+            std::printf("pcview: %llu points restored\n", static_cast<unsigned long long>(PC_RestoreAllDeleted(view)));
+        } else if (verb == "confirm") {
+            ok = PC_ConfirmChanges(view) == PC_OK;
+            if (!ok) std::printf("pcview: confirm failed: %s\n", lastError().c_str());
+        } else if (verb == "selectall") {
+            PC_SelectAll(view);
+        } else if (verb == "invert") {
+            PC_InvertSelection(view);
+        } else if (verb == "clear") {
+            PC_ClearSelection(view);
+        } else if (verb == "readback") {
+            ok = readBack(view);
+        } else if (verb == "frames") {
+            for (int i = 0, n = std::atoi(a.c_str()); i < n; ++i) pumpAndDraw(host, view, frame);
+        } else if (verb == "screenshot") {
+            pumpAndDraw(host, view, frame);
+            ok = PC_SaveScreenshot(view, a.c_str()) == PC_OK;
+            std::printf(ok ? "pcview: screenshot written to %s\n" : "pcview: screenshot %s not written\n", a.c_str());
+        } else if (verb == "expect") {
+            ok = expect(view, a, b);
+        } else {
+            std::printf("pcview: unknown action '%s'\n", action.c_str());
+            ok = false;
+        }
+        if (!ok) {
+            std::printf("pcview: action failed: %s\n", action.c_str());
+            return false;
+        }
+    }
+    return true;
+}

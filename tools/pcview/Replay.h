@@ -1,0 +1,24 @@
+// Input actions replayed through the window system, for headless runs and for tests: what a
+// user would do with the mouse and the keyboard, and the host's own menu commands.
+//
+//   tool rect|circle|polygon|none    mode replace|add|subtract    view 0-5    zoomall
+//   drag X0,Y0 X1,Y1   rdrag ...   mdrag ...   click X,Y   rclick X,Y   key enter|escape|delete
+//   delete   undo   restore   confirm   selectall   invert   clear   readback
+//   frames N   screenshot FILE.png   expect selected|deleted|surviving [=|<|>]N
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "HostWindow.h"
+#include "OrvanePC.h"
+
+// Actions separated by ';' or by line feeds; '#' starts a comment.
+std::vector<std::string> splitActions(const std::string& text);
+bool readActionFile(const std::string& path, std::vector<std::string>& actions);
+
+// Runs the actions in order, printing one line each; `frame` draws one frame. False at the first
+// action that is not understood, fails, or whose expectation is not met.
+bool runActions(const std::vector<std::string>& actions, HostWindow& host, PcView view,
+                const std::function<void()>& frame);
