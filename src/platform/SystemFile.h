@@ -54,6 +54,9 @@ public:
 
     // Removes a file; other handles opened in the share-all mode do not prevent it.
     static bool deleteFile(const std::string& utf8Path);
+    // Renames `from` to `to`, replacing a file already there; false with the system's reason in
+    // `error`.
+    static bool replaceFile(const std::string& from, const std::string& to, std::string& error);
 
 private:
     void failWithSystemError();

@@ -14,7 +14,10 @@ void printUsage() {
         "  ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n"
         "      INPUT: LAS 1.0-1.4 (uncompressed), PLY (ASCII or binary) or XYZ[RGB] text\n"
         "  ovcf info FILE.ovcf     header, levels, node statistics, metadata\n"
-        "  ovcf check FILE.ovcf    reads every node with CRC verification\n",
+        "  ovcf check FILE.ovcf    reads every node with CRC verification\n"
+        "  ovcf export FILE.ovcf -o OUTPUT.las|.ply|.xyz [--all]\n"
+        "      the points that survive the confirmed deletions (--all: every point); LAS 1.4 format 7,\n"
+        "      binary PLY or XYZ text\n",
         stderr);
 }
 
@@ -29,6 +32,7 @@ int main(int argc, char** argv) {
         if (std::strcmp(argv[1], "build") == 0) return ovcf::tool::runBuild(argc - 2, argv + 2);
         if (std::strcmp(argv[1], "info") == 0) return ovcf::tool::runInfo(argc - 2, argv + 2);
         if (std::strcmp(argv[1], "check") == 0) return ovcf::tool::runCheck(argc - 2, argv + 2);
+        if (std::strcmp(argv[1], "export") == 0) return ovcf::tool::runExport(argc - 2, argv + 2);
     } catch (const std::bad_alloc&) {
         return ovcf::tool::reportFailure("out of memory");
     } catch (const std::exception& e) {

@@ -3,6 +3,7 @@
 #include "platform/SystemFile.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -162,6 +163,12 @@ std::string SystemFile::lastErrorText() const {
 bool SystemFile::lastErrorIsNotFound() const { return !endOfFile_ && (lastError_ == ENOENT || lastError_ == ENOTDIR); }
 
 bool SystemFile::deleteFile(const std::string& utf8Path) { return ::unlink(utf8Path.c_str()) == 0; }
+
+bool SystemFile::replaceFile(const std::string& from, const std::string& to, std::string& error) {
+    if (::rename(from.c_str(), to.c_str()) == 0) return true;
+    error = std::strerror(errno);
+    return false;
+}
 
 void SystemFile::failWithSystemError() {
     lastError_ = errno;

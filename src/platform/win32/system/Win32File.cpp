@@ -170,6 +170,17 @@ bool SystemFile::deleteFile(const std::string& utf8Path) {
     return widenUtf8(utf8Path, wide) && DeleteFileW(wide.c_str()) != 0;
 }
 
+bool SystemFile::replaceFile(const std::string& from, const std::string& to, std::string& error) {
+    std::wstring wideFrom, wideTo;
+    if (!widenUtf8(from, wideFrom) || !widenUtf8(to, wideTo)) {
+        error = "the path is not valid UTF-8";
+        return false;
+    }
+    if (MoveFileExW(wideFrom.c_str(), wideTo.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
+    error = win32ErrorText(GetLastError());
+    return false;
+}
+
 void SystemFile::failWithSystemError() {
     lastError_ = static_cast<int>(GetLastError());
     endOfFile_ = false;

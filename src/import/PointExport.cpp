@@ -1,0 +1,98 @@
+#include "import/PointExport.h"
+
+#include <bit>
+#include <chrono>
+#include <memory>
+#include <vector>
+
+#include "import/PointFileWriter.h"
+#include "ovcf/OvcfReader.h"
+#include "platform/SystemFile.h"
+
+namespace ovcf {
+namespace {
+
+// The temporary file goes when the export does not finish.
+class PartialFile {
+public:
+    explicit PartialFile(std::string path) : path_(std::move(path)) {}
+    ~PartialFile() {
+        if (!kept_) SystemFile::deleteFile(path_);
+    }
+    const std::string& path() const { return path_; }
+    void keep() { kept_ = true; }
+
+private:
+    std::string path_;
+    bool kept_ = false;
+};
+
+}  // namespace
+
+bool exportPoints(const std::string& cachePath, const std::string& outputPath, bool allPoints, ExportStats& stats,
+                  std::string& error, ExportProgress progress, void* progressContext) {
+    const auto start = std::chrono::steady_clock::now();
+    stats = {};
+    if (outputPath == cachePath) {
+        error = "the output would overwrite the cache";
+        return false;
+    }
+    std::unique_ptr<PointFileWriter> writer = pointFileWriterFor(outputPath, error);
+    if (!writer) return false;
+    OvcfReader reader;
+    if (!reader.open(cachePath, error)) return false;
+    const FileHeader& header = reader.header();
+
+    std::vector<std::uint8_t> deleted;
+    std::uint64_t deletedCount = 0;
+    if (!allPoints && header.deletedCount > 0) {
+        if (!reader.readDeletedMap(deleted, error)) return false;
+        for (std::uint8_t byte : deleted) deletedCount += static_cast<std::uint64_t>(std::popcount(byte));
+    }
+    const std::uint64_t total = header.pointCount - deletedCount;
+
+    PartialFile partial(outputPath + ".part");
+    if (!writer->begin(partial.path(), header, total, error)) return false;
+    std::vector<PointRecord> points;
+    std::vector<PointRecord> kept;
+    std::uint64_t done = 0;
+    for (std::uint32_t node = 0; node < reader.nodes().size(); ++node) {
+        if (!reader.readNode(node, points, error)) return false;
+        const std::uint64_t first = reader.nodes()[node].firstPoint;
+        const PointRecord* batch = points.data();
+        std::size_t batchSize = points.size();
+        if (!deleted.empty()) {
+            kept.clear();
+            for (std::size_t j = 0; j < points.size(); ++j) {
+                const std::uint64_t g = first + j;
+                if (g / 8 < deleted.size() && (deleted[g / 8] >> (g % 8)) & 1u) continue;
+                kept.push_back(points[j]);
+            }
+            batch = kept.data();
+            batchSize = kept.size();
+        }
+        if (!writer->write(batch, batchSize, error)) return false;
+        stats.written += batchSize;
+        stats.skipped += points.size() - batchSize;
+        done += points.size();
+        if (progress && !progress(header.pointCount ? double(done) / double(header.pointCount) : 1.0, progressContext)) {
+            error = "the export was cancelled";
+            return false;
+        }
+    }
+    if (stats.written != total) {
+        error = "the cache's deleted-points map does not match its points";
+        return false;
+    }
+    if (!writer->finish(error)) return false;
+    std::string reason;
+    if (!SystemFile::replaceFile(partial.path(), outputPath, reason)) {
+        error = "cannot rename '" + partial.path() + "' to '" + outputPath + "': " + reason;
+        return false;
+    }
+    partial.keep();
+    stats.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return true;
+}
+
+}  // namespace ovcf

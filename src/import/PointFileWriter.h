@@ -1,0 +1,54 @@
+// Point files written from a cache, one format each (LAS 1.4, binary PLY, XYZ text), all through
+// one interface so that an export streams node by node into any of them. Output is buffered;
+// nothing here removes a file that failed: the export writes to a temporary name and renames.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ovcf/FileFormat.h"
+#include "ovcf/PointRecord.h"
+#include "platform/SystemFile.h"
+
+namespace ovcf {
+
+class PointFileWriter {
+public:
+    virtual ~PointFileWriter() = default;
+
+    // Creates `path` for `count` points of a cloud with the cache's header (quantisation, bounds).
+    bool begin(const std::string& path, const FileHeader& cloud, std::uint64_t count, std::string& error);
+    bool write(const PointRecord* points, std::size_t n, std::string& error);
+    // Writes what is buffered and anything the header needed to know at the end, and closes.
+    bool finish(std::string& error);
+
+protected:
+    virtual void writeHeader() = 0;
+    virtual void writePoint(const PointRecord& point) = 0;
+    virtual bool patchHeader(std::string& error) { return true; }
+
+    void put(const void* bytes, std::size_t n);
+    template <typename T>
+    void putValue(T value) {
+        put(&value, sizeof value);  // little-endian machines only, as the whole module
+    }
+    bool flush(std::string& error);
+    bool fail(std::string& error, const char* what);
+
+    SystemFile file_;
+    std::string path_;
+    FileHeader cloud_;
+    std::uint64_t count_ = 0;
+    std::vector<char> buffer_;
+    bool failed_ = false;
+};
+
+// The writer for the output's extension (.las, .ply, .xyz, any case); null with the reason.
+std::unique_ptr<PointFileWriter> pointFileWriterFor(const std::string& path, std::string& error);
+
+// World coordinates of a cache point.
+inline double worldCoordinate(const FileHeader& h, int axis, std::uint32_t q) { return h.offset[axis] + h.step[axis] * q; }
+
+}  // namespace ovcf
