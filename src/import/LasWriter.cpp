@@ -1,5 +1,6 @@
 #include "import/LasWriter.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <ctime>
@@ -63,25 +64,22 @@ void LasWriter::encodeHeader(std::vector<char>& out) const {
 }
 
 void LasWriter::writePoint(const PointRecord& p) {
+    char record[kRecordSize] = {};
     const std::uint32_t q[3] = {p.x, p.y, p.z};
     for (int a = 0; a < 3; ++a) {
         const std::uint32_t v = q[a] - base_[a];
         if (q[a] < base_[a] || v > 0x7FFFFFFFu) tooFar_ = true;
-        putValue<std::int32_t>(static_cast<std::int32_t>(v));
+        std::memcpy(record + 4 * a, &v, 4);
         min_[a] = std::min(min_[a], q[a]);
         max_[a] = std::max(max_[a], q[a]);
     }
-    putValue<std::uint16_t>(p.intensity);
-    putValue<std::uint8_t>(0x11);  // return 1 of 1
-    putValue<std::uint8_t>(0);     // no flags, channel 0
-    putValue<std::uint8_t>(p.classification);
-    putValue<std::uint8_t>(0);   // user data
-    putValue<std::int16_t>(0);   // scan angle
-    putValue<std::uint16_t>(0);  // point source
-    putValue<double>(0.0);       // GPS time
-    putValue<std::uint16_t>(static_cast<std::uint16_t>(p.red * 257));
-    putValue<std::uint16_t>(static_cast<std::uint16_t>(p.green * 257));
-    putValue<std::uint16_t>(static_cast<std::uint16_t>(p.blue * 257));
+    std::memcpy(record + 12, &p.intensity, 2);
+    record[14] = 0x11;  // return 1 of 1; flags, user data, scan angle, source and GPS time stay 0
+    record[16] = static_cast<char>(p.classification);
+    const std::uint16_t colour[3] = {static_cast<std::uint16_t>(p.red * 257), static_cast<std::uint16_t>(p.green * 257),
+                                     static_cast<std::uint16_t>(p.blue * 257)};
+    std::memcpy(record + 30, colour, 6);
+    put(record, sizeof record);
     ++written_;
 }
 

@@ -1,5 +1,7 @@
 #include "import/PlyWriter.h"
 
+#include <cstring>
+
 namespace ovcf {
 
 void PlyWriter::writeHeader() {
@@ -12,14 +14,15 @@ void PlyWriter::writeHeader() {
 }
 
 void PlyWriter::writePoint(const PointRecord& p) {
-    putValue<double>(worldCoordinate(cloud_, 0, p.x));
-    putValue<double>(worldCoordinate(cloud_, 1, p.y));
-    putValue<double>(worldCoordinate(cloud_, 2, p.z));
-    putValue<std::uint8_t>(p.red);
-    putValue<std::uint8_t>(p.green);
-    putValue<std::uint8_t>(p.blue);
-    putValue<std::uint16_t>(p.intensity);
-    putValue<std::uint8_t>(p.classification);
+    char record[30];
+    const double xyz[3] = {worldCoordinate(cloud_, 0, p.x), worldCoordinate(cloud_, 1, p.y), worldCoordinate(cloud_, 2, p.z)};
+    std::memcpy(record, xyz, 24);
+    record[24] = static_cast<char>(p.red);
+    record[25] = static_cast<char>(p.green);
+    record[26] = static_cast<char>(p.blue);
+    std::memcpy(record + 27, &p.intensity, 2);
+    record[29] = static_cast<char>(p.classification);
+    put(record, sizeof record);
 }
 
 }  // namespace ovcf

@@ -19,8 +19,8 @@ bool PointFileWriter::begin(const std::string& path, const FileHeader& cloud, st
     path_ = path;
     cloud_ = cloud;
     count_ = count;
-    buffer_.clear();
-    buffer_.reserve(kBufferBytes + 4096);
+    buffer_.resize(kBufferBytes + 4096);
+    used_ = 0;
     failed_ = false;
     if (!file_.open(path, SystemFile::Mode::Create)) return fail(error, "cannot create");
     writeHeader();
@@ -30,7 +30,7 @@ bool PointFileWriter::begin(const std::string& path, const FileHeader& cloud, st
 bool PointFileWriter::write(const PointRecord* points, std::size_t n, std::string& error) {
     for (std::size_t i = 0; i < n; ++i) {
         writePoint(points[i]);
-        if (buffer_.size() >= kBufferBytes && !flush(error)) return false;
+        if (used_ >= kBufferBytes && !flush(error)) return false;
     }
     return true;
 }
@@ -42,14 +42,15 @@ bool PointFileWriter::finish(std::string& error) {
 }
 
 void PointFileWriter::put(const void* bytes, std::size_t n) {
-    const char* p = static_cast<const char*>(bytes);
-    buffer_.insert(buffer_.end(), p, p + n);
+    if (used_ + n > buffer_.size()) buffer_.resize(used_ + n);  // only a header longer than the slack
+    std::memcpy(buffer_.data() + used_, bytes, n);
+    used_ += n;
 }
 
 bool PointFileWriter::flush(std::string& error) {
-    if (buffer_.empty()) return true;
-    if (!file_.write(buffer_.data(), buffer_.size())) return fail(error, "writing failed for");
-    buffer_.clear();
+    if (used_ == 0) return true;
+    if (!file_.write(buffer_.data(), used_)) return fail(error, "writing failed for");
+    used_ = 0;
     return true;
 }
 

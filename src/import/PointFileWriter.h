@@ -29,11 +29,8 @@ protected:
     virtual void writePoint(const PointRecord& point) = 0;
     virtual bool patchHeader(std::string& error) { return true; }
 
+    // Little-endian machines only, as the whole module.
     void put(const void* bytes, std::size_t n);
-    template <typename T>
-    void putValue(T value) {
-        put(&value, sizeof value);  // little-endian machines only, as the whole module
-    }
     bool flush(std::string& error);
     bool fail(std::string& error, const char* what);
 
@@ -41,7 +38,8 @@ protected:
     std::string path_;
     FileHeader cloud_;
     std::uint64_t count_ = 0;
-    std::vector<char> buffer_;
+    std::vector<char> buffer_;  // allocated once; `used_` bytes of it wait to be written
+    std::size_t used_ = 0;
     bool failed_ = false;
 };
 
