@@ -125,10 +125,15 @@ typedef struct ParamInfo {
     char key[48];      /* zero-terminated, at most 47 characters */
 } ParamInfo;
 
-/* Log lines (Italian), on whatever thread logged, under the module's log lock: the callback
- * must not call back into the module's logging. */
+/* Log lines (Italian), on whatever thread logged (the host's UI thread, a view's loader or
+ * selection worker threads, the import's thread), under the module's log lock: the callback must
+ * return quickly, must not call PC_SetLogCallback or any export that logs, and must not wait
+ * for another thread that may be logging (such as the UI thread), or it deadlocks. */
 typedef void (*PcLogCallback)(int level, const char* message, void* userData);
-/* Events, on the thread that drove the view; state is valid only during the call. */
+/* Events, on the thread that drove the view (inside an export or the view window's message
+ * handling); state is valid only during the call. The host may call any export from it, and may
+ * destroy the view: the handle is invalid from then on and the view is freed when the call that
+ * raised the event returns. */
 typedef void (*PcEventCallback)(int event, const PcViewState* state, void* userData);
 /* Import progress: fraction done 0..1 (never decreasing); return 0 to cancel. */
 typedef int (*PcProgressCallback)(double fraction, void* userData);

@@ -1,5 +1,7 @@
 #include "api/InputDispatch.h"
 
+#include <cmath>
+
 #include "api/ViewObject.h"
 
 namespace ovcf {
@@ -28,6 +30,8 @@ void onButtonDown(PcViewObject& view, const InputEvent& event) {
                     tools.beginShape(event.x, event.y);
                     break;
                 }
+                ClipBox& box = controller.clipBox;
+                if (box.pressHandle(box.hitHandle(controller.camera, event.x, event.y), event.x, event.y)) break;
                 // The cube remembers which face was pressed; the press still reaches navigation,
                 // which turns a press over the cube into an orbit drag.
                 controller.cube.pressLeft(event.x, event.y, controller.camera);
@@ -44,6 +48,11 @@ void onPointerMove(PcViewObject& view, const InputEvent& event) {
     ViewController& controller = *view.controller;
     ToolStateMachine& tools = *view.tools;
     view.rightClick.move(event.x, event.y);
+    ClipBox& box = controller.clipBox;
+    if (box.pressedHandle() != ClipBox::kNoHandle) {
+        box.dragHandle(controller.camera, event.x, event.y);
+        return;
+    }
     if (tools.state().rectDrag) {
         tools.dragRectangle(event.x, event.y);
         return;
@@ -55,10 +64,34 @@ void onPointerMove(PcViewObject& view, const InputEvent& event) {
     }
     if (!navigation.dragging()) {
         navigation.setCubeHover(controller.cube.updateHover(event.x, event.y, controller.camera));
+        const bool toolArmed = tools.state().rectTool != RectToolNone || tools.state().selectionTool != SelectionToolNone;
+        box.setHoveredHandle(toolArmed ? ClipBox::kNoHandle : box.hitHandle(controller.camera, event.x, event.y));
+        if (box.hoveredHandle() != ClipBox::kNoHandle) navigation.setCubeHover(false);
     } else {
         controller.cube.moveTo(event.x, event.y);
     }
     navigation.move(event.x, event.y);
+}
+
+// The rubber band ends: the zoom window or the clip box acts on it once, then the left button
+// returns to navigation.
+void finishRectangle(PcViewObject& view, const InputEvent& event) {
+    ToolStateMachine& tools = *view.tools;
+    tools.endRectangle(event.x, event.y);
+    const ToolState& band = tools.state();
+    const double x0 = band.corner0X, y0 = band.corner0Y, x1 = band.corner1X, y1 = band.corner1Y;
+    const std::uint32_t tool = tools.takeRectTool();
+    if (std::fabs(x1 - x0) < ClipBox::kMinRectangle || std::fabs(y1 - y0) < ClipBox::kMinRectangle) {
+        if (tool != RectToolNone) emitViewEvent(view, PC_EVENT_TOOL_STATE_CHANGED);
+        return;
+    }
+    // The depth under the band is the last frame's, in the view's own context.
+    if (view.window->makeCurrent()) {
+        if (tool == RectToolZoomWindow) view.controller->zoomWindow(x0, y0, x1, y1);
+        if (tool == RectToolClipBox && view.controller->clipBoxFromRectangle(x0, y0, x1, y1))
+            emitViewEvent(view, PC_EVENT_CLIP_BOX_CHANGED);
+    }
+    emitViewEvent(view, PC_EVENT_TOOL_STATE_CHANGED);
 }
 
 // A left release that no tool took: a click on the cube turns to its face's view.
@@ -83,9 +116,11 @@ void onButtonUp(PcViewObject& view, const InputEvent& event) {
         case ButtonLeft: {
             if (navigation.navigationTool() != NavigationNone) {
                 navigation.release(ButtonLeft);
+            } else if (view.controller->clipBox.pressedHandle() != ClipBox::kNoHandle) {
+                view.controller->clipBox.releaseHandle();
+                navigation.release(ButtonLeft);
             } else if (tools.state().rectDrag) {
-                // What the band then does (zoom window, clip box) comes with those tools.
-                tools.endRectangle(event.x, event.y);
+                finishRectangle(view, event);
                 navigation.release(ButtonLeft);
             } else if (tools.state().selectionTool != SelectionToolNone) {
                 const std::uint32_t tool = tools.state().selectionTool;

@@ -50,23 +50,23 @@ PC_API int PC_CALL PC_RemoveLastVertex(PcView handle) {
 }
 
 PC_API int PC_CALL PC_HasClipBox(PcView handle) {
-    return guarded(handle, 0, 0, [](PcViewObject&) { return 0; });
+    return guarded(handle, 0, 0, [](PcViewObject& view) { return view.controller->clipBox.empty() ? 0 : 1; });
 }
 
 PC_API int PC_CALL PC_IsClipBoxActive(PcView handle) {
-    return guarded(handle, 0, 0, [](PcViewObject&) { return 0; });
+    return guarded(handle, 0, 0, [](PcViewObject& view) { return view.controller->clipBox.isActive() ? 1 : 0; });
 }
 
 PC_API void PC_CALL PC_SetClipBoxActive(PcView handle, int active) {
-    guardedVoid(handle, [](PcViewObject&) {});  // no clip box is defined
+    guardedVoid(handle, [&](PcViewObject& view) { view.controller->clipBox.setActive(active != 0); });
 }
 
 PC_API void PC_CALL PC_ClearClipBox(PcView handle) {
-    guardedVoid(handle, [](PcViewObject&) {});
+    guardedVoid(handle, [](PcViewObject& view) { view.controller->clipBox.clear(); });
 }
 
 PC_API void PC_CALL PC_ScaleClipBoxThickness(PcView handle, double factor) {
-    guardedVoid(handle, [](PcViewObject&) {});
+    guardedVoid(handle, [&](PcViewObject& view) { view.controller->clipBox.scaleThickness(factor); });
 }
 
 PC_API void PC_CALL PC_StartPlaneByThreePoints(PcView handle) {

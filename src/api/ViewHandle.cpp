@@ -43,6 +43,8 @@ void fillViewState(const PcViewObject& view, PcViewState& state) {
         state.rectTool = tools.rectTool;
         state.polygonVertexCount = static_cast<std::uint32_t>(tools.polygon.size() / 2);
     }
+    state.hasClipBox = controller.clipBox.empty() ? 0 : 1;
+    state.clipBoxActive = controller.clipBox.isActive() ? 1 : 0;
     state.lastSelectionFound = controller.lastSelection().found;
     state.lastSelectionSeconds = controller.lastSelection().seconds;
 }

@@ -20,6 +20,12 @@ public:
     void setWaitCursor(bool waiting) override {
         if (view_.window) view_.window->setWaitCursor(waiting);
     }
+    bool resetClipBoxHandles() override {
+        ClipBox& box = view_.controller->clipBox;
+        const bool pressed = box.pressedHandle() != ClipBox::kNoHandle;
+        box.forgetHandles();
+        return pressed;
+    }
 
 private:
     PcViewObject& view_;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "selection/ScreenShape.h"
@@ -73,6 +74,9 @@ public:
     // Ends the rubber band at (x, y); false when none was being dragged. The corners stay in
     // state() for whoever consumes them.
     bool endRectangle(double x, double y);
+    // The rectangle tools work once: returns the armed one and disarms it without telling the
+    // host (the caller does, once the band's outcome is known).
+    std::uint32_t takeRectTool() { return std::exchange(state_.rectTool, static_cast<std::uint32_t>(RectToolNone)); }
 
     const ToolState& state() const { return state_; }
     bool polygonCollecting() const { return state_.selectionTool == SelectionToolPolygon && !state_.polygon.empty(); }

@@ -142,4 +142,12 @@ bool Renderer::readLastFrame(std::vector<std::uint8_t>& rgb, int& width, int& he
     return true;
 }
 
+bool Renderer::readLastDepth(int x, int y, int width, int height, std::vector<float>& depth) {
+    if (!ready_ || !frameDrawn_ || !sceneTarget_.ready() || x < 0 || y < 0 || width < 1 || height < 1 ||
+        x + width > sceneTarget_.width() || y + height > sceneTarget_.height())
+        return false;
+    readFramebufferDepth(sceneTarget_.framebuffer(), x, y, width, height, depth);
+    return true;
+}
+
 }  // namespace ovcf

@@ -55,6 +55,9 @@ public:
     // The last presented frame as tightly packed RGB, bottom row first, at the size it was drawn
     // with. Fails with "no frame has been drawn yet" until a frame was drawn.
     bool readLastFrame(std::vector<std::uint8_t>& rgb, int& width, int& height, std::string& error);
+    // The last frame's depth over a pixel rectangle (rows from the bottom); false without a frame
+    // or for a rectangle outside it.
+    bool readLastDepth(int x, int y, int width, int height, std::vector<float>& depth);
 
 private:
     bool ensureTargets(int width, int height);

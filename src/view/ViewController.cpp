@@ -1,8 +1,11 @@
 #include "view/ViewController.h"
 
+#include <algorithm>
 #include <vector>
 
+#include "core/Log.h"
 #include "core/NumberFormat.h"
+#include "view/ClipBoxRegion.h"
 #include "view/FrameScene.h"
 #include "view/PngWriter.h"
 
@@ -36,8 +39,13 @@ bool ViewController::drawFrame(const ToolState* tools) {
     scene.height = height_;
     scene.cube = &cube;
     bool more = false;
+    scene.clipBoxActive = clipBox.isActive();
+    if (scene.clipBoxActive) scene.clipPlanes = clipBox.renderPlanes(camera.renderOrigin);
+    clipOverlay_.build(clipBox, camera.renderOrigin);
+    scene.sceneLines = clipOverlay_.drawings();
     if (hasCloud()) {
-        const StreamingFrame& frame = cloud_->update(camera, settings.render, ++frameNumber_, nullptr);
+        const StreamingFrame& frame =
+            cloud_->update(camera, settings.render, ++frameNumber_, scene.clipBoxActive ? &scene.clipPlanes : nullptr);
         scene.nodes = frame.drawables;
         scene.elevationLow = static_cast<float>(cloud_->boundsMin().z - camera.renderOrigin.z);
         scene.elevationHigh = static_cast<float>(cloud_->boundsMax().z - camera.renderOrigin.z);
@@ -92,6 +100,8 @@ const SelectionReport& ViewController::selectShape(const ScreenShape& shape) {
     query.viewportWidth = width_;
     query.viewportHeight = height_;
     query.deleted = &deletions_.deleted();
+    const ClipBoxRegion region(clipBox, camera.renderOrigin);
+    if (clipBox.isActive()) query.region = &region;
     lastSelection_ = selection_.select(shape, settings.selection.combineMode, query, cloud_->header(), cloud_->nodes(),
                                        selected_);
     requestRedraw(RedrawPicture | RedrawCounts);
@@ -163,14 +173,49 @@ bool ViewController::confirmChanges(bool& wrote, std::string& error) {
 
 std::int64_t ViewController::readAllPoints(const HostPointBuffers& out, bool sortByElevation, bool hideOutsideClipBox,
                                            std::string& error) {
-    // The clip box, once there is one, takes part here when hideOutsideClipBox is set.
-    ReadBackSource source{cloud_->path(), &deletions_.deleted(), &deletions_.deletedInNode(), nullptr, camera.renderOrigin};
+    const ClipBoxRegion region(clipBox, camera.renderOrigin);
+    const bool clipped = hideOutsideClipBox && clipBox.isActive();
+    ReadBackSource source{cloud_->path(), &deletions_.deleted(), &deletions_.deletedInNode(), clipped ? &region : nullptr,
+                          camera.renderOrigin};
     return ovcf::readAllPoints(source, out, sortByElevation, error);
 }
 
 std::int64_t ViewController::readSurvivingPoints(const HostPointBuffers& out, bool sortByElevation, std::string& error) {
     ReadBackSource source{cloud_->path(), &deletions_.deleted(), &deletions_.deletedInNode(), nullptr, camera.renderOrigin};
     return ovcf::readSurvivingPoints(source, out, sortByElevation, error);
+}
+
+DepthStatistics ViewController::depthUnder(double x0, double y0, double x1, double y1) {
+    return depthStatistics(x0, y0, x1, y1, width_, height_, camera.nearPlane(), camera.farPlane(),
+                           [this](int x, int y, int w, int h, std::vector<float>& depth) {
+                               return renderer_.readLastDepth(x, y, w, h, depth);
+                           });
+}
+
+void ViewController::zoomWindow(double x0, double y0, double x1, double y1) {
+    const DepthStatistics depth = depthUnder(x0, y0, x1, y1);
+    if (!depth.found) {
+        logLine(LogInfo, "zoom a finestra: nel rettangolo non c'e' nessun punto, ignorato");
+        return;
+    }
+    camera.zoomToRectangle(x0, y0, x1, y1, depth.median);
+    logLine(LogDebug, "zoom a finestra: bersaglio a %.2f m, nuova distanza %.2f m", depth.median, camera.distance);
+}
+
+bool ViewController::clipBoxFromRectangle(double x0, double y0, double x1, double y1) {
+    const DepthStatistics depth = depthUnder(x0, y0, x1, y1);
+    if (!depth.found) {
+        logLine(LogInfo, "scatola di ritaglio: nel rettangolo non c'e' nessun punto, ignorato");
+        return false;
+    }
+    const double margin = 0.5 * std::max(0.5, depth.farthest - depth.nearest);
+    const double from = std::max(depth.nearest - margin, 0.01);
+    const double to = depth.farthest + margin;
+    if (!clipBox.buildFromRectangle(camera, x0, y0, x1, y1, from, to) || clipBox.empty()) return false;
+    logLine(LogInfo, "scatola di ritaglio: %.2f x %.2f x %.2f m, orientata come la vista", 2 * clipBox.halfExtent(0),
+            2 * clipBox.halfExtent(1), 2 * clipBox.halfExtent(2));
+    requestRedraw(RedrawPicture);
+    return true;
 }
 
 bool ViewController::zoomAll() {

@@ -10,7 +10,10 @@
 #include <string>
 
 #include "navigation/Camera.h"
+#include "navigation/ClipBox.h"
+#include "navigation/ClipBoxOverlay.h"
 #include "navigation/NavigationCube.h"
+#include "navigation/DepthStatistics.h"
 #include "navigation/ToolOverlay.h"
 #include "navigation/ToolStateMachine.h"
 #include "selection/DeletionHistory.h"
@@ -80,6 +83,12 @@ public:
                                std::string& error);
     std::int64_t readSurvivingPoints(const HostPointBuffers& out, bool sortByElevation, std::string& error);
 
+    // The rectangle tools, on a finished rubber band (context current: they read the last
+    // frame's depth). The zoom window frames the rectangle at the median depth of its points; the
+    // clip box is built from it and their depth range, true when a box came out of it.
+    void zoomWindow(double x0, double y0, double x1, double y1);
+    bool clipBoxFromRectangle(double x0, double y0, double x1, double y1);
+
     // Default direction, then the camera fitted to the cloud; false without a cloud.
     bool zoomAll();
     // Writes the picture last presented as a PNG file (context current).
@@ -92,6 +101,7 @@ public:
     ViewSettings settings;
     Camera camera;
     NavigationCube cube{settings.render};
+    ClipBox clipBox;
     bool cursorReadout = false;
 
 private:
@@ -107,7 +117,10 @@ private:
     DeletionHistory deletions_;
     SelectionEngine selection_;
     SelectionReport lastSelection_;
+    DepthStatistics depthUnder(double x0, double y0, double x1, double y1);
+
     ToolOverlay toolOverlay_;
+    ClipBoxOverlay clipOverlay_;
     // The maps go to the GPU with the next frame, in the view's own context: edits made between
     // frames cost one upload, and no export touches GL for them.
     bool bitmapsDirty_ = true;
