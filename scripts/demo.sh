@@ -8,8 +8,9 @@
 # --windows runs the Windows build of the demo under Wine instead.
 # Headless, unless pcview options with --do or --script are given, the demo replays a short edit
 # through the window system: a rectangle selection (build/demo/pcview-selected.png), its
-# deletion, a polygon being drawn (build/demo/pcview-polygon.png), its deletion, and the final
-# picture. Nothing is confirmed, so the cloud's file is never changed by the demo.
+# deletion, a polygon being drawn (build/demo/pcview-polygon.png), its deletion, then a clip box
+# drawn from the top and widened by dragging a face handle, and the final picture seen from the
+# side. Nothing is confirmed, so the cloud's file is never changed by the demo.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -52,7 +53,7 @@ if [ "$headless" -eq 1 ]; then
     args+=(--size 1024x720 --do "tool rect; drag 380,250 640,470; screenshot build/demo/pcview-selected.png;
       expect selected >0; delete; expect selected =0; tool polygon; click 180,330; click 330,300; click 360,420;
       click 250,470; frames 2; screenshot build/demo/pcview-polygon.png; key enter; delete; tool none;
-      expect deleted >0; readback")
+      expect deleted >0; readback; view 0; rect clipbox; drag 330,200 700,520; drag 700,360 800,360; view -1")
   fi
 fi
 

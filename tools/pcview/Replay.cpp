@@ -132,6 +132,15 @@ bool runActions(const std::vector<std::string>& actions, HostWindow& host, PcVie
             const int tool = a == "rect" ? 1 : a == "circle" ? 2 : a == "polygon" ? 3 : a == "none" ? 0 : -1;
             ok = tool >= 0;
             if (ok) PC_SetSelectionTool(view, tool);
+        } else if (verb == "rect") {
+            const int tool = a == "zoom" ? 1 : a == "clipbox" ? 2 : a == "none" ? 0 : -1;
+            ok = tool >= 0;
+            if (ok) PC_SetRectTool(view, tool);
+        } else if (verb == "clipbox") {
+            ok = a == "on" || a == "off" || a == "clear" || a == "thinner" || a == "thicker";
+            if (a == "on" || a == "off") PC_SetClipBoxActive(view, a == "on");
+            if (a == "clear") PC_ClearClipBox(view);
+            if (a == "thinner" || a == "thicker") PC_ScaleClipBoxThickness(view, a == "thinner" ? 0.8 : 1.25);
         } else if (verb == "mode") {
             const int mode = a == "replace" ? 0 : a == "add" ? 1 : a == "subtract" ? 2 : -1;
             ok = mode >= 0;

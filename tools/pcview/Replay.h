@@ -2,6 +2,7 @@
 // user would do with the mouse and the keyboard, and the host's own menu commands.
 //
 //   tool rect|circle|polygon|none    mode replace|add|subtract    view 0-5    zoomall
+//   rect zoom|clipbox|none    clipbox on|off|clear|thinner|thicker
 //   drag X0,Y0 X1,Y1   rdrag ...   mdrag ...   click X,Y   rclick X,Y   key enter|escape|delete
 //   delete   undo   restore   confirm   selectall   invert   clear   readback
 //   frames N   screenshot FILE.png   expect selected|deleted|surviving [=|<|>]N

@@ -17,7 +17,8 @@
 // size, Z zoom all, 0-5 standard views, Q or closing the window quits.
 // Editing: R rectangle, O circle, L polygon, N no tool, M combine mode, A select all, I invert,
 // K clear the selection, Delete deletes the selection, U undo, T restore all, S confirm into
-// the file.
+// the file. W zoom window, B clip box (both take one rubber band), V clip box on/off, H thinner,
+// J thicker, Y clear the clip box; a clip box's face handles are dragged with the left button.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -116,6 +117,12 @@ void onKey(PcView view, int key) {
         case 'S':
             if (PC_ConfirmChanges(view) != PC_OK) std::printf("pcview: confirm failed: %s\n", lastError().c_str());
             return;
+        case 'W': PC_SetRectTool(view, 1); return;
+        case 'B': PC_SetRectTool(view, 2); return;
+        case 'V': PC_SetClipBoxActive(view, !PC_IsClipBoxActive(view)); return;
+        case 'H': PC_ScaleClipBoxThickness(view, 0.8); return;
+        case 'J': PC_ScaleClipBoxThickness(view, 1.25); return;
+        case 'Y': PC_ClearClipBox(view); return;
         default:
             if (key >= '0' && key <= '5') PC_SetStandardView(view, key - '0');
             return;
@@ -150,14 +157,18 @@ struct Overlay {
                       "tool: %s (%s)%s\n"
                       "C colour  E EDL  X X-ray  P size mode  +/- size  Z all  0-5 views  Q quit\n"
                       "R rect  O circle  L polygon  N none  M mode  A all  I invert  K clear  Del delete  U undo  "
-                      "T restore  S confirm",
+                      "T restore  S confirm\n"
+                      "W zoom window  B clip box  V box on/off  H/J thinner/thicker  Y clear box%s",
                       cloud.empty() ? "no cloud" : cloud.c_str(), static_cast<unsigned long long>(state.pointCount),
                       static_cast<unsigned long long>(state.selectedCount),
                       static_cast<unsigned long long>(state.deletedCount),
                       static_cast<unsigned long long>(state.pointCount - state.deletedCount),
                       state.hasUnsavedChanges ? " (not confirmed)" : "",
                       tools[state.selectionTool < 4 ? state.selectionTool : 0], modes[state.combineMode < 3 ? state.combineMode : 0],
-                      state.polygonVertexCount ? " - click to add vertices, Enter closes" : "");
+                      state.polygonVertexCount ? " - click to add vertices, Enter closes" : "",
+                      state.rectTool == 1 ? "\nzoom window: drag a rectangle"
+                      : state.rectTool == 2 ? "\nclip box: drag a rectangle over the points to keep"
+                      : state.clipBoxActive ? "\nclip box on: drag its face handles to reshape it" : "");
         PC_SetOverlayText(view, text, 0xE8E8E8);
     }
 };
