@@ -6,7 +6,7 @@
 #include "core/Log.h"
 #include "core/NumberFormat.h"
 #include "ovcf/FileFormat.h"
-#include "ovcf/OvcfReader.h"
+#include "ovcf/HeaderUpdate.h"
 #include "platform/SystemFile.h"
 
 namespace ovcf {
@@ -48,23 +48,8 @@ bool commitDeletedMap(const std::string& path, const std::uint8_t* bytes, std::s
         return false;
     }
     SystemFile file;
-    if (!file.open(path, SystemFile::Mode::ReadWrite)) {
-        error = "cannot open for writing '" + path + "': " + file.lastErrorText();
-        return false;
-    }
-    std::uint8_t raw[kHeaderSize];
-    if (!file.readAt(0, raw, sizeof raw)) {
-        error = "reading the header failed: " + file.lastErrorText();
-        return false;
-    }
-    FileHeader header = decodeHeader(raw);
-    std::uint64_t fileSize = 0;
-    file.size(fileSize);
-    std::string reason;
-    if (!OvcfReader::validateHeader(header, fileSize, reason)) {
-        error = "not a valid .ovcf file: " + reason;
-        return false;
-    }
+    FileHeader header;
+    if (!openForHeaderUpdate(path, file, header, error)) return false;
     if (byteCount != header.deletedMapSize) {
         error = "the deleted-points map does not match the file (" + std::to_string(byteCount) + " bytes, expected " +
                 std::to_string(header.deletedMapSize) + ")";
@@ -79,8 +64,7 @@ bool commitDeletedMap(const std::string& path, const std::uint8_t* bytes, std::s
         return false;
     }
     header.deletedCount = deletedCount;
-    encodeHeader(header, raw);
-    if (!file.seek(0) || !file.write(raw, sizeof raw) || !file.close()) {
+    if (!writeHeaderBack(file, header)) {
         error = "header update failed: " + file.lastErrorText();
         return false;
     }

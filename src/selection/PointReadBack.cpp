@@ -50,6 +50,15 @@ Vec3d worldOf(const FileHeader& h, const PointRecord& p) {
     return {p.x * h.step[0] + h.offset[0], p.y * h.step[1] + h.offset[1], p.z * h.step[2] + h.offset[2]};
 }
 
+// The point's coordinates and colour at position `at` of the host's buffers.
+void put(const HostPointBuffers& out, std::int64_t at, const Vec3d& world, const PointRecord& p) {
+    double* xyz = out.xyz + 3 * at;
+    xyz[0] = world.x;
+    xyz[1] = world.y;
+    xyz[2] = world.z;
+    if (out.colors) out.colors[at] = packedColour(p);
+}
+
 }  // namespace
 
 std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers& out, bool sort, std::string& error) {
@@ -76,11 +85,7 @@ std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers&
         for (std::size_t j = 0; j < points.size(); ++j) {
             if (written >= out.capacity) return false;
             const Vec3d world = worldOf(h, points[j]);
-            double* xyz = out.xyz + 3 * written;
-            xyz[0] = world.x;
-            xyz[1] = world.y;
-            xyz[2] = world.z;
-            if (out.colors) out.colors[written] = packedColour(points[j]);
+            put(out, written, world, points[j]);
             if (out.flags) {
                 const std::uint64_t g = first + j;
                 bool show = !(nodeHasDeleted && g < deleted.pointCount() && deleted.test(g));
@@ -128,12 +133,7 @@ std::int64_t readSurvivingPoints(const ReadBackSource& source, const HostPointBu
         for (std::size_t j = 0; j < points.size(); ++j) {
             if (nodeHasDeleted && first + j < deleted.pointCount() && deleted.test(first + j)) continue;
             if (written >= out.capacity) return false;
-            const Vec3d world = worldOf(h, points[j]);
-            double* xyz = out.xyz + 3 * written;
-            xyz[0] = world.x;
-            xyz[1] = world.y;
-            xyz[2] = world.z;
-            if (out.colors) out.colors[written] = packedColour(points[j]);
+            put(out, written, worldOf(h, points[j]), points[j]);
             ++written;
         }
         return true;

@@ -15,6 +15,7 @@
 #include "OrvanePC.h"
 #include "TestParentWindow.h"
 #include "TestSupport.h"
+#include "ViewInput.h"
 
 namespace {
 
@@ -76,19 +77,9 @@ protected:
         for (int frame = 0; frame < 300 && PC_Render(view) == 1; ++frame) {
         }
     }
-    void pump() {
-        parent->flush();
-#if !defined(_WIN32)
-        PC_X11ProcessEvents(view);
-#endif
-    }
+    void pump() { ovcf::test::pumpView(*parent, view); }
     void drag(int fromX, int fromY, int toX, int toY) {
-        parent->sendMove(child, fromX, fromY);
-        parent->sendButton(child, 0, true, fromX, fromY);
-        parent->sendMove(child, (fromX + toX) / 2, (fromY + toY) / 2);
-        parent->sendMove(child, toX, toY);
-        parent->sendButton(child, 0, false, toX, toY);
-        pump();
+        ovcf::test::dragInView(*parent, child, view, 0, fromX, fromY, toX, toY);
     }
     bool logged(const std::string& line) {
         std::lock_guard<std::mutex> lock(logMutex);

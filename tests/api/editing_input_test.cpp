@@ -15,6 +15,7 @@
 #include "OrvanePC.h"
 #include "TestParentWindow.h"
 #include "TestSupport.h"
+#include "ViewInput.h"
 
 namespace {
 
@@ -116,26 +117,11 @@ protected:
         events.clear();
     }
 
-    void pump() {
-        parent->flush();
-#if !defined(_WIN32)
-        PC_X11ProcessEvents(view);
-#endif
-    }
+    void pump() { ovcf::test::pumpView(*parent, view); }
     void drag(int fromX, int fromY, int toX, int toY) {
-        parent->sendMove(child, fromX, fromY);
-        parent->sendButton(child, 0, true, fromX, fromY);
-        parent->sendMove(child, (fromX + toX) / 2, (fromY + toY) / 2);
-        parent->sendMove(child, toX, toY);
-        parent->sendButton(child, 0, false, toX, toY);
-        pump();
+        ovcf::test::dragInView(*parent, child, view, 0, fromX, fromY, toX, toY);
     }
-    void click(int button, int x, int y) {
-        parent->sendMove(child, x, y);
-        parent->sendButton(child, button, true, x, y);
-        parent->sendButton(child, button, false, x, y);
-        pump();
-    }
+    void click(int button, int x, int y) { ovcf::test::clickInView(*parent, child, view, button, x, y); }
     void key(int virtualKey) {
         parent->sendKey(child, virtualKey);
         pump();
