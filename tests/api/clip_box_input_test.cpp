@@ -150,9 +150,23 @@ TEST_F(ClipBoxInput, TheBoxKeepsTheGridUnderTheRectangleAndDropsWhatFloatsAbove)
     EXPECT_EQ(state.rectTool, 0u) << "the tool works once";
     EXPECT_EQ(state.clipBoxActive, 1);
 
-    // A selection over the whole view takes exactly the grid points under the rectangle.
+    // A selection over the whole view takes exactly the grid points under the rectangle, and the
+    // read-back asked to hide what lies outside the box flags exactly the others.
     render();
     EXPECT_EQ(selectedBy(0, 0, kWidth, kHeight), underRectangle);
+    const int64_t n = PC_PointCount(view);
+    std::vector<double> xyz(3 * n);
+    std::vector<uint8_t> flags(n);
+    ASSERT_EQ(PC_ReadAllPoints(view, xyz.data(), nullptr, flags.data(), n, 0, 1), n);
+    std::set<std::pair<int, int>> shown;
+    for (int64_t k = 0; k < n; ++k)
+        if (flags[k]) {
+            ASSERT_LT(xyz[3 * k + 2], kZ0 + 1) << "a stray point is outside the box";
+            shown.insert({int(std::lround((xyz[3 * k] - kX0) / kSpacing)), int(std::lround((xyz[3 * k + 1] - kY0) / kSpacing))});
+        }
+    EXPECT_EQ(shown, underRectangle);
+    ASSERT_EQ(PC_ReadAllPoints(view, xyz.data(), nullptr, flags.data(), n, 0, 0), n);
+    EXPECT_EQ(std::count(flags.begin(), flags.end(), 1), n) << "without the hide flag the box plays no part";
 
     // Outside the box the background shows; switched off, the cloud is back.
     const auto background = pixel(2, 2);
