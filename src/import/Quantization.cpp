@@ -1,5 +1,6 @@
 #include "import/Quantization.h"
 
+#include <cmath>
 #include <cstdio>
 
 namespace ovcf {
@@ -8,6 +9,15 @@ bool checkQuantizationRange(const Bounds3& bounds, const std::array<double, 3>& 
                             const std::array<double, 3>& step, std::string& error) {
     static const char* const kAxisNames[3] = {"X", "Y", "Z"};
     for (int axis = 0; axis < 3; ++axis) {
+        // An infinite step passes every range check and quantises every point to 0.
+        if (!std::isfinite(step[axis]) || !(step[axis] > 0.0)) {
+            error = "the quantisation step must be a finite number of metres above 0";
+            return false;
+        }
+        if (!std::isfinite(offset[axis])) {
+            error = "the quantisation offset is not a finite number";
+            return false;
+        }
         if ((bounds.max[axis] - offset[axis]) / step[axis] > kLargestQuantized) {
             char text[200];
             std::snprintf(text, sizeof text,

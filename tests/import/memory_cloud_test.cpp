@@ -159,5 +159,12 @@ TEST(MemoryCloudRangeTest, EmptyCloudPassesAndNonFiniteCoordinatesDoNot) {
     EXPECT_EQ(error, "the cloud contains coordinates that are not finite numbers");
 }
 
+TEST(MemoryCloudRangeTest, AnInfiniteStepIsRefusedNotQuantisedToZero) {
+    const std::vector<double> xyz = {500000, 4000000, 100, 500010, 4000010, 110};
+    std::string error;
+    EXPECT_FALSE(MemoryCloud(xyz.data(), nullptr, 2, std::numeric_limits<double>::infinity()).checkRange(error));
+    EXPECT_EQ(error, "the quantisation step must be a finite number of metres above 0");
+}
+
 }  // namespace
 }  // namespace ovcf
