@@ -33,7 +33,7 @@ bool exportPoints(const std::string& cachePath, const std::string& outputPath, b
                   std::string& error, ExportProgress progress, void* progressContext) {
     const auto start = std::chrono::steady_clock::now();
     stats = {};
-    if (outputPath == cachePath) {
+    if (outputPath == cachePath || SystemFile::sameFile(outputPath, cachePath)) {
         error = "the output would overwrite the cache";
         return false;
     }

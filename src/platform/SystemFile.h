@@ -57,6 +57,9 @@ public:
     // Renames `from` to `to`, replacing a file already there; false with the system's reason in
     // `error`.
     static bool replaceFile(const std::string& from, const std::string& to, std::string& error);
+    // True when both paths name one existing file, however they are spelt (links, "./", case
+    // on Windows): compared by device and file number, not as text.
+    static bool sameFile(const std::string& a, const std::string& b);
 
 private:
     void failWithSystemError();

@@ -124,13 +124,14 @@ TEST_F(PointExportTest, AFailedExportLeavesNoFileBehind) {
         {dir.file("scan.abc"), "unknown output format '.abc'"},
         {dir.file("missing/folder/out.las"), "cannot create '"},
         {cache, "the output would overwrite the cache"},
+        {dir.path() + "/./scan.ovcf", "the output would overwrite the cache"},  // the same file, spelt otherwise
     };
     for (const Case& c : cases) {
         ExportStats stats;
         std::string error;
         EXPECT_FALSE(exportPoints(cache, c.output, false, stats, error));
         EXPECT_EQ(error.rfind(c.errorStart, 0), 0u) << error;
-        if (c.output != cache) {
+        if (c.output.find("scan.ovcf") == std::string::npos) {
             EXPECT_FALSE(fileExists(c.output));
         }
     }

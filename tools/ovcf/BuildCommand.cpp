@@ -12,6 +12,7 @@
 #include "import/FileSources.h"
 #include "import/ImportSummary.h"
 #include "import/OctreeIndexer.h"
+#include "platform/SystemFile.h"
 #include "platform/SystemInfo.h"
 
 namespace ovcf::tool {
@@ -72,7 +73,7 @@ bool parseBuildArguments(int argc, char** argv, BuildArguments& args) {
                    stderr);
         return false;
     }
-    if (args.input == args.output) {
+    if (args.input == args.output || SystemFile::sameFile(args.input, args.output)) {
         std::fputs("ovcf: the output would overwrite the input\n", stderr);
         return false;
     }

@@ -164,6 +164,12 @@ bool SystemFile::lastErrorIsNotFound() const { return !endOfFile_ && (lastError_
 
 bool SystemFile::deleteFile(const std::string& utf8Path) { return ::unlink(utf8Path.c_str()) == 0; }
 
+bool SystemFile::sameFile(const std::string& a, const std::string& b) {
+    struct stat first {}, second {};
+    return ::stat(a.c_str(), &first) == 0 && ::stat(b.c_str(), &second) == 0 && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
+}
+
 bool SystemFile::replaceFile(const std::string& from, const std::string& to, std::string& error) {
     if (::rename(from.c_str(), to.c_str()) == 0) return true;
     error = std::strerror(errno);

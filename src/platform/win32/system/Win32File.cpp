@@ -170,6 +170,28 @@ bool SystemFile::deleteFile(const std::string& utf8Path) {
     return widenUtf8(utf8Path, wide) && DeleteFileW(wide.c_str()) != 0;
 }
 
+namespace {
+
+bool fileIdentity(const std::string& path, BY_HANDLE_FILE_INFORMATION& info) {
+    std::wstring wide;
+    if (!widenUtf8(path, wide)) return false;
+    const HANDLE handle = CreateFileW(wide.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return false;
+    const bool ok = GetFileInformationByHandle(handle, &info) != 0;
+    CloseHandle(handle);
+    return ok;
+}
+
+}  // namespace
+
+bool SystemFile::sameFile(const std::string& a, const std::string& b) {
+    BY_HANDLE_FILE_INFORMATION first{}, second{};
+    return fileIdentity(a, first) && fileIdentity(b, second) &&
+           first.dwVolumeSerialNumber == second.dwVolumeSerialNumber &&
+           first.nFileIndexHigh == second.nFileIndexHigh && first.nFileIndexLow == second.nFileIndexLow;
+}
+
 bool SystemFile::replaceFile(const std::string& from, const std::string& to, std::string& error) {
     std::wstring wideFrom, wideTo;
     if (!widenUtf8(from, wideFrom) || !widenUtf8(to, wideTo)) {
