@@ -143,7 +143,8 @@ std::uint64_t ViewController::undoDeletion(bool& changed) {
     const std::uint64_t restored = deletions_.undo(selected_, changed);
     if (changed) {
         followDeletions();
-        requestRedraw(RedrawPicture);
+        // The counts panel shows the selection too, which an undo changes.
+        requestRedraw(RedrawPicture | RedrawCounts);
     }
     return restored;
 }
