@@ -13,11 +13,6 @@
 namespace ovcf {
 namespace {
 
-struct Candidate {
-    std::uint32_t node;
-    bool whole;  // projects wholly inside the shape: every point is selected without reading
-};
-
 struct Totals {
     std::atomic<std::uint64_t> examined{0};
     std::atomic<std::uint64_t> inShape{0};
@@ -67,6 +62,29 @@ std::vector<std::uint64_t> sizedPartial(const NodeInfo& node) {
 
 void setBit(std::vector<std::uint64_t>& part, std::uint64_t bit) { part[bit >> 6] |= std::uint64_t{1} << (bit & 63); }
 
+// Runs work(worker) on `threads` threads (on the calling one when there is one) and joins them.
+template <class Work>
+void runWorkers(unsigned threads, const Work& work) {
+    if (threads <= 1) {
+        work(0);
+        return;
+    }
+    std::vector<std::thread> workers;
+    workers.reserve(threads);
+    try {
+        for (unsigned t = 0; t < threads; ++t) workers.emplace_back(work, t);
+    } catch (...) {
+        // Nothing may outlive the run: the started workers finish before the error goes up.
+        for (std::thread& worker : workers) worker.join();
+        throw;
+    }
+    for (std::thread& worker : workers) worker.join();
+}
+
+bool anyBit(const std::vector<std::uint64_t>& part) {
+    return std::any_of(part.begin(), part.end(), [](std::uint64_t word) { return word != 0; });
+}
+
 }  // namespace
 
 const char* combineModeName(std::uint32_t mode) {
@@ -101,7 +119,7 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
     SelectionFilter* filter = query.filter;
     const double margin = filter ? std::max(0.0, filter->nodeMargin()) : 0.0;
     const bool wholeAllowed = !query.region && (!filter || !filter->needsPoints());
-    std::vector<Candidate> candidates;
+    std::vector<SelectionCandidate> candidates;
     if (!nodes.empty() && pool_.reader(0).nodes().size() == nodes.size()) {
         std::vector<std::uint32_t> stack;
         stack.reserve(256);
@@ -149,7 +167,7 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
         std::uint64_t examined = 0, inShape = 0, rejected = 0;
         std::uint32_t read = 0;
         for (std::size_t i = next.fetch_add(1); i < candidates.size(); i = next.fetch_add(1)) {
-            const Candidate& candidate = candidates[i];
+            const SelectionCandidate& candidate = candidates[i];
             const NodeInfo& node = nodes[candidate.node];
             std::vector<std::uint64_t>& part = partials[i];
             part = sizedPartial(node);
@@ -190,20 +208,8 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
         totals.nodesRead += read;
     };
 
-    if (threads <= 1) {
-        work(0);
-    } else {
-        std::vector<std::thread> workers;
-        workers.reserve(threads);
-        try {
-            for (unsigned t = 0; t < threads; ++t) workers.emplace_back(work, t);
-        } catch (...) {
-            // Nothing may outlive the run: the started workers finish before the error goes up.
-            for (std::thread& worker : workers) worker.join();
-            throw;
-        }
-        for (std::thread& worker : workers) worker.join();
-    }
+    runWorkers(threads, work);
+    report.firstPassSeconds = elapsed();
 
     if (filter) {
         std::vector<std::uint64_t> drop;
@@ -226,6 +232,8 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
                 partials[c][bit >> 6] &= ~(std::uint64_t{1} << (bit & 63));
             }
         }
+        if (filter->needsSecondPass()) report.nodesReread = secondPass(*filter, projection, candidates, nodes, partials);
+        report.secondPassSeconds = elapsed() - report.firstPassSeconds;
     }
 
     // Combine: each partial map starts at its node's first word of the global map.
@@ -253,15 +261,57 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
     report.rejectedByFilter = totals.rejected;
     report.nodesRead = totals.nodesRead;
     report.nodesWhole = static_cast<std::uint32_t>(
-        std::count_if(candidates.begin(), candidates.end(), [](const Candidate& c) { return c.whole; }));
+        std::count_if(candidates.begin(), candidates.end(), [](const SelectionCandidate& c) { return c.whole; }));
     report.seconds = elapsed();
-    if (logLevelThreshold() <= LogInfo)
+    if (logLevelThreshold() <= LogInfo) {
         logLine(LogInfo,
                 "selezione %s con %s: %s punti trovati, %s selezionati in tutto (%s esaminati, %u nodi letti, %u sottoalberi scartati) in %.0f ms",
                 combineModeName(combineMode), shape.name(), formatCount(report.found).c_str(),
                 formatCount(report.totalSelected).c_str(), formatCount(report.examined).c_str(), report.nodesRead,
                 report.subtreesDiscarded, report.seconds * 1000.0);
+        if (filter) filter->log(report);
+    }
     return report;
+}
+
+std::uint32_t SelectionEngine::secondPass(SelectionFilter& filter, const ScreenProjection& projection,
+                                          const std::vector<SelectionCandidate>& candidates, const std::vector<NodeInfo>& nodes,
+                                          std::vector<std::vector<std::uint64_t>>& partials) {
+    std::vector<std::size_t> again;
+    for (std::size_t i = 0; i < candidates.size(); ++i)
+        if (anyBit(partials[i])) again.push_back(i);
+    if (again.empty()) return 0;
+    std::atomic<std::size_t> next{0};
+    std::atomic<std::uint32_t> reread{0};
+    const auto work = [&](unsigned worker) {
+        OvcfReader& reader = pool_.reader(worker);
+        std::vector<PointRecord> points;
+        std::string error;
+        std::uint32_t read = 0;
+        for (std::size_t i = next.fetch_add(1); i < again.size(); i = next.fetch_add(1)) {
+            const std::size_t c = again[i];
+            const NodeInfo& node = nodes[candidates[c].node];
+            if (!reader.readNode(candidates[c].node, points, error)) {
+                logLine(LogWarn, "%s: nodo %u non rileggibile (%s)", filter.passName(), candidates[c].node,
+                        error.c_str());
+                continue;
+            }
+            ++read;
+            std::vector<std::uint64_t>& part = partials[c];
+            const std::uint64_t base = node.firstPoint & 63;
+            const std::size_t count = std::min<std::size_t>(points.size(), node.pointCount);
+            for (std::size_t j = 0; j < count; ++j) {
+                const std::uint64_t bit = base + j;
+                const std::uint64_t mask = std::uint64_t{1} << (bit & 63);
+                if (!(part[bit >> 6] & mask)) continue;
+                if (!filter.keep(worker, points[j], node.firstPoint + j, projection.local(points[j])))
+                    part[bit >> 6] &= ~mask;
+            }
+        }
+        reread += read;
+    };
+    runWorkers(static_cast<unsigned>(std::min<std::size_t>(again.size(), pool_.size())), work);
+    return reread;
 }
 
 }  // namespace ovcf

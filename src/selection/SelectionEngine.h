@@ -17,6 +17,14 @@
 
 namespace ovcf {
 
+class ScreenProjection;
+class SelectionFilter;
+
+struct SelectionCandidate {
+    std::uint32_t node;
+    bool whole;  // projects wholly inside the shape: every point is selected without reading
+};
+
 class SelectionEngine {
 public:
     // The cloud the selection reads; readers open on the first selection. `readers` is clamped
@@ -33,6 +41,12 @@ public:
     ReaderPool& readers() { return pool_; }
 
 private:
+    // Reads again the candidates that still hold selected points and lets the filter keep or
+    // drop each of them; returns the nodes read.
+    std::uint32_t secondPass(SelectionFilter& filter, const ScreenProjection& projection,
+                             const std::vector<SelectionCandidate>& candidates, const std::vector<NodeInfo>& nodes,
+                             std::vector<std::vector<std::uint64_t>>& partials);
+
     ReaderPool pool_;
 };
 

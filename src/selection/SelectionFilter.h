@@ -1,6 +1,7 @@
 // Where a filter plugs into a selection run: per-worker state made before the workers start,
-// a per-point decision, the points it is handed, and a pass after the join that names the
-// points to drop again. A run without a filter calls none of it.
+// a per-point decision, the points it is handed, a pass after the join that names the points to
+// drop again, and optionally a second reading of the nodes that still hold selected points, in
+// which the filter keeps or drops each of them. A run without a filter calls none of it.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +9,7 @@
 
 #include "navigation/Vec3.h"
 #include "ovcf/PointRecord.h"
+#include "selection/SelectionQuery.h"
 
 namespace ovcf {
 
@@ -29,6 +31,14 @@ public:
     virtual void finish(std::vector<std::uint64_t>& drop) {}
     // Whether the filter needs every point read (no node may be taken whole without reading).
     virtual bool needsPoints() const { return true; }
+    // Whether, after finish(), the candidate nodes with a selected point are read again (on the
+    // workers, one reader each) and keep() decides for each of their selected points.
+    virtual bool needsSecondPass() const { return false; }
+    virtual bool keep(unsigned worker, const PointRecord& point, std::uint64_t global, const Vec3d& local) { return true; }
+    // Its name in the warning of a node that cannot be read again ("isolati", "sporgenze").
+    virtual const char* passName() const { return "filtro"; }
+    // After the run's summary line: the filter's own lines, from the run's report.
+    virtual void log(const SelectionReport& report) const {}
 };
 
 }  // namespace ovcf

@@ -46,6 +46,9 @@ struct SelectionReport {
     std::uint32_t nodesRead = 0;
     std::uint32_t nodesWhole = 0;     // lay wholly inside the shape: selected without reading
     std::uint32_t subtreesDiscarded = 0;
+    std::uint32_t nodesReread = 0;    // by a filter's second pass
+    double firstPassSeconds = 0.0;    // workers' reading and testing, join included
+    double secondPassSeconds = 0.0;
     double seconds = 0.0;
 };
 
