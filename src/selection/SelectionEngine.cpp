@@ -154,7 +154,7 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
     }
 
     const unsigned threads = static_cast<unsigned>(std::min<std::size_t>(candidates.size(), pool_.size()));
-    if (filter) filter->prepare(threads);
+    if (filter) filter->prepare(threads, query.region);
     std::vector<std::vector<std::uint64_t>> partials(candidates.size());
     std::atomic<std::size_t> next{0};
     Totals totals;
@@ -183,6 +183,7 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
                 continue;
             }
             ++read;
+            if (filter) filter->enterNode(worker, candidate.node, node.level);
             const std::size_t count = std::min<std::size_t>(points.size(), node.pointCount);
             for (std::size_t j = 0; j < count; ++j) {
                 const PointRecord& point = points[j];

@@ -19,8 +19,10 @@ public:
     // Node boxes are widened by this much before the shape and region tests (neighbours just
     // outside the shape may count).
     virtual double nodeMargin() const { return 0.0; }
-    // Called once before the workers start.
-    virtual void prepare(unsigned workerCount) {}
+    // Called once before the workers start; `region` is the clip box in use, or null.
+    virtual void prepare(unsigned workerCount, const SelectionRegion* region) {}
+    // Before a worker goes through the points of a node it has read (first pass).
+    virtual void enterNode(unsigned worker, std::uint32_t node, std::uint32_t level) {}
     // Every point read by a worker that is not deleted, inside the shape or not.
     virtual void observe(unsigned worker, const PointRecord& point, const Vec3d& local) {}
     // Per-point decision for points in the shape; false rejects the point.

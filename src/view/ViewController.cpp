@@ -1,10 +1,13 @@
 #include "view/ViewController.h"
 
 #include <algorithm>
+#include <cmath>
+#include <memory>
 #include <vector>
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
+#include "selection/FilterFactory.h"
 #include "view/ClipBoxRegion.h"
 #include "view/FrameScene.h"
 #include "view/PngWriter.h"
@@ -102,6 +105,14 @@ const SelectionReport& ViewController::selectShape(const ScreenShape& shape) {
     query.deleted = &deletions_.deleted();
     const ClipBoxRegion region(clipBox, camera.renderOrigin);
     if (clipBox.isActive()) query.region = &region;
+    FilterContext filterContext;
+    filterContext.header = &cloud_->header();
+    filterContext.render = &settings.render;
+    const Vec3d forward = camera.target - camera.eyePosition();
+    const double length = std::sqrt(forward.x * forward.x + forward.y * forward.y + forward.z * forward.z);
+    if (length > 1e-9) filterContext.viewDirection = {forward.x / length, forward.y / length, forward.z / length};
+    const std::unique_ptr<SelectionFilter> filter = makeSelectionFilter(settings.selection, filterContext);
+    query.filter = filter.get();
     lastSelection_ = selection_.select(shape, settings.selection.combineMode, query, cloud_->header(), cloud_->nodes(),
                                        selected_);
     requestRedraw(RedrawPicture | RedrawCounts);
