@@ -60,7 +60,10 @@ bool ViewController::drawFrame(const ToolState* tools) {
         toolOverlay_.build(*tools);
         scene.overlayLines = toolOverlay_.drawings();
     }
+    updateReadout(true);
     renderer_.drawFrame(scene);
+    frameViewProjection_ = camera.viewProjection();
+    updateReadout(false);
     return more;
 }
 
@@ -197,11 +200,14 @@ std::int64_t ViewController::readSurvivingPoints(const HostPointBuffers& out, bo
     return ovcf::readSurvivingPoints(source, out, sortByElevation, error);
 }
 
+DepthReader ViewController::lastDepth() {
+    return [this](int x, int y, int w, int h, std::vector<float>& depth) {
+        return renderer_.readLastDepth(x, y, w, h, depth);
+    };
+}
+
 DepthStatistics ViewController::depthUnder(double x0, double y0, double x1, double y1) {
-    return depthStatistics(x0, y0, x1, y1, width_, height_, camera.nearPlane(), camera.farPlane(),
-                           [this](int x, int y, int w, int h, std::vector<float>& depth) {
-                               return renderer_.readLastDepth(x, y, w, h, depth);
-                           });
+    return depthStatistics(x0, y0, x1, y1, width_, height_, camera.nearPlane(), camera.farPlane(), lastDepth());
 }
 
 void ViewController::zoomWindow(double x0, double y0, double x1, double y1) {
