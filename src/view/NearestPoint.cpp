@@ -41,7 +41,7 @@ std::optional<NearPoint> findNearestPoint(const std::vector<NodeInfo>& nodes, co
             const double squared = dot(d, d);
             if (squared > best || (found && squared == best) || !shown(p, v)) continue;
             best = squared;
-            found = NearPoint{p, v, node.level, 0.0};
+            found = NearPoint{p, v, node.origin[2] + v.z, node.level, 0.0};
         }
     }
     if (found) found->distance = std::sqrt(best);

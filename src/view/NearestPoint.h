@@ -21,6 +21,7 @@ constexpr double kPickRadius = 0.5;
 struct NearPoint {
     Vec3d position;      // render space (world minus the render origin)
     PointVertex vertex;  // its attributes as the renderer has them
+    float drawnZ = 0.0f; // render-space height summed in single precision, as the shader does
     std::uint32_t level = 0;
     double distance = 0.0;
 };

@@ -5,6 +5,7 @@
 #include "core/Log.h"
 #include "navigation/DepthPick.h"
 #include "view/ClipBoxRegion.h"
+#include "view/PointColors.h"
 #include "view/ViewController.h"
 
 namespace ovcf {
@@ -34,7 +35,16 @@ std::uint32_t ViewController::pickColor(double x, double y) {
     if (!position) return kNoPickedColor;
     const std::optional<NearPoint> point = nearestPoint(*position, kPickRadius);
     if (!point) return kNoPickedColor;
-    return 0;  // colour twin pending
+    PointRecord record;
+    record.red = point->vertex.r;
+    record.green = point->vertex.g;
+    record.blue = point->vertex.b;
+    record.intensity = point->vertex.intensity;
+    record.classification = static_cast<std::uint8_t>(point->vertex.classification);
+    const PointColoring coloring =
+        pointColoring(settings.render, cloud_->boundsMin().z - camera.renderOrigin.z,
+                      cloud_->boundsMax().z - camera.renderOrigin.z, cloud_->header().pointFormat);
+    return displayedColor(coloring, record, point->drawnZ, point->level);
 }
 
 bool ViewController::addPlanePoint(double x, double y) {

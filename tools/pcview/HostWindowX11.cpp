@@ -110,6 +110,14 @@ public:
         sendToView(event, KeyPressMask);
     }
 
+    bool cursorInView(int& x, int& y) override {
+        const Window view = viewWindow();
+        Window root = 0, child = 0;
+        int rootX = 0, rootY = 0;
+        unsigned mask = 0;
+        return view && XQueryPointer(display_, view, &root, &child, &rootX, &rootY, &x, &y, &mask);
+    }
+
     void resize(int width, int height) override {
         XResizeWindow(display_, window_, static_cast<unsigned>(width), static_cast<unsigned>(height));
         XSync(display_, False);
