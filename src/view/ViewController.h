@@ -101,8 +101,8 @@ public:
     // position (render space in the result).
     std::optional<Vec3d> depthPick(double x, double y);
     std::optional<NearPoint> nearestPoint(const Vec3d& world, double radius);
-    // The colour of the point under a pixel as drawn in the current colour mode, 0xFFFFFFFF for
-    // none; logs it.
+    // The colour of the point under a pixel as drawn in the current colour mode (not the selection
+    // highlight), 0xFFFFFFFF for none.
     std::uint32_t pickColor(double x, double y);
     // A left click while the plane pick collects points; true when its state changed.
     bool addPlanePoint(double x, double y);
