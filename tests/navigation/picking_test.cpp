@@ -88,33 +88,6 @@ TEST(PlaneFit, InclinationAzimuthAndCameraAnglesOfTypicalPlanes) {
     EXPECT_FALSE(fitPlane({1, 1, 1}, {1, 1, 1}, {1, 1, 1}, above, 0, ratio)) << "no side at all";
 }
 
-TEST(PlanePick, StatesFromStartToResultAndBack) {
-    Camera camera;
-    camera.setViewport(400, 300);
-    camera.setStandardView(0);
-    PlanePick pick;
-    EXPECT_EQ(pick.reportedState(), -1);
-    EXPECT_FALSE(pick.addPoint(Vec3d{0, 0, 0}, false, camera)) << "not collecting";
-    pick.start();
-    EXPECT_EQ(pick.reportedState(), 0);
-    EXPECT_FALSE(pick.addPoint(std::nullopt, true, camera)) << "background";
-    EXPECT_TRUE(pick.addPoint(Vec3d{0, 0, 0}, false, camera));
-    EXPECT_TRUE(pick.addPoint(Vec3d{4, 0, 0}, true, camera));
-    EXPECT_FALSE(pick.addPoint(Vec3d{8, 0, 0}, false, camera)) << "collinear: the two points stay";
-    EXPECT_EQ(pick.reportedState(), 2);
-    EXPECT_TRUE(pick.removeLastPoint());
-    EXPECT_TRUE(pick.addPoint(Vec3d{4, 0, 0}, false, camera));
-    EXPECT_TRUE(pick.addPoint(Vec3d{0, 3, 0}, false, camera));
-    EXPECT_EQ(pick.reportedState(), 3);
-    EXPECT_FALSE(pick.removeLastPoint());
-    EXPECT_NEAR(camera.target.x, 4.0 / 3, 1e-12);
-    EXPECT_NEAR(camera.pitch, 90.0, 1e-12);
-    EXPECT_TRUE(pick.cancel());
-    EXPECT_EQ(pick.reportedState(), -1);
-    EXPECT_FALSE(pick.cancel());
-    EXPECT_FALSE(pick.reset());
-}
-
 TEST(NearestPoint, TheWalkEntersOnlyNodesWithinTheRadius) {
     // A root with two children 10 m apart; the root holds one point, each child two.
     std::vector<NodeInfo> nodes(3);
