@@ -47,6 +47,7 @@ private:
 
     bool solved_ = false;
     double resolution_ = 0.0;
+    double inverseResolution_ = 0.0;
     std::int64_t minI_ = 0, minJ_ = 0;
     int columns_ = 0, rows_ = 0;
     int steps_ = 0;

@@ -1,5 +1,7 @@
 #include "selection/LowestCellGrid.h"
 
+#include <algorithm>
+
 
 namespace ovcf {
 
@@ -28,29 +30,24 @@ void LowestCellGrid::growFor(std::size_t entries) {
         while (slots_[s].occupied) s = (s + 1) & (slots_.size() - 1);
         slots_[s] = e;
     }
-    last_ = 0;
+    std::fill(recent_.begin(), recent_.end(), Recent{});
 }
 
 LowestCellGrid::Entry& LowestCellGrid::find(std::int32_t i, std::int32_t j, bool& fresh) {
     fresh = false;
-    if (!slots_.empty()) {
-        Entry& previous = slots_[last_];
-        if (previous.occupied && previous.i == i && previous.j == j) return previous;
-    }
+    constexpr std::uint32_t mask = (1u << kRecentBits) - 1;
+    Recent& recent = recent_[(static_cast<std::uint32_t>(i) & mask) | (static_cast<std::uint32_t>(j) & mask) << kRecentBits];
+    if (recent.slot != kNoSlot && recent.i == i && recent.j == j) return slots_[recent.slot];
     // Grow before the new entry would push the load past 0.6.
     if ((count_ + 1) * 10 > slots_.size() * 6) growFor(count_ + 1);
     std::size_t s = slotOf(i, j);
-    while (slots_[s].occupied) {
-        if (slots_[s].i == i && slots_[s].j == j) {
-            last_ = s;
-            return slots_[s];
-        }
-        s = (s + 1) & (slots_.size() - 1);
+    while (slots_[s].occupied && !(slots_[s].i == i && slots_[s].j == j)) s = (s + 1) & (slots_.size() - 1);
+    if (!slots_[s].occupied) {
+        slots_[s] = Entry{0.0, i, j, true};
+        ++count_;
+        fresh = true;
     }
-    slots_[s] = Entry{0.0, i, j, true};
-    ++count_;
-    fresh = true;
-    last_ = s;
+    recent = Recent{i, j, static_cast<std::uint32_t>(s)};
     return slots_[s];
 }
 

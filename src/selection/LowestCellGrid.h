@@ -40,9 +40,20 @@ private:
     void growFor(std::size_t entries);
     Entry& find(std::int32_t i, std::int32_t j, bool& fresh);
 
+    // The slots of recently added cells, by the low bits of their numbers: a node's points cover
+    // a small patch of cells, so most points skip the hashing and the probe. Emptied when the
+    // table grows and the slots move.
+    static constexpr int kRecentBits = 4;
+    struct Recent {
+        std::int32_t i = 0;
+        std::int32_t j = 0;
+        std::uint32_t slot = kNoSlot;
+    };
+    static constexpr std::uint32_t kNoSlot = 0xFFFFFFFFu;
+
     std::vector<Entry> slots_;
     std::size_t count_ = 0;
-    std::size_t last_ = 0;  // the slot of the previous add: consecutive points often share a cell
+    std::vector<Recent> recent_ = std::vector<Recent>(std::size_t{1} << (2 * kRecentBits));
 };
 
 }  // namespace ovcf
