@@ -184,6 +184,12 @@ TEST_F(ClothFilterTest, EverythingInOneCellSettlesOnItsLowestPointAndLogs) {
                         "sagoma, 3 di base, 3 selezionati (50.0%)"),
               1);
     EXPECT_TRUE(starts(log.lines(), "  telo: 1 celle, 3 passi di caduta; primo giro "));
+    // With no offset every point strictly above the cloth stands out, the lowest one does not.
+    ClothFilter noOffset({false, 1.0, 0.5, 0.0}, {0, 0, -1});
+    double lowest = cloud.front().local.z;
+    for (const ReadPoint& p : cloud) lowest = std::min(lowest, p.local.z);
+    EXPECT_EQ(select(noOffset, 2), predicted([&](const ReadPoint& p) { return p.local.z > lowest; }));
+    EXPECT_EQ(noOffset.baseCount(), 1u);
 }
 
 TEST_F(ClothFilterTest, ATooFineGridIsCoarsenedAndTheEffectiveResolutionLogged) {
