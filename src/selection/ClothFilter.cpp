@@ -19,12 +19,16 @@ Vec3d unitOr(const Vec3d& v, const Vec3d& fallback) {
     return len > kDegenerate ? v / len : fallback;
 }
 
-// Cell numbers are signed 32-bit; positions are relative to the local origin, so only an absurd
-// resolution reaches the limits, and it is held there.
+// floor(position / resolution) as a signed 32-bit cell number. Positions are relative to the
+// local origin, so only an absurd resolution reaches the limits, and it is held there. Rounding
+// by truncation and a correction: the baseline x86-64 instruction set has no floor, and the
+// library call costs more than the rest of the point's work.
 std::int32_t cellOf(double position, double resolution) {
-    const double cell = std::floor(position / resolution);
-    return static_cast<std::int32_t>(std::clamp(cell, double(std::numeric_limits<std::int32_t>::min()),
-                                                double(std::numeric_limits<std::int32_t>::max())));
+    double q = position / resolution;
+    q = q == q ? std::clamp(q, double(std::numeric_limits<std::int32_t>::min()), double(std::numeric_limits<std::int32_t>::max()))
+               : 0.0;
+    const auto cell = static_cast<std::int64_t>(q);
+    return static_cast<std::int32_t>(static_cast<double>(cell) > q ? cell - 1 : cell);
 }
 
 }  // namespace

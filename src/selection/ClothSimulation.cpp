@@ -220,7 +220,7 @@ double ClothSimulation::depthAt(double a, double b) const {
             f = 0.0;
             return;
         }
-        i0 = std::min(count - 2, static_cast<int>(std::floor(t)));
+        i0 = std::min(count - 2, static_cast<int>(t));  // t >= 0: truncation is the floor
         i1 = i0 + 1;
         f = t - i0;
     };
