@@ -111,6 +111,8 @@ const SelectionReport& ViewController::selectShape(const ScreenShape& shape) {
     FilterContext filterContext;
     filterContext.header = &cloud_->header();
     filterContext.render = &settings.render;
+    filterContext.elevationLow = cloud_->boundsMin().z - camera.renderOrigin.z;
+    filterContext.elevationHigh = cloud_->boundsMax().z - camera.renderOrigin.z;
     const Vec3d forward = camera.target - camera.eyePosition();
     const double length = std::sqrt(forward.x * forward.x + forward.y * forward.y + forward.z * forward.z);
     if (length > 1e-9) filterContext.viewDirection = {forward.x / length, forward.y / length, forward.z / length};
