@@ -3,9 +3,15 @@
 // capacity, load at most 0.6).
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "platform/LargeBlock.h"
 
 namespace ovcf {
 
@@ -70,5 +76,59 @@ inline void prefetchSlot(const T* slot) {
     (void)slot;
 #endif
 }
+
+// The slots of a cell table, all set to the empty cell. Large tables take their memory from the
+// system in whole pages (huge pages where there are), which pays off for tables probed at random.
+template <class Cell>
+class CellSlots {
+public:
+    CellSlots() = default;
+    CellSlots(std::size_t count, const Cell& empty) : count_(count) {
+        const std::size_t bytes = count * sizeof(Cell);
+        if (bytes >= kLargeBytes) {
+            cells_ = static_cast<Cell*>(allocateLargeBlock(bytes));
+            if (!cells_) throw std::bad_alloc();
+            if (!allZero(empty)) std::fill(cells_, cells_ + count, empty);
+        } else {
+            cells_ = static_cast<Cell*>(::operator new(bytes));
+            std::fill(cells_, cells_ + count, empty);
+        }
+    }
+    CellSlots(const CellSlots& other) : CellSlots(other.count_, Cell{}) { std::copy(other.begin(), other.end(), cells_); }
+    CellSlots(CellSlots&& other) noexcept { swap(other); }
+    CellSlots& operator=(CellSlots other) noexcept {
+        swap(other);
+        return *this;
+    }
+    ~CellSlots() {
+        if (!cells_) return;
+        if (count_ * sizeof(Cell) >= kLargeBytes) freeLargeBlock(cells_, count_ * sizeof(Cell));
+        else ::operator delete(cells_);
+    }
+    void swap(CellSlots& other) noexcept {
+        std::swap(cells_, other.cells_);
+        std::swap(count_, other.count_);
+    }
+
+    Cell& operator[](std::size_t i) { return cells_[i]; }
+    const Cell& operator[](std::size_t i) const { return cells_[i]; }
+    std::size_t size() const { return count_; }
+    Cell* begin() { return cells_; }
+    Cell* end() { return cells_ + count_; }
+    const Cell* begin() const { return cells_; }
+    const Cell* end() const { return cells_ + count_; }
+    const Cell* data() const { return cells_; }
+
+private:
+    static constexpr std::size_t kLargeBytes = std::size_t{1} << 20;
+    static bool allZero(const Cell& cell) {
+        unsigned char bytes[sizeof(Cell)];
+        std::memcpy(bytes, &cell, sizeof(Cell));
+        return std::all_of(bytes, bytes + sizeof(Cell), [](unsigned char b) { return b == 0; });
+    }
+
+    Cell* cells_ = nullptr;
+    std::size_t count_ = 0;
+};
 
 }  // namespace ovcf

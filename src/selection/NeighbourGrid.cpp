@@ -50,7 +50,7 @@ void NeighbourGrid::add(std::int32_t x, std::int32_t y, std::int32_t z, std::uin
 }
 
 void NeighbourGrid::rehash(std::size_t capacity) {
-    std::vector<NeighbourCell> old(capacity, NeighbourCell{});
+    CellSlots<NeighbourCell> old(capacity, NeighbourCell{});
     old.swap(slots_);
     const std::size_t mask = slots_.size() - 1;
     for (const NeighbourCell& cell : old) {
@@ -79,12 +79,35 @@ void NeighbourGrid::halve() {
     *this = std::move(coarse);
 }
 
-std::uint32_t NeighbourGrid::blockSum(const NeighbourCell& cell) const {
-    std::uint64_t sum = 0;
-    forBlock(cell, [&](std::int32_t x, std::int32_t y, std::int32_t z) {
-        if (const NeighbourCell* n = find(x, y, z)) sum += n->count;
-    });
-    return sum > 0xFFFFFFFFull ? 0xFFFFFFFFu : static_cast<std::uint32_t>(sum);
+// The block sums of a run of cells, a few cells at a time: all the probes of a few blocks are
+// prefetched before any is made, so that their cache misses overlap.
+void NeighbourGrid::countRange(const std::size_t* occupied, std::size_t count) {
+    constexpr std::size_t kBatch = 4;
+    struct Probe {
+        std::uint64_t hash;
+        std::int32_t x, y, z;
+    };
+    Probe probes[kBatch][27];
+    std::size_t probeCount[kBatch];
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t i = 0; i < count; i += kBatch) {
+        const std::size_t batch = std::min(kBatch, count - i);
+        for (std::size_t b = 0; b < batch; ++b) {
+            probeCount[b] = 0;
+            forBlock(slots_[occupied[i + b]], [&](std::int32_t x, std::int32_t y, std::int32_t z) {
+                const std::uint64_t hash = cellHash(x, y, z);
+                prefetchSlot(&slots_[hash & mask]);
+                probes[b][probeCount[b]++] = {hash, x, y, z};
+            });
+        }
+        for (std::size_t b = 0; b < batch; ++b) {
+            std::uint64_t sum = 0;
+            for (std::size_t p = 0; p < probeCount[b]; ++p)
+                if (const NeighbourCell* n = find(probes[b][p].hash, probes[b][p].x, probes[b][p].y, probes[b][p].z))
+                    sum += n->count;
+            slots_[occupied[i + b]].neighbours = sum > 0xFFFFFFFFull ? 0xFFFFFFFFu : static_cast<std::uint32_t>(sum);
+        }
+    }
 }
 
 void NeighbourGrid::countNeighbourhoods(unsigned threads, std::size_t parallelFrom) {
@@ -93,22 +116,17 @@ void NeighbourGrid::countNeighbourhoods(unsigned threads, std::size_t parallelFr
     for (std::size_t s = 0; s < slots_.size(); ++s)
         if (slots_[s].count != 0) occupied.push_back(s);
     // Each range writes only the neighbourhood field of its own cells and reads counts alone.
-    const auto countRange = [&](std::size_t from, std::size_t to) {
-        for (std::size_t i = from; i < to; ++i) {
-            NeighbourCell& cell = slots_[occupied[i]];
-            cell.neighbours = blockSum(cell);
-        }
-    };
+    const auto range = [&](std::size_t from, std::size_t to) { countRange(occupied.data() + from, to - from); };
     threads = std::clamp(threads, 1u, 16u);
     if (threads == 1 || occupied.size() < parallelFrom) {
-        countRange(0, occupied.size());
+        range(0, occupied.size());
         return;
     }
     std::vector<std::thread> workers;
     workers.reserve(threads);
     const std::size_t n = occupied.size();
     try {
-        for (unsigned t = 0; t < threads; ++t) workers.emplace_back(countRange, n * t / threads, n * (t + 1) / threads);
+        for (unsigned t = 0; t < threads; ++t) workers.emplace_back(range, n * t / threads, n * (t + 1) / threads);
     } catch (...) {
         for (std::thread& worker : workers) worker.join();
         throw;

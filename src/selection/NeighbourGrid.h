@@ -31,9 +31,10 @@ public:
     // together added up.
     void halve();
 
-    const NeighbourCell* find(std::int32_t x, std::int32_t y, std::int32_t z) const {
+    const NeighbourCell* find(std::int32_t x, std::int32_t y, std::int32_t z) const { return find(cellHash(x, y, z), x, y, z); }
+    const NeighbourCell* find(std::uint64_t hash, std::int32_t x, std::int32_t y, std::int32_t z) const {
         const std::size_t mask = slots_.size() - 1;
-        for (std::size_t s = cellHash(x, y, z) & mask;; s = (s + 1) & mask) {
+        for (std::size_t s = hash & mask;; s = (s + 1) & mask) {
             const NeighbourCell& slot = slots_[s];
             if (slot.count == 0) return nullptr;
             if (slot.x == x && slot.y == y && slot.z == z) return &slot;
@@ -53,9 +54,9 @@ public:
 private:
     void rehash(std::size_t capacity);
     void reserve(std::size_t n);
-    std::uint32_t blockSum(const NeighbourCell& cell) const;
+    void countRange(const std::size_t* occupied, std::size_t count);
 
-    std::vector<NeighbourCell> slots_;
+    CellSlots<NeighbourCell> slots_;
     std::size_t entries_ = 0;
 };
 

@@ -3,7 +3,7 @@
 namespace ovcf {
 
 void SpacingGrid::rehash(std::size_t capacity) {
-    std::vector<SpacingCell> old(capacity, SpacingCell{0, 0, 0, 0.0f, kEmpty});
+    CellSlots<SpacingCell> old(capacity, kEmptyCell);
     old.swap(slots_);
     // Slot order: the new slots of neighbouring old ones lie close together.
     for (const SpacingCell& cell : old)

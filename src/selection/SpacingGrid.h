@@ -18,8 +18,9 @@ struct SpacingCell {
 class SpacingGrid {
 public:
     static constexpr std::uint64_t kEmpty = ~std::uint64_t{0};
+    static constexpr SpacingCell kEmptyCell{0, 0, 0, 0.0f, kEmpty};
 
-    SpacingGrid() : slots_(64, SpacingCell{0, 0, 0, 0.0f, kEmpty}) {}
+    SpacingGrid() : slots_(64, kEmptyCell) {}
 
     // `hash` is cellHash(cell.x, cell.y, cell.z); the point replaces the kept one when nearer,
     // or as near with a lower index.
@@ -68,7 +69,7 @@ private:
     }
     void rehash(std::size_t capacity);
 
-    std::vector<SpacingCell> slots_;
+    CellSlots<SpacingCell> slots_;
     std::size_t entries_ = 0;
 };
 
