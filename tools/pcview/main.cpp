@@ -19,6 +19,9 @@
 // K clear the selection, Delete deletes the selection, U undo, T restore all, S confirm into
 // the file. W zoom window, B clip box (both take one rubber band), V clip box on/off, H thinner,
 // J thicker, Y clear the clip box; a clip box's face handles are dragged with the left button.
+// Filters of the selection tools: F chooses the next one (none, spacing, cloth, isolated points,
+// colour), D and G make its main value smaller and larger (spacing, isolated-points radius,
+// cloth cell, colour tolerance).
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -85,7 +88,37 @@ bool parse(int argc, char** argv, Options& options) {
 }
 
 // Parameter ids of the table (see PC_GetParamInfo).
-enum Param { ViewMode = 0, ColorMode = 1, SizeMode = 2, PixelSize = 3, PointSize = 4, Edl = 8 };
+enum Param {
+    ViewMode = 0, ColorMode = 1, SizeMode = 2, PixelSize = 3, PointSize = 4, Edl = 8,
+    Filter = 22, Spacing = 23, ClothResolution = 25, IsolatedRadius = 28, IsolatedNeighbours = 29, ColourTolerance = 31
+};
+
+// The parameter each filter is tuned by from the keyboard (none for "no filter").
+int filterValue(int filter) {
+    static const int values[] = {-1, Spacing, ClothResolution, IsolatedRadius, ColourTolerance};
+    return filter >= 0 && filter < 5 ? values[filter] : -1;
+}
+
+void changeFilterValue(PcView view, double factor) {
+    const int value = filterValue(static_cast<int>(PC_GetValue(view, Filter)));
+    if (value >= 0) PC_SetValue(view, value, PC_GetValue(view, value) * factor);  // the table clamps
+}
+
+// "spacing 0.050 m" and the like, for the overlay.
+std::string filterText(PcView view) {
+    char text[96];
+    switch (static_cast<int>(PC_GetValue(view, Filter))) {
+        case 1: std::snprintf(text, sizeof text, "spacing %.3f m", PC_GetValue(view, Spacing)); break;
+        case 2: std::snprintf(text, sizeof text, "cloth, cells of %.2f m", PC_GetValue(view, ClothResolution)); break;
+        case 3:
+            std::snprintf(text, sizeof text, "isolated points, radius %.2f m, %d neighbours", PC_GetValue(view, IsolatedRadius),
+                          static_cast<int>(PC_GetValue(view, IsolatedNeighbours)));
+            break;
+        case 4: std::snprintf(text, sizeof text, "colour, tolerance %.1f", PC_GetValue(view, ColourTolerance)); break;
+        default: return "none";
+    }
+    return text;
+}
 
 void changePointSize(PcView view, int direction) {
     if (PC_GetValue(view, SizeMode) == 0.0)
@@ -123,6 +156,9 @@ void onKey(PcView view, int key) {
         case 'H': PC_ScaleClipBoxThickness(view, 0.8); return;
         case 'J': PC_ScaleClipBoxThickness(view, 1.25); return;
         case 'Y': PC_ClearClipBox(view); return;
+        case 'F': PC_SetValue(view, Filter, (static_cast<int>(PC_GetValue(view, Filter)) + 1) % 5); return;
+        case 'D': changeFilterValue(view, 1.0 / 1.5); return;
+        case 'G': changeFilterValue(view, 1.5); return;
         default:
             if (key >= '0' && key <= '5') PC_SetStandardView(view, key - '0');
             return;
@@ -154,17 +190,19 @@ struct Overlay {
         char text[1024];
         std::snprintf(text, sizeof text,
                       "%s\n%llu points: %llu selected, %llu deleted, %llu surviving%s\n"
-                      "tool: %s (%s)%s\n"
+                      "tool: %s (%s), filter: %s%s\n"
                       "C colour  E EDL  X X-ray  P size mode  +/- size  Z all  0-5 views  Q quit\n"
                       "R rect  O circle  L polygon  N none  M mode  A all  I invert  K clear  Del delete  U undo  "
                       "T restore  S confirm\n"
-                      "W zoom window  B clip box  V box on/off  H/J thinner/thicker  Y clear box%s",
+                      "W zoom window  B clip box  V box on/off  H/J thinner/thicker  Y clear box  F filter  "
+                      "D/G filter value down/up%s",
                       cloud.empty() ? "no cloud" : cloud.c_str(), static_cast<unsigned long long>(state.pointCount),
                       static_cast<unsigned long long>(state.selectedCount),
                       static_cast<unsigned long long>(state.deletedCount),
                       static_cast<unsigned long long>(state.pointCount - state.deletedCount),
                       state.hasUnsavedChanges ? " (not confirmed)" : "",
                       tools[state.selectionTool < 4 ? state.selectionTool : 0], modes[state.combineMode < 3 ? state.combineMode : 0],
+                      filterText(view).c_str(),
                       state.polygonVertexCount ? " - click to add vertices, Enter closes" : "",
                       state.rectTool == 1 ? "\nzoom window: drag a rectangle"
                       : state.rectTool == 2 ? "\nclip box: drag a rectangle over the points to keep"
