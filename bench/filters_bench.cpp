@@ -4,8 +4,8 @@
 // second, the peak memory of each run and, for the isolated points, the outliers found (recall)
 // and the ground points wrongly taken.
 //
-// usage: filters_bench [POINTS] [FOLDER]   (the cache is kept in FOLDER and reused when it
-// already holds that many points)
+// usage: filters_bench [POINTS] [FOLDER] [spacing|isolated]   (the cache is kept in FOLDER and
+// reused when it already holds that many points; the third argument runs one filter only)
 #include <sys/resource.h>
 
 #include <cstdio>
@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
     const std::uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 20000000;
     const std::string folder = argc > 2 ? argv[2] : std::filesystem::temp_directory_path().string();
     const std::string path = folder + "/filters_bench_" + std::to_string(count) + ".ovcf";
+    const std::string only = argc > 3 ? argv[3] : "";
     std::string error;
     OvcfReader reader;
     if (!reader.open(path, error) || reader.header().pointCount != count) {
@@ -114,7 +115,7 @@ int main(int argc, char** argv) {
     settings.filter = 1;
     settings.spacing = 0.05;
     const double base = statusMiB("VmRSS:");
-    for (int run = 0; run < 2; ++run) {
+    for (int run = 0; run < 2 && only != "isolated"; ++run) {
         std::unique_ptr<SelectionFilter> spacing = makeSelectionFilter(settings, context);
         query.filter = spacing.get();
         resetPeakResident();
@@ -131,6 +132,7 @@ int main(int argc, char** argv) {
     settings.isolatedRadius = 0.5;
     settings.isolatedNeighbors = 5;
     settings.isolatedGroup = 1;
+    if (only == "spacing") return 0;
     for (int run = 0; run < 2; ++run) {
         std::unique_ptr<SelectionFilter> isolated = makeSelectionFilter(settings, context);
         query.filter = isolated.get();

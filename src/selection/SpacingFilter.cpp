@@ -30,7 +30,7 @@ void SpacingFilter::collect(unsigned worker, const PointRecord& point, std::uint
         const std::int64_t d = q[a] - static_cast<std::int64_t>(c[a]) * divide_[a].divisor() - half_[a];
         squared += d * d;
     }
-    const Pending pending{cellHash(c[0], c[1], c[2]), {c[0], c[1], c[2], static_cast<float>(squared), global}};
+    const Pending pending{cellHash(c[0], c[1], c[2]), SpacingCell::make(c[0], c[1], c[2], static_cast<float>(squared), global)};
     Worker& w = *workers_[worker];
     w.grid.prefetch(pending.hash);
     if (w.filled < kAhead) {

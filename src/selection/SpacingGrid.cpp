@@ -3,11 +3,11 @@
 namespace ovcf {
 
 void SpacingGrid::rehash(std::size_t capacity) {
-    CellSlots<SpacingCell> old(capacity, kEmptyCell);
+    CellSlots<SpacingCell> old(capacity, SpacingCell{});
     old.swap(slots_);
     // Slot order: the new slots of neighbouring old ones lie close together.
     for (const SpacingCell& cell : old)
-        if (cell.index != kEmpty) place(cellHash(cell.x, cell.y, cell.z), cell);
+        if (!cell.empty()) place(cellHash(cell.x, cell.y, cell.z), cell);
 }
 
 void SpacingGrid::reserve(std::size_t n) {
@@ -18,13 +18,13 @@ void SpacingGrid::reserve(std::size_t n) {
 void SpacingGrid::mergeFrom(const SpacingGrid& other) {
     reserve(entries_ + other.entries_);
     for (const SpacingCell& cell : other.slots_)
-        if (cell.index != kEmpty) add(cellHash(cell.x, cell.y, cell.z), cell);
+        if (!cell.empty()) add(cellHash(cell.x, cell.y, cell.z), cell);
 }
 
 void SpacingGrid::appendKept(std::vector<std::uint64_t>& out) const {
     out.reserve(out.size() + entries_);
     for (const SpacingCell& cell : slots_)
-        if (cell.index != kEmpty) out.push_back(cell.index);
+        if (!cell.empty()) out.push_back(cell.index());
 }
 
 }  // namespace ovcf

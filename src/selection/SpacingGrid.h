@@ -11,16 +11,21 @@ namespace ovcf {
 
 struct SpacingCell {
     std::int32_t x, y, z;
-    float distance;       // squared distance from the cell's centre, quantised units
-    std::uint64_t index;  // global index of the kept point; all-ones: empty slot
+    float distance;  // squared distance from the cell's centre, quantised units
+    // The global index of the kept point, stored inverted: the all-ones index of an empty slot is
+    // then 0, and fresh zeroed memory is an empty table without a pass to fill it.
+    std::uint64_t invertedIndex;
+
+    static SpacingCell make(std::int32_t x, std::int32_t y, std::int32_t z, float distance, std::uint64_t index) {
+        return {x, y, z, distance, ~index};
+    }
+    std::uint64_t index() const { return ~invertedIndex; }
+    bool empty() const { return invertedIndex == 0; }
 };
 
 class SpacingGrid {
 public:
-    static constexpr std::uint64_t kEmpty = ~std::uint64_t{0};
-    static constexpr SpacingCell kEmptyCell{0, 0, 0, 0.0f, kEmpty};
-
-    SpacingGrid() : slots_(64, kEmptyCell) {}
+    SpacingGrid() : slots_(64, SpacingCell{}) {}
 
     // `hash` is cellHash(cell.x, cell.y, cell.z); the point replaces the kept one when nearer,
     // or as near with a lower index.
@@ -28,7 +33,7 @@ public:
         std::size_t mask = slots_.size() - 1;
         for (std::size_t s = hash & mask;; s = (s + 1) & mask) {
             SpacingCell& slot = slots_[s];
-            if (slot.index == kEmpty) {
+            if (slot.empty()) {
                 if (cellTableFull(entries_ + 1, slots_.size())) {
                     rehash(cellTableCapacity(entries_ + 1));
                     place(hash, cell);
@@ -39,9 +44,9 @@ public:
                 return;
             }
             if (slot.x == cell.x && slot.y == cell.y && slot.z == cell.z) {
-                if (cell.distance < slot.distance || (cell.distance == slot.distance && cell.index < slot.index)) {
+                if (cell.distance < slot.distance || (cell.distance == slot.distance && cell.index() < slot.index())) {
                     slot.distance = cell.distance;
-                    slot.index = cell.index;
+                    slot.invertedIndex = cell.invertedIndex;
                 }
                 return;
             }
@@ -64,7 +69,7 @@ private:
     void place(std::uint64_t hash, const SpacingCell& cell) {
         const std::size_t mask = slots_.size() - 1;
         std::size_t s = hash & mask;
-        while (slots_[s].index != kEmpty) s = (s + 1) & mask;
+        while (!slots_[s].empty()) s = (s + 1) & mask;
         slots_[s] = cell;
     }
     void rehash(std::size_t capacity);

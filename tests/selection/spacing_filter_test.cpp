@@ -99,7 +99,8 @@ TEST(SpacingFilterSettings, ASpacingOfZeroOrLessTurnsTheFilterOff) {
 
 TEST(SpacingGrid, EquidistantPointsKeepTheLowerIndexWhateverTheOrderAndMerge) {
     const std::uint64_t hash = cellHash(1, -2, 3);
-    const SpacingCell high{1, -2, 3, 25.0f, 9}, low{1, -2, 3, 25.0f, 4}, nearer{1, -2, 3, 16.0f, 30};
+    const SpacingCell high = SpacingCell::make(1, -2, 3, 25.0f, 9), low = SpacingCell::make(1, -2, 3, 25.0f, 4),
+                      nearer = SpacingCell::make(1, -2, 3, 16.0f, 30);
     SpacingGrid forward, backward, merged, other;
     forward.add(hash, low);
     forward.add(hash, high);
@@ -123,7 +124,7 @@ TEST(CellGrid, TableCapacityCellEdgesAndFloorDivision) {
     const std::pair<std::size_t, std::size_t> capacities[] = {{0, 64}, {38, 64}, {39, 128}, {76, 128}, {77, 256}, {1000, 2048}};
     for (const auto& [entries, capacity] : capacities) EXPECT_EQ(cellTableCapacity(entries), capacity) << entries;
     SpacingGrid grid;
-    for (std::int32_t i = 0; i < 1000; ++i) grid.add(cellHash(i, 0, 0), {i, 0, 0, 0.0f, std::uint64_t(i)});
+    for (std::int32_t i = 0; i < 1000; ++i) grid.add(cellHash(i, 0, 0), SpacingCell::make(i, 0, 0, 0.0f, std::uint64_t(i)));
     EXPECT_EQ(grid.size(), 1000u);
     EXPECT_EQ(grid.capacity(), 2048u);
 
