@@ -194,8 +194,8 @@ struct Overlay {
                       "C colour  E EDL  X X-ray  P size mode  +/- size  Z all  0-5 views  Q quit\n"
                       "R rect  O circle  L polygon  N none  M mode  A all  I invert  K clear  Del delete  U undo  "
                       "T restore  S confirm\n"
-                      "W zoom window  B clip box  V box on/off  H/J thinner/thicker  Y clear box  F filter  "
-                      "D/G filter value down/up%s",
+                      "W zoom window  B clip box  V box on/off  H/J thinner/thicker  Y clear box\n"
+                      "F filter (none, spacing, cloth, isolated, colour)  D/G its value smaller/larger%s",
                       cloud.empty() ? "no cloud" : cloud.c_str(), static_cast<unsigned long long>(state.pointCount),
                       static_cast<unsigned long long>(state.selectedCount),
                       static_cast<unsigned long long>(state.deletedCount),
