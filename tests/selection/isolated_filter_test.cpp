@@ -47,8 +47,9 @@ std::set<std::uint64_t> isolatedPoints(const std::vector<PointRecord>& points, c
             std::set<Cell> seen{start};
             std::uint64_t total = 0;
             for (std::size_t i = 0; i < members.size(); ++i) {
-                total += count[members[i]];
-                block(members[i], [&](const Cell& c, std::uint64_t) {
+                const Cell current = members[i];  // the visit below grows the list
+                total += count[current];
+                block(current, [&](const Cell& c, std::uint64_t) {
                     if (seen.insert(c).second) members.push_back(c);
                 });
             }
