@@ -2,14 +2,17 @@
 
 #include "selection/ClothFilter.h"
 #include "selection/ColorFilter.h"
+#include "selection/IsolatedFilter.h"
+#include "selection/SpacingFilter.h"
 #include "view/PointColors.h"
 
 namespace ovcf {
 
 std::unique_ptr<SelectionFilter> makeSelectionFilter(const SelectionSettings& settings, const FilterContext& context) {
     switch (settings.filter) {
-        case 1:  // spacing
-            return nullptr;
+        case 1:  // spacing; off unless above 0
+            if (!context.header || !(settings.spacing > 0.0)) return nullptr;
+            return std::make_unique<SpacingFilter>(settings.spacing, *context.header);
         case 2: {  // cloth
             ClothParameters cloth;
             cloth.alongView = settings.clothAxis == 1;
@@ -19,7 +22,9 @@ std::unique_ptr<SelectionFilter> makeSelectionFilter(const SelectionSettings& se
             return std::make_unique<ClothFilter>(cloth, context.viewDirection);
         }
         case 3:  // isolated points
-            return nullptr;
+            if (!context.header) return nullptr;
+            return std::make_unique<IsolatedFilter>(settings.isolatedRadius, settings.isolatedNeighbors,
+                                                    settings.isolatedGroup, *context.header);
         case 4: {  // colour
             const RenderSettings render = context.render ? *context.render : RenderSettings{};
             const std::uint32_t format = context.header ? context.header->pointFormat : PointFormatXyzRgb;

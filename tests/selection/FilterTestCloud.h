@@ -1,12 +1,13 @@
-// A cloud of chosen points for the filter tests: written into a full octree of depth 2 (each point
-// in the leaf whose cube holds it), read back so that every global index has its record, its
-// position in the view's local frame and its node's level, and selected through the engine with
-// a top view and a shape that holds everything.
+// A small cloud for the filter tests, written to a file: a root and its eight children holding
+// dense clusters, scattered single points and exact repeats of other nodes' points; the camera
+// looks down on it. The fixture knows every point by global index and which ones a shape holds,
+// projected here as the engine projects them.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <array>
+#include <random>
 #include <set>
 #include <vector>
 
@@ -20,106 +21,137 @@
 
 namespace ovcf::test {
 
-// A point at (x, y, z) metres from the corner of the test cube (65.536 m on a side, 1 mm steps).
-inline PointRecord pointAt(double x, double y, double z) {
-    const OvcfWriterParams params = knownParams(2, true);
-    PointRecord p;
-    p.x = params.rootOrigin[0] + static_cast<std::uint32_t>(std::lround(x / params.step[0]));
-    p.y = params.rootOrigin[1] + static_cast<std::uint32_t>(std::lround(y / params.step[1]));
-    p.z = params.rootOrigin[2] + static_cast<std::uint32_t>(std::lround(z / params.step[2]));
-    return p;
+inline KnownCloud filterTestCloud() {
+    KnownCloud cloud;
+    cloud.params = knownParams(2, true);
+    std::mt19937 random(97);
+    std::vector<NodeKey> keys{{0, 0, 0, 0}};
+    for (std::uint32_t o = 0; o < 8; ++o) keys.push_back(childKey(keys[0], o));
+    std::vector<PointRecord> all;
+    for (std::size_t n = 1; n < keys.size(); ++n) {
+        const auto origin = nodeOrigin(cloud.params.rootOrigin, cloud.params.rootExponent, keys[n]);
+        const std::uint32_t side = std::uint32_t(nodeCubeSide(cloud.params.rootExponent, keys[n].level));
+        std::vector<PointRecord> points;
+        const auto inCube = [&](std::uint32_t margin) {
+            PointRecord p;
+            p.x = origin[0] + margin + random() % (side - 2 * margin);
+            p.y = origin[1] + margin + random() % (side - 2 * margin);
+            p.z = origin[2] + margin + random() % (side - 2 * margin);
+            return p;
+        };
+        // Clusters of 3 to 60 points within 0.3 m of a centre, then lone points.
+        for (int c = 0; c < 10; ++c) {
+            const PointRecord centre = inCube(1000);
+            const int size = 3 + int(random() % 58);
+            for (int i = 0; i < size; ++i) {
+                PointRecord p = centre;
+                p.x += random() % 601 - 300;
+                p.y += random() % 601 - 300;
+                p.z += random() % 601 - 300;
+                points.push_back(p);
+            }
+        }
+        for (int i = 0; i < 40; ++i) points.push_back(inCube(0));
+        std::shuffle(points.begin(), points.end(), random);
+        for (PointRecord& p : points) p.intensity = std::uint16_t(random());
+        all.insert(all.end(), points.begin(), points.end());
+        cloud.nodes.push_back({keys[n], points});
+    }
+    // The root repeats some of its children's points exactly.
+    std::vector<PointRecord> root;
+    for (std::size_t i = 0; i < all.size(); i += 7) root.push_back(all[i]);
+    cloud.nodes.insert(cloud.nodes.begin(), {keys[0], root});
+    return cloud;
 }
-
-struct ReadPoint {
-    PointRecord record;
-    Vec3d local;  // world minus the local origin, as the engine computes it
-    std::uint32_t level = 0;
-};
 
 class FilterCloudTest : public ::testing::Test {
 protected:
-    static constexpr int kWidth = 320, kHeight = 240;
+    static constexpr int kWidth = 400, kHeight = 300;
 
-    // Writes the points and opens the cloud; `points[k]` becomes whatever global index its leaf
-    // gives it, so tests work on `cloud` (by global index) afterwards.
-    void makeCloud(const std::vector<PointRecord>& points) {
-        KnownCloud known;
-        known.params = knownParams(2, true);
-        std::vector<NodeKey> keys{{0, 0, 0, 0}};
-        for (std::size_t i = 0; i < keys.size(); ++i)
-            if (keys[i].level < 2)
-                for (std::uint32_t o = 0; o < 8; ++o) keys.push_back(childKey(keys[i], o));
-        for (const NodeKey& key : keys) known.nodes.push_back({key, {}});
-        for (const PointRecord& p : points) {
-            const std::uint32_t shift = known.params.rootExponent - 2;
-            const NodeKey leaf{2, (p.x - known.params.rootOrigin[0]) >> shift, (p.y - known.params.rootOrigin[1]) >> shift,
-                               (p.z - known.params.rootOrigin[2]) >> shift};
-            for (KnownNode& node : known.nodes)
-                if (node.key == leaf) node.points.push_back(p);
-        }
-        path = dir.file("cloud.ovcf");
-        writeCloud(path, known);
+    void SetUp() override {
+        cloud = filterTestCloud();
+        path = dir.file("filters.ovcf");
+        writeCloud(path, cloud);
         std::string error;
         ASSERT_TRUE(reader.open(path, error)) << error;
-        const FileHeader& h = reader.header();
-        reference = cloudReferencePoint(h);
-        nodes = describeNodes(h, reader.nodes(), reference);
-        cloud.assign(h.pointCount, {});
+        points.resize(reader.header().pointCount);
         std::vector<PointRecord> read;
         for (std::uint32_t n = 0; n < reader.nodes().size(); ++n) {
             ASSERT_TRUE(reader.readNode(n, read, error)) << error;
-            for (std::size_t j = 0; j < read.size(); ++j) {
-                ReadPoint& r = cloud[reader.nodes()[n].firstPoint + j];
-                r.record = read[j];
-                r.local = {std::int32_t(read[j].x) * h.step[0] + h.offset[0] - reference.x,
-                           std::int32_t(read[j].y) * h.step[1] + h.offset[1] - reference.y,
-                           std::int32_t(read[j].z) * h.step[2] + h.offset[2] - reference.z};
-                r.level = reader.nodes()[n].level;
-            }
+            std::copy(read.begin(), read.end(), points.begin() + std::ptrdiff_t(reader.nodes()[n].firstPoint));
         }
+        reference = cloudReferencePoint(reader.header());
+        nodes = describeNodes(reader.header(), reader.nodes(), reference);
         camera.setViewport(kWidth, kHeight);
         camera.renderOrigin = reference;
-        camera.fitBox({h.boundsMin[0], h.boundsMin[1], h.boundsMin[2]}, {h.boundsMax[0], h.boundsMax[1], h.boundsMax[2]});
         camera.setStandardView(0);
-        selection.reset(h.pointCount);
+        const FileHeader& h = reader.header();
+        camera.fitBox({h.boundsMin[0], h.boundsMin[1], h.boundsMin[2]}, {h.boundsMax[0], h.boundsMax[1], h.boundsMax[2]});
+        selection.reset(points.size());
     }
 
-    // The global indices the engine selects with `filter` over the whole cloud.
-    std::set<std::uint64_t> select(SelectionFilter& filter, int readers, SelectionReport* report = nullptr) {
-        engine.open(path, readers);
+    SelectionQuery query(SelectionFilter* filter) const {
         SelectionQuery q;
         q.viewProjection = camera.viewProjection();
-        q.localOrigin = camera.renderOrigin;
+        q.localOrigin = reference;
         q.viewportWidth = kWidth;
         q.viewportHeight = kHeight;
-        q.filter = &filter;
-        ScreenShape everything;
-        everything.setRectangle(-1e6f, -1e6f, 1e6f, 1e6f);
-        const SelectionReport r = engine.select(everything, CombineReplace, q, reader.header(), nodes, selection);
-        if (report) *report = r;
+        q.filter = filter;
+        return q;
+    }
+
+    Vec3d local(const PointRecord& p) const {
+        const FileHeader& h = reader.header();
+        return {std::int32_t(p.x) * h.step[0] + h.offset[0] - reference.x, std::int32_t(p.y) * h.step[1] + h.offset[1] - reference.y,
+                std::int32_t(p.z) * h.step[2] + h.offset[2] - reference.z};
+    }
+
+    // Whether the shape holds point g (in front of the camera and inside).
+    bool inside(const ScreenShape& shape, std::uint64_t g) const {
+        const std::array<float, 16> m = camera.viewProjection();
+        const Vec3d d = local(points[g]);
+        const double w = m[3] * d.x + m[7] * d.y + m[11] * d.z + m[15];
+        if (w <= 1e-9) return false;
+        const double x = ((m[0] * d.x + m[4] * d.y + m[8] * d.z + m[12]) / w + 1.0) * kWidth * 0.5;
+        const double y = (1.0 - (m[1] * d.x + m[5] * d.y + m[9] * d.z + m[13]) / w) * kHeight * 0.5;
+        return shape.contains(float(x), float(y));
+    }
+
+    SelectionReport run(const ScreenShape& shape, SelectionFilter& filter, int readers, const SelectionQuery* custom = nullptr) {
+        engine.open(path, readers);
+        const SelectionQuery q = custom ? *custom : query(&filter);
+        return engine.select(shape, CombineReplace, q, reader.header(), nodes, selection);
+    }
+
+    std::set<std::uint64_t> selected() const {
         std::set<std::uint64_t> out;
         for (std::uint64_t g = 0; g < selection.pointCount(); ++g)
             if (selection.test(g)) out.insert(g);
         return out;
     }
 
-    template <typename Rule>
-    std::set<std::uint64_t> predicted(Rule rule) const {
-        std::set<std::uint64_t> out;
-        for (std::uint64_t g = 0; g < cloud.size(); ++g)
-            if (rule(cloud[g])) out.insert(g);
-        return out;
-    }
-
     TempDir dir{"orvane_filters"};
+    KnownCloud cloud;
+    std::vector<PointRecord> points;  // by global index
     std::string path;
     OvcfReader reader;
     Vec3d reference;
     std::vector<NodeInfo> nodes;
-    std::vector<ReadPoint> cloud;
     Camera camera;
     PointBitmap selection;
     SelectionEngine engine;
 };
+
+inline ScreenShape rectangleShape(float x0, float y0, float x1, float y1) {
+    ScreenShape s;
+    s.setRectangle(x0, y0, x1, y1);
+    return s;
+}
+
+inline ScreenShape circleShape(float cx, float cy, float radius) {
+    ScreenShape s;
+    s.setCircle(cx, cy, cx + radius, cy);
+    return s;
+}
 
 }  // namespace ovcf::test

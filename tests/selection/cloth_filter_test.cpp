@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "FilterTestCloud.h"
+#include "ChosenPointsCloud.h"
 #include "selection/ClothFilter.h"
 
 namespace ovcf::test {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <random>
 
-#include "FilterTestCloud.h"
+#include "ChosenPointsCloud.h"
 #include "core/NumberFormat.h"
 #include "selection/CieLab.h"
 #include "selection/ColorFilter.h"

@@ -22,6 +22,9 @@
 // Picking: F plane by three points (left clicks fix them, right click takes one back, Escape
 // cancels), D coordinates under the cursor on/off, G picks the colour under the cursor as the
 // colour filter's reference.
+// Filters of the selection tools: F5 chooses the next one (none, spacing, cloth, isolated points,
+// colour), F6 and F7 make its main value smaller and larger (spacing, isolated-points radius,
+// cloth cell, colour tolerance).
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -88,8 +91,40 @@ bool parse(int argc, char** argv, Options& options) {
 }
 
 // Parameter ids of the table (see PC_GetParamInfo).
-enum Param { ViewMode = 0, ColorMode = 1, SizeMode = 2, PixelSize = 3, PointSize = 4, Edl = 8 };
+enum Param {
+    ViewMode = 0, ColorMode = 1, SizeMode = 2, PixelSize = 3, PointSize = 4, Edl = 8,
+    Filter = 22, Spacing = 23, ClothResolution = 25, IsolatedRadius = 28, IsolatedNeighbours = 29, ColourTolerance = 31
+};
+
+// The parameter each filter is tuned by from the keyboard (none for "no filter").
+int filterValue(int filter) {
+    static const int values[] = {-1, Spacing, ClothResolution, IsolatedRadius, ColourTolerance};
+    return filter >= 0 && filter < 5 ? values[filter] : -1;
+}
+
+void changeFilterValue(PcView view, double factor) {
+    const int value = filterValue(static_cast<int>(PC_GetValue(view, Filter)));
+    if (value >= 0) PC_SetValue(view, value, PC_GetValue(view, value) * factor);  // the table clamps
+}
+
+// "spacing 0.050 m" and the like, for the overlay.
+std::string filterText(PcView view) {
+    char text[96];
+    switch (static_cast<int>(PC_GetValue(view, Filter))) {
+        case 1: std::snprintf(text, sizeof text, "spacing %.3f m", PC_GetValue(view, Spacing)); break;
+        case 2: std::snprintf(text, sizeof text, "cloth, cells of %.2f m", PC_GetValue(view, ClothResolution)); break;
+        case 3:
+            std::snprintf(text, sizeof text, "isolated points, radius %.2f m, %d neighbours", PC_GetValue(view, IsolatedRadius),
+                          static_cast<int>(PC_GetValue(view, IsolatedNeighbours)));
+            break;
+        case 4: std::snprintf(text, sizeof text, "colour, tolerance %.1f", PC_GetValue(view, ColourTolerance)); break;
+        default: return "none";
+    }
+    return text;
+}
 constexpr int ColourFilterSlot = 4;
+// Virtual-key codes of the function keys that tune the selection filter.
+constexpr int KeyF5 = 0x74, KeyF6 = 0x75, KeyF7 = 0x76;
 
 void changePointSize(PcView view, int direction) {
     if (PC_GetValue(view, SizeMode) == 0.0)
@@ -142,6 +177,9 @@ void onKey(PcView view, HostWindow& host, int key) {
         case 'F': PC_StartPlaneByThreePoints(view); return;
         case 'D': PC_SetCursorReadout(view, !PC_CursorReadout(view)); return;
         case 'G': pickFilterColour(view, host); return;
+        case KeyF5: PC_SetValue(view, Filter, (static_cast<int>(PC_GetValue(view, Filter)) + 1) % 5); return;
+        case KeyF6: changeFilterValue(view, 1.0 / 1.5); return;
+        case KeyF7: changeFilterValue(view, 1.5); return;
         default:
             if (key >= '0' && key <= '5') PC_SetStandardView(view, key - '0');
             return;
@@ -187,18 +225,20 @@ struct Overlay {
         char text[1024];
         std::snprintf(text, sizeof text,
                       "%s\n%llu points: %llu selected, %llu deleted, %llu surviving%s\n"
-                      "tool: %s (%s)%s\n"
+                      "tool: %s (%s), filter: %s%s\n"
                       "C colour  E EDL  X X-ray  P size mode  +/- size  Z all  0-5 views  Q quit\n"
                       "R rect  O circle  L polygon  N none  M mode  A all  I invert  K clear  Del delete  U undo  "
                       "T restore  S confirm\n"
                       "W zoom window  B clip box  V box on/off  H/J thinner/thicker  Y clear box\n"
-                      "F plane by 3 points  D coordinates on/off  G pick colour for the filter%s%s",
+                      "F plane by 3 points  D coordinates on/off  G pick colour for the filter\n"
+                      "F5 filter (none, spacing, cloth, isolated, colour)  F6/F7 its value smaller/larger%s%s",
                       cloud.empty() ? "no cloud" : cloud.c_str(), static_cast<unsigned long long>(state.pointCount),
                       static_cast<unsigned long long>(state.selectedCount),
                       static_cast<unsigned long long>(state.deletedCount),
                       static_cast<unsigned long long>(state.pointCount - state.deletedCount),
                       state.hasUnsavedChanges ? " (not confirmed)" : "",
                       tools[state.selectionTool < 4 ? state.selectionTool : 0], modes[state.combineMode < 3 ? state.combineMode : 0],
+                      filterText(view).c_str(),
                       state.polygonVertexCount ? " - click to add vertices, Enter closes" : "",
                       state.rectTool == 1 ? "\nzoom window: drag a rectangle"
                       : state.rectTool == 2 ? "\nclip box: drag a rectangle over the points to keep"
