@@ -36,7 +36,7 @@ struct ReadPoint {
     std::uint32_t level = 0;
 };
 
-class FilterCloudTest : public ::testing::Test {
+class ChosenPointsTest : public ::testing::Test {
 protected:
     static constexpr int kWidth = 320, kHeight = 240;
 

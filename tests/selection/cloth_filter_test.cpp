@@ -42,7 +42,7 @@ TEST(ClothFrameTest, VerticalOrAlongTheView) {
     EXPECT_NEAR(tilted.u.z, 0.0, 1e-12);  // the cloth's first axis stays level
 }
 
-class ClothFilterTest : public FilterCloudTest {
+class ClothFilterTest : public ChosenPointsTest {
 protected:
     // A scene point: (a, b) across the ground, `height` above it.
     struct ScenePoint {

@@ -54,7 +54,7 @@ TEST(CieLabTest, PublishedValuesOfPrimariesAndWhite) {
     }
 }
 
-class ColorFilterTest : public FilterCloudTest {
+class ColorFilterTest : public ChosenPointsTest {
 protected:
     static constexpr std::uint32_t kTarget = 0x5A8C3C;
 
