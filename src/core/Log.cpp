@@ -8,6 +8,7 @@
 #include <mutex>
 #include <vector>
 
+#include "core/FixedText.h"
 #include "platform/SystemLogFile.h"
 
 namespace ovcf {
@@ -128,6 +129,41 @@ void setStandardErrorEcho(bool enabled) {
     LogState& s = state();
     std::lock_guard<std::mutex> guard(s.lock);
     s.echo = enabled;
+}
+
+void logFatalLine(const char* message) {
+    const double t = secondsSinceFirstLine();
+    char line[kLogRingSlotBytes + 8];
+    FixedText text(line, sizeof line);
+    text.append("[");
+    text.appendFixed(t, 8, 3);
+    text.append("] ");
+    text.append(logLevelName(LogError));
+    text.append(" ");
+    text.append(message);
+
+    const std::uint32_t slot = gRingCounter.fetch_add(1, std::memory_order_relaxed) % kLogRingSlots;
+    FixedText ring(gRing[slot], kLogRingSlotBytes);
+    ring.append(text.text());
+
+    // The whole line for the outputs: the ring's copy above may be cut.
+    LogState& s = state();
+    std::unique_lock<std::mutex> guard(s.lock, std::try_to_lock);
+    if (!guard.owns_lock()) return;
+    char head[32];
+    FixedText prefix(head, sizeof head);
+    prefix.append("[");
+    prefix.appendFixed(t, 8, 3);
+    prefix.append("] ERROR ");
+    std::size_t length = 0;
+    while (message[length]) ++length;
+    for (std::FILE* stream : {s.echo ? stderr : nullptr, s.file}) {
+        if (!stream) continue;
+        writeLogFileDirect(stream, prefix.text(), prefix.size());
+        writeLogFileDirect(stream, message, length);
+        writeLogFileDirect(stream, "\n", 1);
+    }
+    if (s.sink) s.sink(LogError, message, s.sinkUserData);
 }
 
 std::size_t copyRecentLines(char* buffer, std::size_t capacity) {
