@@ -15,7 +15,5 @@ inline bool claim() {
 }
 inline void finish() { gState.store(2); }
 inline bool finished() { return gState.load() == 2; }
-// Tests run several faults in fresh processes only; this is for the portable tests.
-inline void resetForTesting() { gState.store(0); }
 
 }  // namespace ovcf::firstfault

@@ -9,6 +9,10 @@
 #include <iterator>
 #include <sstream>
 
+#if !defined(_WIN32)
+#include <signal.h>
+#endif
+
 namespace fs = std::filesystem;
 
 namespace ovcf::test {
@@ -52,6 +56,23 @@ void causeFault(Fault fault) {
     }
     std::abort();  // the fault did not happen: the test must not see a clean end
 }
+
+#if defined(_WIN32)
+bool crashHandlersCanBeInstalled() { return true; }
+#else
+namespace {
+void probeHandler(int) {}
+}  // namespace
+
+bool crashHandlersCanBeInstalled() {
+    struct sigaction probe {}, previous {}, seen {};
+    probe.sa_handler = &probeHandler;
+    sigemptyset(&probe.sa_mask);
+    if (sigaction(SIGSEGV, &probe, &previous) != 0) return false;
+    sigaction(SIGSEGV, &previous, &seen);
+    return seen.sa_handler == &probeHandler;
+}
+#endif
 
 void setEnvironment(const char* name, const std::string& value) {
 #if defined(_WIN32)

@@ -38,6 +38,10 @@ private:
     bool hadLocalAppData_ = false;
 };
 
+// False when something in the process (a sanitizer run with allow_user_segv_handler=0) keeps the
+// fault signals for itself, so that a crash handler installed now would never run.
+bool crashHandlersCanBeInstalled();
+
 // The whole file as bytes, empty when it cannot be read.
 std::string readWholeFile(const std::string& path);
 void setEnvironment(const char* name, const std::string& value);
