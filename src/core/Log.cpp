@@ -132,29 +132,23 @@ void setStandardErrorEcho(bool enabled) {
 }
 
 void logFatalLine(const char* message) {
-    const double t = secondsSinceFirstLine();
-    char line[kLogRingSlotBytes + 8];
-    FixedText text(line, sizeof line);
-    text.append("[");
-    text.appendFixed(t, 8, 3);
-    text.append("] ");
-    text.append(logLevelName(LogError));
-    text.append(" ");
-    text.append(message);
-
-    const std::uint32_t slot = gRingCounter.fetch_add(1, std::memory_order_relaxed) % kLogRingSlots;
-    FixedText ring(gRing[slot], kLogRingSlotBytes);
-    ring.append(text.text());
-
-    // The whole line for the outputs: the ring's copy above may be cut.
-    LogState& s = state();
-    std::unique_lock<std::mutex> guard(s.lock, std::try_to_lock);
-    if (!guard.owns_lock()) return;
     char head[32];
     FixedText prefix(head, sizeof head);
     prefix.append("[");
-    prefix.appendFixed(t, 8, 3);
-    prefix.append("] ERROR ");
+    prefix.appendFixed(secondsSinceFirstLine(), 8, 3);
+    prefix.append("] ");
+    prefix.append(logLevelName(LogError));
+    prefix.append(" ");
+
+    const std::uint32_t slot = gRingCounter.fetch_add(1, std::memory_order_relaxed) % kLogRingSlots;
+    FixedText ring(gRing[slot], kLogRingSlotBytes);
+    ring.append(prefix.text());
+    ring.append(message);
+
+    // The faulting thread may hold the lock: then the ring is all this line reaches.
+    LogState& s = state();
+    std::unique_lock<std::mutex> guard(s.lock, std::try_to_lock);
+    if (!guard.owns_lock()) return;
     std::size_t length = 0;
     while (message[length]) ++length;
     for (std::FILE* stream : {s.echo ? stderr : nullptr, s.file}) {
