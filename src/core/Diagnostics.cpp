@@ -39,13 +39,19 @@ void crashFilePath(char* target, const char* stamp, bool dump) {
         out.appendFormat(dump ? "%s/%s_%s.dmp" : "%s/%s_%s.txt", s.folder, kDiagnosticsFilePrefix, stamp);
 }
 
+void writeReport(const CrashFacts& facts, const char* reportPath, const char* dumpPath) {
+    static char report[kCrashReportBytes];
+    FixedText text(report, sizeof report);
+    buildCrashReport(text, facts, gSettings.programName, kVersionLine, dumpPath);
+    writeCrashFile(reportPath, text.text(), text.size());
+}
+
 // The writer the platform's handlers call for the first fatal error. Static buffers: nothing
 // else may be reporting at the same time.
 void writeCrashReportFiles(const CrashFacts& facts) {
     static char stamp[kCrashStampBytes];
     static char dumpPath[kCrashPathBytes];
     static char reportPath[kCrashPathBytes];
-    static char report[kCrashReportBytes];
     static char line[kCrashPathBytes + 128];
 
     FixedText stampText(stamp, sizeof stamp);
@@ -53,10 +59,12 @@ void writeCrashReportFiles(const CrashFacts& facts) {
     crashFilePath(dumpPath, stamp, true);
     crashFilePath(reportPath, stamp, false);
 
-    const bool dumped = writeCrashDump(dumpPath, facts, gSettings.fullMemoryDump, gSettings.dumpLibrary);
-    FixedText reportText(report, sizeof report);
-    buildCrashReport(reportText, facts, gSettings.programName, kVersionLine, dumped ? dumpPath : nullptr);
-    writeCrashFile(reportPath, reportText.text(), reportText.size());
+    // The report goes out once before the dump, saying there is none: a dump that hangs or
+    // outlasts the faulting thread's wait (Wine's dbghelp can take 25 s) must not cost the
+    // report. A dump written rewrites it with the dump's path.
+    writeReport(facts, reportPath, nullptr);
+    if (writeCrashDump(dumpPath, facts, gSettings.fullMemoryDump, gSettings.dumpLibrary))
+        writeReport(facts, reportPath, dumpPath);
 
     FixedText message(line, sizeof line);
     message.appendFormat("ERRORE FATALE (%s). Rapporto in '%s'", facts.cause, reportPath);
