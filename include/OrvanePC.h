@@ -154,7 +154,8 @@ PC_API int PC_CALL PC_SetLogCallback(PcLogCallback callback, void* userData);
  * runtime parameter, abort; on Linux SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT) the first one only
  * writes crash_edit_nuv_<time>.txt, an Italian report, and on Windows crash_edit_nuv_<time>.dmp,
  * a minidump; then the process ends (on Linux the signal goes on to the handler installed before).
- * programName, shown in reports, may be null ("OrvanePC"). Calling it again reopens the log.
+ * programName, shown in reports, may be null ("OrvanePC"). A second call keeps the log so far as
+ * the previous one and starts a new one; the handlers stay as installed.
  * Returns 0. */
 PC_API int PC_CALL PC_InitializeDiagnostics(const char* programName);
 

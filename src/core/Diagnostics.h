@@ -16,8 +16,9 @@ std::string diagnosticsFolderFor(const std::string& localAppData, const std::str
 
 // Creates the folder, keeps the previous log, opens the new one, stops the standard-error echo,
 // installs the crash handlers (once per process) and logs where reports go. `programName` is
-// shown in reports; null or empty gives "OrvanePC". Calling it again reopens the log and updates
-// the settings. Never throws on the system's failures: reports then go where they can.
+// shown in reports; null or empty gives "OrvanePC". Calling it again keeps the log so far as the
+// previous one, starts a new one and updates the settings. The system's failures are not errors:
+// reports then go where they can, log lines stay on standard error without a log file.
 void initializeDiagnostics(const char* programName);
 
 // Settings no export reaches: a full-memory dump instead of the compact one, and the library
