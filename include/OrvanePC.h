@@ -279,22 +279,40 @@ PC_API void PC_CALL PC_ScaleClipBoxThickness(PcView view, double factor);
 
 /* ---- Plane by three points -------------------------------------------------------------- */
 
+/* Starts picking a plane by three points: disarms the navigation tool and restarts from no point;
+ * raises event 3. While picking, each left click in the view (not over the navigation cube) takes
+ * the real point within 0.5 m of what is drawn under the cursor (or the drawn position itself)
+ * and raises event 3; a right click takes the last point back. The third point fits the plane,
+ * unless the triangle's height is below 2 % of its longest side (then the two points stay for a
+ * better third), and turns the camera to look perpendicularly onto it, its centroid the new
+ * target, the distance kept. PC_CancelTools and Escape also cancel the pick. */
 PC_API void PC_CALL PC_StartPlaneByThreePoints(PcView view);
+/* Forgets the points being picked or the last plane; raises event 3 when there was anything. The
+ * camera stays where it is. */
 PC_API void PC_CALL PC_CancelPlanePick(PcView view);
-/* Removes the last picked plane point; status 0/1/7. */
+/* Removes the last picked plane point and raises event 3; status 0, 1, or 7 "there is no plane
+ * point to remove" (also once the plane is made: its points are gone). */
 PC_API int PC_CALL PC_RemoveLastPlanePoint(PcView view);
-/* 3 when the plane is complete, else points picked, or -1 when no pick runs (invalid: -1). */
+/* 3 when the plane is made, else the points picked (0..2) while picking, or -1 when no pick runs
+ * (invalid: -1). */
 PC_API int PC_CALL PC_PlanePickState(PcView view);
-/* Copies normal xyz, centroid xyz, height ratio, inclination; 1 when copied, else 0. */
+/* Copies 8 doubles: the unit normal x, y, z (turned towards the camera), the centroid x, y, z,
+ * the height ratio (triangle height over its longest side) and the inclination in degrees from
+ * the horizontal; 1 when a plane was made and copied, else 0 (also for a null out8). */
 PC_API int PC_CALL PC_GetLastPlane(PcView view, double* out8);
 
 /* ---- Cursor readout and picking --------------------------------------------------------- */
 
+/* Shows or hides the world coordinates under the cursor in the view's bottom-left corner; they
+ * follow the cursor with every frame drawn. Switching off forgets the point. No event. */
 PC_API void PC_CALL PC_SetCursorReadout(PcView view, int enabled);
 PC_API int PC_CALL PC_CursorReadout(PcView view);         /* flag (invalid: 0) */
-/* Copies the world point under the cursor; 1 when known, else 0. */
+/* Copies the world point x, y, z under the cursor as of the last frame; 1 when the readout is on
+ * and a point is known, else 0 (also for a null out3). */
 PC_API int PC_CALL PC_GetCursorPoint(PcView view, double* out3);
-/* Colour of the point at window pixel (x, y), 0xFFFFFFFF for none (invalid: 0xFFFFFFFF). */
+/* 0xRRGGBB of the point drawn nearest to window pixel (x, y) (within 12 pixels), as the current
+ * colour mode shows it; 0xFFFFFFFF for none, before the first frame, and for an invalid handle.
+ * The colour filter's reference is left alone: set it with PC_SetColor slot 4. */
 PC_API uint32_t PC_CALL PC_PickColor(PcView view, double x, double y);
 
 /* ---- Selection -------------------------------------------------------------------------- */

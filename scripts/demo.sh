@@ -8,7 +8,9 @@
 # --windows runs the Windows build of the demo under Wine instead.
 # Headless, unless pcview options with --do or --script are given, the demo replays a short edit
 # through the window system: a rectangle selection (build/demo/pcview-selected.png), its
-# deletion, a polygon being drawn (build/demo/pcview-polygon.png), its deletion, then a clip box
+# deletion, a polygon being drawn (build/demo/pcview-polygon.png), its deletion, the coordinates
+# under the cursor, a colour picked for the colour filter, the view turned onto a plane through
+# three clicked points (build/demo/pcview-plane.png), then a clip box
 # drawn from the top and widened by dragging a face handle, and the final picture seen from the
 # side. Nothing is confirmed, so the cloud's file is never changed by the demo.
 set -euo pipefail
@@ -53,7 +55,9 @@ if [ "$headless" -eq 1 ]; then
     args+=(--size 1024x720 --do "tool rect; drag 380,250 640,470; screenshot build/demo/pcview-selected.png;
       expect selected >0; delete; expect selected =0; tool polygon; click 180,330; click 330,300; click 360,420;
       click 250,470; frames 2; screenshot build/demo/pcview-polygon.png; key enter; delete; tool none;
-      expect deleted >0; readback; view 0; rect clipbox; drag 330,200 700,520; drag 700,360 800,360; view -1")
+      expect deleted >0; readback; readout on; move 760,420; pickcolor 760,420; plane start; click 700,300;
+      click 830,420; click 700,560; expect planestate =3; screenshot build/demo/pcview-plane.png; plane cancel;
+      readout off; zoomall; view 0; rect clipbox; drag 330,200 700,520; drag 700,360 800,360; view -1")
   fi
 fi
 

@@ -7,6 +7,15 @@
 namespace ovcf {
 namespace {
 
+// A plane point from the last frame's depth, under the wait cursor: searching the loaded points
+// may take a moment.
+void addPlanePoint(PcViewObject& view, const InputEvent& event) {
+    if (view.window) view.window->setWaitCursor(true);
+    const bool changed = view.window && view.window->makeCurrent() && view.controller->addPlanePoint(event.x, event.y);
+    if (view.window) view.window->setWaitCursor(false);
+    if (changed) emitViewEvent(view, PC_EVENT_TOOL_STATE_CHANGED);
+}
+
 void onButtonDown(PcViewObject& view, const InputEvent& event) {
     NavigationController& navigation = *view.navigation;
     ViewController& controller = *view.controller;
@@ -22,6 +31,10 @@ void onButtonDown(PcViewObject& view, const InputEvent& event) {
         case ButtonLeft: {
             if (navigation.navigationTool() == NavigationNone) {
                 const bool overCube = controller.cube.hitFace(event.x, event.y, controller.camera) != CubeFaceNone;
+                if (controller.planePick.tracing() && !overCube) {
+                    addPlanePoint(view, event);
+                    break;
+                }
                 if (tools.state().rectTool != RectToolNone) {
                     tools.beginRectangle(event.x, event.y);
                     break;
@@ -47,6 +60,7 @@ void onPointerMove(PcViewObject& view, const InputEvent& event) {
     NavigationController& navigation = *view.navigation;
     ViewController& controller = *view.controller;
     ToolStateMachine& tools = *view.tools;
+    controller.cursorMoved(event.x, event.y);
     view.rightClick.move(event.x, event.y);
     ClipBox& box = controller.clipBox;
     if (box.pressedHandle() != ClipBox::kNoHandle) {
@@ -109,12 +123,17 @@ void onButtonUp(PcViewObject& view, const InputEvent& event) {
         case ButtonRight: {
             const bool click = view.rightClick.release();
             navigation.release(ButtonRight);
-            if (click && tools.polygonCollecting()) tools.removeLastVertex();
+            if (click && tools.polygonCollecting()) {
+                tools.removeLastVertex();
+            } else if (click && view.controller->planePick.tracing() && view.controller->planePick.pointCount() > 0) {
+                view.controller->planePick.removeLastPoint();
+                emitViewEvent(view, PC_EVENT_TOOL_STATE_CHANGED);
+            }
             break;
         }
         case ButtonMiddle: navigation.release(ButtonMiddle); break;
         case ButtonLeft: {
-            if (navigation.navigationTool() != NavigationNone) {
+            if (navigation.navigationTool() != NavigationNone || view.controller->planePick.tracing()) {
                 navigation.release(ButtonLeft);
             } else if (view.controller->clipBox.pressedHandle() != ClipBox::kNoHandle) {
                 view.controller->clipBox.releaseHandle();
@@ -136,6 +155,7 @@ void onButtonUp(PcViewObject& view, const InputEvent& event) {
 }
 
 void onPointerLeft(PcViewObject& view) {
+    view.controller->cursorLeft();
     view.controller->cube.clearHover();
     view.navigation->setCubeHover(false);
 }

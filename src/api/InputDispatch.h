@@ -9,7 +9,8 @@ namespace ovcf {
 
 // context is the PcViewObject.
 void dispatchInput(const InputEvent& event, void* context);
-// Disarms the selection and rectangle tools; true (and event 3) when anything was armed.
+// The common cancel: disarms the selection and rectangle tools and resets the plane pick; true
+// (and event 3) when anything was there.
 bool cancelViewTools(PcViewObject& view);
 
 }  // namespace ovcf

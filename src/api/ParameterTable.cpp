@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "view/PointColors.h"
+
 namespace ovcf {
 namespace {
 
@@ -135,12 +137,6 @@ constexpr const char* kFilterChoices[] = {"filter.none", "filter.spacing", "filt
                                           "filter.isolated", "filter.color"};
 constexpr const char* kClothAxisChoices[] = {"cloth.axis.vertical", "cloth.axis.view"};
 
-constexpr const char* kColorModeNames[] = {
-    "colori reali",          "monocromatica",           "gradazione altimetrica",
-    "scala di grigi",        "immagine negativa",       "componente rossa",
-    "componente verde",      "componente blu",          "componente media",
-    "mappa delle tonalita'", "mappa della luminosita'", "mappa della saturazione",
-    "intensita'",            "classificazione",         "livello di dettaglio"};
 constexpr const char* kCombineModeNames[] = {"sostituisci", "aggiungi", "sottrai"};
 
 struct ChoiceList {
@@ -267,10 +263,7 @@ bool setColor(ViewSettings& settings, int slot, std::uint32_t rgb) {
     return true;
 }
 
-const char* colorModeDisplayName(int mode) {
-    constexpr int count = static_cast<int>(sizeof kColorModeNames / sizeof kColorModeNames[0]);
-    return mode >= 0 && mode < count ? kColorModeNames[mode] : "?";
-}
+const char* colorModeDisplayName(int mode) { return mode < 0 ? "?" : colorModeName(static_cast<std::uint32_t>(mode)); }
 
 const char* combineModeDisplayName(int mode) {
     constexpr int count = static_cast<int>(sizeof kCombineModeNames / sizeof kCombineModeNames[0]);

@@ -20,6 +20,7 @@ public:
     void setWaitCursor(bool waiting) override {
         if (view_.window) view_.window->setWaitCursor(waiting);
     }
+    bool resetPlanePick() override { return view_.controller->planePick.reset(); }
     bool resetClipBoxHandles() override {
         ClipBox& box = view_.controller->clipBox;
         const bool pressed = box.pressedHandle() != ClipBox::kNoHandle;

@@ -20,7 +20,7 @@ DepthStatistics depthStatistics(double x0, double y0, double x1, double y1, int 
     std::vector<double> distances;
     distances.reserve(depth.size());
     for (float d : depth)
-        if (d < 1.0f) distances.push_back(2 * n * f / (f + n - (f - n) * (2.0 * d - 1.0)));
+        if (d < 1.0f) distances.push_back(linearDistance(d, n, f));
     if (distances.empty()) return stats;
     std::sort(distances.begin(), distances.end());
     const std::size_t count = distances.size();

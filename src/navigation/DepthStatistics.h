@@ -17,6 +17,11 @@ struct DepthStatistics {
 // `depth` (row by row, bottom row first); false when there is no depth to read.
 using DepthReader = std::function<bool(int x, int y, int width, int height, std::vector<float>& depth)>;
 
+// A depth buffer value 0..1 as metres along the viewing axis, for the camera's near and far planes.
+inline double linearDistance(double depth, double nearPlane, double farPlane) {
+    return 2 * nearPlane * farPlane / (farPlane + nearPlane - (farPlane - nearPlane) * (2.0 * depth - 1.0));
+}
+
 // The rectangle is widened to whole pixels and clamped to the viewport; samples at 1.0 are
 // background. `nearPlane` and `farPlane` turn depth values into distances.
 DepthStatistics depthStatistics(double x0, double y0, double x1, double y1, int viewportWidth, int viewportHeight,

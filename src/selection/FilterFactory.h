@@ -17,6 +17,9 @@ struct FilterContext {
     const FileHeader* header = nullptr;  // the cloud's quantisation
     Vec3d viewDirection{0, 0, -1};       // unit, from the eye towards the target
     const RenderSettings* render = nullptr;  // the colour mode the user sees
+    // The cloud's lowest and highest z relative to the local origin (the elevation colours).
+    double elevationLow = 0.0;
+    double elevationHigh = 1.0;
 };
 
 std::unique_ptr<SelectionFilter> makeSelectionFilter(const SelectionSettings& settings, const FilterContext& context);

@@ -85,6 +85,46 @@ bool anyBit(const std::vector<std::uint64_t>& part) {
     return std::any_of(part.begin(), part.end(), [](std::uint64_t word) { return word != 0; });
 }
 
+// Clears the dropped points from the partial maps. A long list goes through a map of the
+// candidates' span (the partial maps share the global word alignment); a short one finds each
+// point's node by binary search over the candidates sorted by first point.
+void clearDropped(const std::vector<std::uint64_t>& drop, const std::vector<SelectionCandidate>& candidates,
+                  const std::vector<NodeInfo>& nodes, std::vector<std::vector<std::uint64_t>>& partials) {
+    if (drop.empty()) return;
+    std::uint64_t firstWord = ~std::uint64_t{0}, endWord = 0;
+    for (std::size_t c = 0; c < candidates.size(); ++c) {
+        const NodeInfo& node = nodes[candidates[c].node];
+        firstWord = std::min(firstWord, node.firstPoint >> 6);
+        endWord = std::max(endWord, (node.firstPoint >> 6) + partials[c].size());
+    }
+    if (drop.size() >= (endWord - firstWord) / 8) {
+        std::vector<std::uint64_t> dropped(static_cast<std::size_t>(endWord - firstWord), 0);
+        for (std::uint64_t g : drop)
+            if ((g >> 6) >= firstWord && (g >> 6) < endWord) dropped[(g >> 6) - firstWord] |= std::uint64_t{1} << (g & 63);
+        for (std::size_t c = 0; c < candidates.size(); ++c) {
+            const std::uint64_t* from = dropped.data() + ((nodes[candidates[c].node].firstPoint >> 6) - firstWord);
+            for (std::size_t k = 0; k < partials[c].size(); ++k) partials[c][k] &= ~from[k];
+        }
+        return;
+    }
+    std::vector<std::size_t> order(candidates.size());
+    for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+        return nodes[candidates[a].node].firstPoint < nodes[candidates[b].node].firstPoint;
+    });
+    for (std::uint64_t g : drop) {
+        auto it = std::upper_bound(order.begin(), order.end(), g, [&](std::uint64_t value, std::size_t c) {
+            return value < nodes[candidates[c].node].firstPoint;
+        });
+        if (it == order.begin()) continue;
+        const std::size_t c = *(it - 1);
+        const NodeInfo& node = nodes[candidates[c].node];
+        if (g >= node.firstPoint + node.pointCount || partials[c].empty()) continue;
+        const std::uint64_t bit = (node.firstPoint & 63) + (g - node.firstPoint);
+        partials[c][bit >> 6] &= ~(std::uint64_t{1} << (bit & 63));
+    }
+}
+
 }  // namespace
 
 const char* combineModeName(std::uint32_t mode) {
@@ -215,26 +255,10 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
     if (filter) {
         std::vector<std::uint64_t> drop;
         filter->finish(drop);
-        if (!drop.empty()) {
-            std::vector<std::size_t> order(candidates.size());
-            for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-            std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-                return nodes[candidates[a].node].firstPoint < nodes[candidates[b].node].firstPoint;
-            });
-            for (std::uint64_t g : drop) {
-                auto it = std::upper_bound(order.begin(), order.end(), g, [&](std::uint64_t value, std::size_t c) {
-                    return value < nodes[candidates[c].node].firstPoint;
-                });
-                if (it == order.begin()) continue;
-                const std::size_t c = *(it - 1);
-                const NodeInfo& node = nodes[candidates[c].node];
-                if (g >= node.firstPoint + node.pointCount || partials[c].empty()) continue;
-                const std::uint64_t bit = (node.firstPoint & 63) + (g - node.firstPoint);
-                partials[c][bit >> 6] &= ~(std::uint64_t{1} << (bit & 63));
-            }
-        }
+        clearDropped(drop, candidates, nodes, partials);
+        const double solved = elapsed();
         if (filter->needsSecondPass()) report.nodesReread = secondPass(*filter, projection, candidates, nodes, partials);
-        report.secondPassSeconds = elapsed() - report.firstPassSeconds;
+        report.secondPassSeconds = elapsed() - solved;
     }
 
     // Combine: each partial map starts at its node's first word of the global map.
@@ -264,6 +288,7 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
     report.nodesWhole = static_cast<std::uint32_t>(
         std::count_if(candidates.begin(), candidates.end(), [](const SelectionCandidate& c) { return c.whole; }));
     report.seconds = elapsed();
+    if (filter) filter->fillReport(report);
     if (logLevelThreshold() <= LogInfo) {
         logLine(LogInfo,
                 "selezione %s con %s: %s punti trovati, %s selezionati in tutto (%s esaminati, %u nodi letti, %u sottoalberi scartati) in %.0f ms",

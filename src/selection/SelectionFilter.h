@@ -39,6 +39,8 @@ public:
     virtual bool keep(unsigned worker, const PointRecord& point, std::uint64_t global, const Vec3d& local) { return true; }
     // Its name in the warning of a node that cannot be read again ("isolati", "sporgenze").
     virtual const char* passName() const { return "filtro"; }
+    // After the combine, before the lines: the filter's own fields of the report.
+    virtual void fillReport(SelectionReport& report) const {}
     // After the run's summary line: the filter's own lines, from the run's report.
     virtual void log(const SelectionReport& report) const {}
 };

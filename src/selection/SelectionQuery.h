@@ -20,6 +20,9 @@ public:
     virtual bool contains(const Vec3d& local) const = 0;
     // Whether the axis-aligned box [min, max], widened by `margin` on every side, meets the region.
     virtual bool meetsBox(const Vec3d& min, const Vec3d& max, double margin) const = 0;
+    // Whether the point lies in the region widened by `margin` on every side. By default: a cube
+    // of half-side `margin` around it meets the region.
+    virtual bool containsWithin(const Vec3d& local, double margin) const { return meetsBox(local, local, margin); }
 };
 
 struct SelectionQuery {
@@ -50,6 +53,11 @@ struct SelectionReport {
     double firstPassSeconds = 0.0;    // workers' reading and testing, join included
     double secondPassSeconds = 0.0;
     double seconds = 0.0;
+    // Filled by the filter (SelectionFilter::fillReport) for its lines and the host.
+    std::uint64_t countedInGrid = 0;  // points its grid counted, inside the shape or not
+    std::uint64_t filterKept = 0;     // spacing: points kept; isolated: with enough neighbours
+    std::uint64_t filterCells = 0;    // occupied cells of its grid
+    double solveSeconds = 0.0;        // its work between the passes
 };
 
 }  // namespace ovcf

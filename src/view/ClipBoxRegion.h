@@ -2,6 +2,8 @@
 // minus the view's render origin).
 #pragma once
 
+#include <cmath>
+
 #include "navigation/ClipBox.h"
 #include "selection/SelectionQuery.h"
 
@@ -15,6 +17,14 @@ public:
     bool meetsBox(const Vec3d& min, const Vec3d& max, double margin) const override {
         const Vec3d m{margin, margin, margin};
         return box_.overlapsBox(min + origin_ - m, max + origin_ + m);
+    }
+    // The box grown by `margin` along each of its own axes.
+    bool containsWithin(const Vec3d& local, double margin) const override {
+        if (box_.empty()) return true;
+        const Vec3d d = local + origin_ - box_.centre();
+        for (int a = 0; a < 3; ++a)
+            if (std::fabs(dot(box_.axis(a), d)) > box_.halfExtent(a) + margin) return false;
+        return true;
     }
 
 private:

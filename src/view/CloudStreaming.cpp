@@ -116,6 +116,15 @@ Vec3d CloudStreaming::boundsMax() const {
     return {h.boundsMax[0], h.boundsMax[1], h.boundsMax[2]};
 }
 
+std::optional<NearPoint> CloudStreaming::nearestPoint(const Vec3d& position, double radius,
+                                                     const PointShown& shown) const {
+    if (!open_) return std::nullopt;
+    return findNearestPoint(
+        nodes_, position, radius,
+        [this](std::uint32_t index, std::vector<PointVertex>& vertices) { return residency_.readVertices(index, vertices); },
+        shown);
+}
+
 const StreamingFrame& CloudStreaming::update(const Camera& camera, const RenderSettings& settings,
                                              std::uint64_t frameNumber, const std::array<ClipPlane, 6>* clip) {
     frame_ = {};

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@
 #include "ovcf/OvcfReader.h"
 #include "view/CloudNodes.h"
 #include "view/LevelOfDetail.h"
+#include "view/NearestPoint.h"
 #include "view/NodeLoader.h"
 #include "view/NodeResidency.h"
 #include "view/RenderTypes.h"
@@ -87,6 +89,10 @@ public:
     // to the point count, bits beyond it clear; all clear when the file has none.
     const std::vector<std::uint64_t>& deletedWords() const { return deletedWords_; }
     std::uint64_t deletedCount() const { return deletedCount_; }
+
+    // The nearest point that `shown` accepts within `radius` of a render-space position, among
+    // the resident nodes (context current: their vertices are read back from the GPU).
+    std::optional<NearPoint> nearestPoint(const Vec3d& position, double radius, const PointShown& shown) const;
 
     // The parts, for the renderer's statistics and for tests.
     OvcfReader& reader() { return reader_; }

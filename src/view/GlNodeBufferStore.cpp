@@ -19,6 +19,11 @@ public:
         const GLuint name = buffer;
         glDeleteBuffers(1, &name);
     }
+    bool read(std::uint32_t buffer, std::size_t bytes, void* out) override {
+        if (buffer == 0) return false;
+        glGetNamedBufferSubData(buffer, 0, static_cast<GLsizeiptr>(bytes), out);
+        return true;
+    }
 };
 
 }  // namespace

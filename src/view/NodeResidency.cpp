@@ -23,6 +23,17 @@ void NodeResidency::release(std::uint32_t nodeIndex) {
     e = Entry{};
 }
 
+bool NodeResidency::readVertices(std::uint32_t nodeIndex, std::vector<PointVertex>& vertices) const {
+    vertices.clear();
+    if (!isResident(nodeIndex)) return false;
+    const Entry& e = entries_[nodeIndex];
+    if (e.pointCount == 0) return true;
+    vertices.resize(e.pointCount);
+    if (store_->read(e.buffer, e.pointCount * sizeof(PointVertex), vertices.data())) return true;
+    vertices.clear();
+    return false;
+}
+
 void NodeResidency::releaseAll() {
     for (std::size_t i = 0; i < entries_.size(); ++i) release(static_cast<std::uint32_t>(i));
     totalBytes_ = 0;

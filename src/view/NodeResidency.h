@@ -20,6 +20,11 @@ public:
     // A buffer holding `bytes` bytes from `data`; 0 when none could be made.
     virtual std::uint32_t create(const void* data, std::size_t bytes) = 0;
     virtual void destroy(std::uint32_t buffer) = 0;
+    // Copies `bytes` bytes from the start of a buffer into `out`; false when the store cannot.
+    virtual bool read(std::uint32_t buffer, std::size_t bytes, void* out) {
+        (void)buffer, (void)bytes, (void)out;
+        return false;
+    }
 };
 
 // The real store: glCreateBuffers + glNamedBufferData, glDeleteBuffers. Needs the view's
@@ -56,6 +61,8 @@ public:
         return nodeIndex < entries_.size() && entries_[nodeIndex].resident;
     }
     const Entry& entry(std::uint32_t nodeIndex) const { return entries_[nodeIndex]; }
+    // A resident node's vertices read back from its buffer; false when it is not resident.
+    bool readVertices(std::uint32_t nodeIndex, std::vector<PointVertex>& vertices) const;
     std::uint64_t totalBytes() const { return totalBytes_; }
     std::size_t residentCount() const { return residentCount_; }
     std::uint64_t evictionCount() const { return evictions_; }

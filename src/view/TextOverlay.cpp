@@ -145,6 +145,12 @@ PixelRect TextOverlay::panelAround(const std::vector<OverlayLine>& lines, int x,
 
 PixelRect TextOverlay::overlayPanel() const { return panelAround(lines_, kOverlayMargin, kOverlayMargin); }
 
+PixelRect TextOverlay::readoutBox(int height) const {
+    const int boxHeight = atlas_.lineHeight + 2 * kReadoutPadding;
+    return {kReadoutMargin, height - kReadoutMargin - boxHeight,
+            atlas_.textWidth(decodeText(kWidestReadout)) + 2 * kReadoutPadding, boxHeight};
+}
+
 void TextOverlay::appendPanel(const std::vector<OverlayLine>& lines, const PixelRect& panel,
                               std::vector<TextItem>& items) const {
     TextItem background;
@@ -171,16 +177,38 @@ void TextOverlay::appendPanel(const std::vector<OverlayLine>& lines, const Pixel
 }
 
 void TextOverlay::draw(int width, int height) {
-    if (!ready() || !settings_.overlayVisible || (lines_.empty() && counts_.empty())) return;
+    if (!ready() || !settings_.overlayVisible || (lines_.empty() && counts_.empty() && readout_.empty())) return;
     followTextSize();
     std::vector<TextItem> items;
-    items.reserve(lines_.size() + 3);
+    items.reserve(lines_.size() + 5);
     if (!lines_.empty()) appendPanel(lines_, overlayPanel(), items);
+    int bottom = height;  // the counts stand above the readout when it shows
+    if (!readout_.empty()) {
+        const PixelRect box = readoutBox(height);
+        bottom = box.y;
+        TextItem background;
+        background.kind = TextItem::Kind::Rectangle;
+        background.x = static_cast<float>(box.x);
+        background.y = static_cast<float>(box.y);
+        background.width = static_cast<float>(box.width);
+        background.height = static_cast<float>(box.height);
+        std::copy(std::begin(kOverlayPanelColor), std::end(kOverlayPanelColor), background.color);
+        items.push_back(background);
+        TextItem text;
+        // The glyph sits one pixel inside its cell: the cell starts one pixel up and left.
+        text.x = static_cast<float>(box.x + kReadoutPadding - 1);
+        text.y = static_cast<float>(box.y + kReadoutPadding - 1);
+        text.text = readout_;
+        text.color[0] = kReadoutColor.r;
+        text.color[1] = kReadoutColor.g;
+        text.color[2] = kReadoutColor.b;
+        items.push_back(std::move(text));
+    }
     if (!counts_.empty()) {
         // The counts sit in the bottom-left corner, clear of the host's lines and the cube.
         const std::vector<OverlayLine> counts = {{counts_, kCountsColor}};
         PixelRect panel = panelAround(counts, kOverlayMargin, 0);
-        panel.y = height - kOverlayMargin - panel.height;
+        panel.y = bottom - kOverlayMargin - panel.height;
         appendPanel(counts, panel, items);
     }
     drawItems(items, width, height);

@@ -50,6 +50,12 @@ constexpr int kOverlayMargin = 8;
 constexpr int kOverlayPadding = 4;
 constexpr float kOverlayPanelColor[4] = {0.0f, 0.0f, 0.0f, 0.55f};
 constexpr ColorRgbF kCountsColor{0.95f, 0.95f, 0.80f};
+constexpr ColorRgbF kReadoutColor{1.0f, 1.0f, 1.0f};
+// The widest readout the box is sized for, and its place: 12 pixels from the left and bottom
+// edges, the text 8 pixels inside on the left, top and bottom.
+constexpr const char* kWidestReadout = "X -0000000.000   Y -0000000.000   Z -00000.000";
+constexpr int kReadoutMargin = 12;
+constexpr int kReadoutPadding = 8;
 
 struct PixelRect {
     int x = 0, y = 0, width = 0, height = 0;
@@ -69,6 +75,9 @@ public:
     // The counts panel's line (selected, deleted, unsaved changes); empty hides the panel.
     void setCountsText(std::string text) { counts_ = std::move(text); }
     const std::string& countsText() const { return counts_; }
+    // The cursor readout's line; empty hides its box.
+    void setReadoutText(std::string text) { readout_ = std::move(text); }
+    const std::string& readoutText() const { return readout_; }
 
     // Builds the atlas at overlay.textSize and its texture, the program and the vertex buffer.
     bool initializeGl(std::string& error) override;
@@ -83,6 +92,9 @@ public:
     const GlyphAtlas& atlas() const { return atlas_; }
     // The panel behind the overlay lines for the current atlas; empty without lines.
     PixelRect overlayPanel() const;
+    // The readout's box in the bottom-left corner of a view `height` pixels high, sized for the
+    // widest readout so that it keeps its width while the numbers change.
+    PixelRect readoutBox(int height) const;
 
 private:
     bool buildAtlas(int characterHeight, std::string& error);
@@ -94,6 +106,7 @@ private:
     const RenderSettings& settings_;
     std::vector<OverlayLine> lines_;
     std::string counts_;
+    std::string readout_;
     GlyphAtlas atlas_;
     int failedTextSize_ = 0;
     std::uint32_t program_ = 0;

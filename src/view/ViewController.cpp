@@ -60,7 +60,10 @@ bool ViewController::drawFrame(const ToolState* tools) {
         toolOverlay_.build(*tools);
         scene.overlayLines = toolOverlay_.drawings();
     }
+    updateReadout(true);
     renderer_.drawFrame(scene);
+    frameViewProjection_ = camera.viewProjection();
+    updateReadout(false);
     return more;
 }
 
@@ -108,6 +111,8 @@ const SelectionReport& ViewController::selectShape(const ScreenShape& shape) {
     FilterContext filterContext;
     filterContext.header = &cloud_->header();
     filterContext.render = &settings.render;
+    filterContext.elevationLow = cloud_->boundsMin().z - camera.renderOrigin.z;
+    filterContext.elevationHigh = cloud_->boundsMax().z - camera.renderOrigin.z;
     const Vec3d forward = camera.target - camera.eyePosition();
     const double length = std::sqrt(forward.x * forward.x + forward.y * forward.y + forward.z * forward.z);
     if (length > 1e-9) filterContext.viewDirection = {forward.x / length, forward.y / length, forward.z / length};
@@ -197,11 +202,14 @@ std::int64_t ViewController::readSurvivingPoints(const HostPointBuffers& out, bo
     return ovcf::readSurvivingPoints(source, out, sortByElevation, error);
 }
 
+DepthReader ViewController::lastDepth() {
+    return [this](int x, int y, int w, int h, std::vector<float>& depth) {
+        return renderer_.readLastDepth(x, y, w, h, depth);
+    };
+}
+
 DepthStatistics ViewController::depthUnder(double x0, double y0, double x1, double y1) {
-    return depthStatistics(x0, y0, x1, y1, width_, height_, camera.nearPlane(), camera.farPlane(),
-                           [this](int x, int y, int w, int h, std::vector<float>& depth) {
-                               return renderer_.readLastDepth(x, y, w, h, depth);
-                           });
+    return depthStatistics(x0, y0, x1, y1, width_, height_, camera.nearPlane(), camera.farPlane(), lastDepth());
 }
 
 void ViewController::zoomWindow(double x0, double y0, double x1, double y1) {

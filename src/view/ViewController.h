@@ -5,14 +5,18 @@
 // next frame.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "navigation/Camera.h"
 #include "navigation/ClipBox.h"
 #include "navigation/ClipBoxOverlay.h"
+#include "navigation/CursorReadout.h"
 #include "navigation/NavigationCube.h"
+#include "navigation/PlanePick.h"
 #include "navigation/DepthStatistics.h"
 #include "navigation/ToolOverlay.h"
 #include "navigation/ToolStateMachine.h"
@@ -30,6 +34,9 @@ namespace ovcf {
 // What an edit asks of the view: a new picture (the point maps changed) and, for deletions,
 // restores and confirmations, new counts in the panel.
 enum RedrawKind : int { RedrawPicture = 1, RedrawCounts = 2 };
+
+// The colour pick's answer when there is no point.
+constexpr std::uint32_t kNoPickedColor = 0xFFFFFFFF;
 
 class ViewController {
 public:
@@ -89,6 +96,24 @@ public:
     void zoomWindow(double x0, double y0, double x1, double y1);
     bool clipBoxFromRectangle(double x0, double y0, double x1, double y1);
 
+    // Picking from the last frame's depth (context current). The world position drawn under a
+    // window pixel; the nearest shown point of the loaded cloud within `radius` of a world
+    // position (render space in the result).
+    std::optional<Vec3d> depthPick(double x, double y);
+    std::optional<NearPoint> nearestPoint(const Vec3d& world, double radius);
+    // The colour of the point under a pixel as drawn in the current colour mode (not the selection
+    // highlight), 0xFFFFFFFF for none.
+    std::uint32_t pickColor(double x, double y);
+    // A left click while the plane pick collects points; true when its state changed.
+    bool addPlanePoint(double x, double y);
+
+    // The cursor readout: switching logs, and off forgets the point. The cursor's moves and its
+    // leaving the view come from the input dispatcher.
+    void setCursorReadout(bool on);
+    void cursorMoved(double x, double y);
+    void cursorLeft();
+    const CursorReadout& cursorReadout() const { return readout_; }
+
     // Default direction, then the camera fitted to the cloud; false without a cloud.
     bool zoomAll();
     // Writes the picture last presented as a PNG file (context current).
@@ -102,7 +127,7 @@ public:
     Camera camera;
     NavigationCube cube{settings.render};
     ClipBox clipBox;
-    bool cursorReadout = false;
+    PlanePick planePick;
 
 private:
     void uploadBitmaps();
@@ -118,6 +143,13 @@ private:
     SelectionEngine selection_;
     SelectionReport lastSelection_;
     DepthStatistics depthUnder(double x0, double y0, double x1, double y1);
+    DepthReader lastDepth();
+    // The readout's point from the last frame's depth; `beforeFrame` only while the camera is
+    // the one that frame was drawn with.
+    void updateReadout(bool beforeFrame);
+
+    CursorReadout readout_;
+    std::array<float, 16> frameViewProjection_{};
 
     ToolOverlay toolOverlay_;
     ClipBoxOverlay clipOverlay_;

@@ -8,6 +8,7 @@ int runBuild(int argc, char** argv);
 int runInfo(int argc, char** argv);
 int runCheck(int argc, char** argv);
 int runExport(int argc, char** argv);
+int runClean(int argc, char** argv);
 
 // Prints "ovcf: <message>" on standard error; returns 1.
 int reportFailure(const char* message);

@@ -1,4 +1,4 @@
-// ovcf: builds, describes and checks .ovcf point-cloud files from the command line.
+// ovcf: builds, describes, checks, exports and cleans .ovcf point-cloud files from the command line.
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -17,7 +17,10 @@ void printUsage() {
         "  ovcf check FILE.ovcf    reads every node with CRC verification\n"
         "  ovcf export FILE.ovcf -o OUTPUT.las|.ply|.xyz [--all]\n"
         "      the points that survive the confirmed deletions (--all: every point); LAS 1.4 format 7,\n"
-        "      binary PLY or XYZ text\n",
+        "      binary PLY or XYZ text\n"
+        "  ovcf clean FILE.ovcf --isolated R,N[,G] | --spacing L | --cloth RES,TENSION,OFFSET | --colour RRGGBB,TOL [--dry-run]\n"
+        "      deletes what one filter selects over the whole cloud and confirms it into the file\n"
+        "      (--dry-run: only reports)\n",
         stderr);
 }
 
@@ -33,6 +36,7 @@ int main(int argc, char** argv) {
         if (std::strcmp(argv[1], "info") == 0) return ovcf::tool::runInfo(argc - 2, argv + 2);
         if (std::strcmp(argv[1], "check") == 0) return ovcf::tool::runCheck(argc - 2, argv + 2);
         if (std::strcmp(argv[1], "export") == 0) return ovcf::tool::runExport(argc - 2, argv + 2);
+        if (std::strcmp(argv[1], "clean") == 0) return ovcf::tool::runClean(argc - 2, argv + 2);
     } catch (const std::bad_alloc&) {
         return ovcf::tool::reportFailure("out of memory");
     } catch (const std::exception& e) {

@@ -29,4 +29,6 @@ public:
     enum MouseAction { MouseMove, MouseDown, MouseUp };
     virtual void sendMouse(MouseAction action, int button, int x, int y) = 0;
     virtual void sendKey(int virtualKey) = 0;
+    // Where the mouse is, in the view's client pixels; false when that cannot be told.
+    virtual bool cursorInView(int& x, int& y) = 0;
 };

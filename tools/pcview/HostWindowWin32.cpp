@@ -96,6 +96,15 @@ public:
         if (HWND view = GetWindow(window_, GW_CHILD)) SendMessageW(view, WM_KEYDOWN, static_cast<WPARAM>(virtualKey), 0);
     }
 
+    bool cursorInView(int& x, int& y) override {
+        HWND view = GetWindow(window_, GW_CHILD);
+        POINT point{};
+        if (!view || !GetCursorPos(&point) || !ScreenToClient(view, &point)) return false;
+        x = point.x;
+        y = point.y;
+        return true;
+    }
+
     void resize(int width, int height) override {
         RECT rect{0, 0, width, height};
         AdjustWindowRect(&rect, WS_OVERLAPPEDWINDOW, FALSE);

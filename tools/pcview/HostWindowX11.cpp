@@ -59,6 +59,7 @@ public:
                 else if (sym == XK_Delete || sym == XK_KP_Delete) result.key = 0x2E;
                 else if (sym == XK_plus || sym == XK_KP_Add) result.key = 0x6B;
                 else if (sym == XK_minus || sym == XK_KP_Subtract) result.key = 0x6D;
+                else if (sym >= XK_F1 && sym <= XK_F12) result.key = static_cast<int>(0x70 + (sym - XK_F1));
                 break;
             }
             default: break;
@@ -104,10 +105,19 @@ public:
         else if (virtualKey == 13) sym = XK_Return;
         else if (virtualKey == 0x2E) sym = XK_Delete;
         else if (virtualKey >= 'A' && virtualKey <= 'Z') sym = XK_a + (virtualKey - 'A');
+        else if (virtualKey >= 0x70 && virtualKey <= 0x7B) sym = XK_F1 + (virtualKey - 0x70);
         XEvent event{};
         event.xkey.type = KeyPress;
         event.xkey.keycode = XKeysymToKeycode(display_, sym);
         sendToView(event, KeyPressMask);
+    }
+
+    bool cursorInView(int& x, int& y) override {
+        const Window view = viewWindow();
+        Window root = 0, child = 0;
+        int rootX = 0, rootY = 0;
+        unsigned mask = 0;
+        return view && XQueryPointer(display_, view, &root, &child, &rootX, &rootY, &x, &y, &mask);
     }
 
     void resize(int width, int height) override {

@@ -47,32 +47,56 @@ bool click(HostWindow& host, PcView view, const std::function<void()>& frame, in
     return true;
 }
 
-uint64_t countOf(PcView view, const std::string& what, bool& known) {
+int64_t countOf(PcView view, const std::string& what, bool& known) {
     known = true;
-    if (what == "selected") return PC_SelectedCount(view);
-    if (what == "deleted") return PC_DeletedCount(view);
-    if (what == "surviving") return PC_SurvivingCount(view);
+    if (what == "selected") return static_cast<int64_t>(PC_SelectedCount(view));
+    if (what == "deleted") return static_cast<int64_t>(PC_DeletedCount(view));
+    if (what == "surviving") return static_cast<int64_t>(PC_SurvivingCount(view));
+    if (what == "planestate") return PC_PlanePickState(view);
+    double point[3];
+    if (what == "cursorpoint") return PC_GetCursorPoint(view, point);
     known = false;
     return 0;
 }
 
+// The plane pick's commands as a host's menu gives them.
+bool planeCommand(PcView view, const std::string& what) {
+    if (what == "start") PC_StartPlaneByThreePoints(view);
+    else if (what == "cancel") PC_CancelPlanePick(view);
+    else if (what == "undo") return PC_RemoveLastPlanePoint(view) == PC_OK;
+    else return false;
+    return true;
+}
+
+// The colour under (x, y) becomes the colour filter's reference; false over nothing.
+bool pickColour(PcView view, int x, int y) {
+    const uint32_t rgb = PC_PickColor(view, x, y);
+    if (rgb == 0xFFFFFFFFu) {
+        std::printf("pcview: no point at %d,%d\n", x, y);
+        return false;
+    }
+    PC_SetColor(view, 4, rgb);
+    std::printf("pcview: colour filter reference #%06X\n", static_cast<unsigned>(rgb));
+    return true;
+}
+
 bool expect(PcView view, const std::string& what, const std::string& condition) {
     bool known = false;
-    const uint64_t value = countOf(view, what, known);
+    const int64_t value = countOf(view, what, known);
     char op = '=';
     std::string number = condition;
     if (!number.empty() && (number[0] == '=' || number[0] == '<' || number[0] == '>')) {
         op = number[0];
         number = number.substr(1);
     }
-    unsigned long long wanted = 0;
-    if (!known || std::sscanf(number.c_str(), "%llu", &wanted) != 1) {
+    long long wanted = 0;
+    if (!known || std::sscanf(number.c_str(), "%lld", &wanted) != 1) {
         std::printf("pcview: expect: cannot read '%s %s'\n", what.c_str(), condition.c_str());
         return false;
     }
     const bool met = op == '=' ? value == wanted : op == '<' ? value < wanted : value > wanted;
-    std::printf("pcview: expect %s %c%llu: %s (%llu)\n", what.c_str(), op, wanted, met ? "ok" : "NOT MET",
-                static_cast<unsigned long long>(value));
+    std::printf("pcview: expect %s %c%lld: %s (%lld)\n", what.c_str(), op, wanted, met ? "ok" : "NOT MET",
+                static_cast<long long>(value));
     return met;
 }
 
@@ -154,6 +178,19 @@ bool runActions(const std::vector<std::string>& actions, HostWindow& host, PcVie
                  drag(host, view, frame, verb == "drag" ? 0 : verb == "rdrag" ? 1 : 2, x0, y0, x1, y1);
         } else if (verb == "click" || verb == "rclick") {
             ok = parsePoint(a, x0, y0) && click(host, view, frame, verb == "click" ? 0 : 1, x0, y0);
+        } else if (verb == "plane") {
+            ok = planeCommand(view, a);
+        } else if (verb == "readout") {
+            ok = a == "on" || a == "off";
+            if (ok) PC_SetCursorReadout(view, a == "on");
+        } else if (verb == "move") {
+            ok = parsePoint(a, x0, y0);
+            if (ok) {
+                host.sendMouse(HostWindow::MouseMove, 0, x0, y0);
+                pumpAndDraw(host, view, frame);
+            }
+        } else if (verb == "pickcolor") {
+            ok = parsePoint(a, x0, y0) && pickColour(view, x0, y0);
         } else if (verb == "key") {
             const int key = a == "enter" ? 13 : a == "escape" ? 27 : a == "delete" ? 0x2E : 0;
             ok = key != 0;

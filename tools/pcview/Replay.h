@@ -5,7 +5,8 @@
 //   rect zoom|clipbox|none    clipbox on|off|clear|thinner|thicker
 //   drag X0,Y0 X1,Y1   rdrag ...   mdrag ...   click X,Y   rclick X,Y   key enter|escape|delete
 //   delete   undo   restore   confirm   selectall   invert   clear   readback
-//   frames N   screenshot FILE.png   expect selected|deleted|surviving [=|<|>]N
+//   plane start|cancel|undo   readout on|off   move X,Y   pickcolor X,Y (the colour filter's reference)
+//   frames N   screenshot FILE.png   expect selected|deleted|surviving|planestate|cursorpoint [=|<|>]N
 #pragma once
 
 #include <functional>

@@ -23,6 +23,12 @@
 // K clear the selection, Delete deletes the selection, U undo, T restore all, S confirm into
 // the file. W zoom window, B clip box (both take one rubber band), V clip box on/off, H thinner,
 // J thicker, Y clear the clip box; a clip box's face handles are dragged with the left button.
+// Picking: F plane by three points (left clicks fix them, right click takes one back, Escape
+// cancels), D coordinates under the cursor on/off, G picks the colour under the cursor as the
+// colour filter's reference.
+// Filters of the selection tools: F5 chooses the next one (none, spacing, cloth, isolated points,
+// colour), F6 and F7 make its main value smaller and larger (spacing, isolated-points radius,
+// cloth cell, colour tolerance).
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -98,7 +104,40 @@ bool parse(int argc, char** argv, Options& options) {
 }
 
 // Parameter ids of the table (see PC_GetParamInfo).
-enum Param { ViewMode = 0, ColorMode = 1, SizeMode = 2, PixelSize = 3, PointSize = 4, Edl = 8 };
+enum Param {
+    ViewMode = 0, ColorMode = 1, SizeMode = 2, PixelSize = 3, PointSize = 4, Edl = 8,
+    Filter = 22, Spacing = 23, ClothResolution = 25, IsolatedRadius = 28, IsolatedNeighbours = 29, ColourTolerance = 31
+};
+
+// The parameter each filter is tuned by from the keyboard (none for "no filter").
+int filterValue(int filter) {
+    static const int values[] = {-1, Spacing, ClothResolution, IsolatedRadius, ColourTolerance};
+    return filter >= 0 && filter < 5 ? values[filter] : -1;
+}
+
+void changeFilterValue(PcView view, double factor) {
+    const int value = filterValue(static_cast<int>(PC_GetValue(view, Filter)));
+    if (value >= 0) PC_SetValue(view, value, PC_GetValue(view, value) * factor);  // the table clamps
+}
+
+// "spacing 0.050 m" and the like, for the overlay.
+std::string filterText(PcView view) {
+    char text[96];
+    switch (static_cast<int>(PC_GetValue(view, Filter))) {
+        case 1: std::snprintf(text, sizeof text, "spacing %.3f m", PC_GetValue(view, Spacing)); break;
+        case 2: std::snprintf(text, sizeof text, "cloth, cells of %.2f m", PC_GetValue(view, ClothResolution)); break;
+        case 3:
+            std::snprintf(text, sizeof text, "isolated points, radius %.2f m, %d neighbours", PC_GetValue(view, IsolatedRadius),
+                          static_cast<int>(PC_GetValue(view, IsolatedNeighbours)));
+            break;
+        case 4: std::snprintf(text, sizeof text, "colour, tolerance %.1f", PC_GetValue(view, ColourTolerance)); break;
+        default: return "none";
+    }
+    return text;
+}
+constexpr int ColourFilterSlot = 4;
+// Virtual-key codes of the function keys that tune the selection filter.
+constexpr int KeyF5 = 0x74, KeyF6 = 0x75, KeyF7 = 0x76;
 
 void changePointSize(PcView view, int direction) {
     if (PC_GetValue(view, SizeMode) == 0.0)
@@ -107,7 +146,19 @@ void changePointSize(PcView view, int direction) {
         PC_SetValue(view, PointSize, PC_GetValue(view, PointSize) * (direction > 0 ? 1.25 : 0.8));
 }
 
-void onKey(PcView view, int key) {
+// The colour under the mouse becomes the colour filter's reference.
+void pickFilterColour(PcView view, HostWindow& host) {
+    int x = 0, y = 0;
+    const uint32_t rgb = host.cursorInView(x, y) ? PC_PickColor(view, x, y) : 0xFFFFFFFFu;
+    if (rgb == 0xFFFFFFFFu) {
+        std::printf("pcview: no point under the cursor\n");
+        return;
+    }
+    PC_SetColor(view, ColourFilterSlot, rgb);
+    std::printf("pcview: colour filter reference #%06X\n", static_cast<unsigned>(rgb));
+}
+
+void onKey(PcView view, HostWindow& host, int key) {
     switch (key) {
         case 'C': PC_SetValue(view, ColorMode, static_cast<int>(PC_GetValue(view, ColorMode) + 1) % 15); break;
         case 'E': PC_SetValue(view, Edl, PC_GetValue(view, Edl) != 0.0 ? 0.0 : 1.0); break;
@@ -136,6 +187,12 @@ void onKey(PcView view, int key) {
         case 'H': PC_ScaleClipBoxThickness(view, 0.8); return;
         case 'J': PC_ScaleClipBoxThickness(view, 1.25); return;
         case 'Y': PC_ClearClipBox(view); return;
+        case 'F': PC_StartPlaneByThreePoints(view); return;
+        case 'D': PC_SetCursorReadout(view, !PC_CursorReadout(view)); return;
+        case 'G': pickFilterColour(view, host); return;
+        case KeyF5: PC_SetValue(view, Filter, (static_cast<int>(PC_GetValue(view, Filter)) + 1) % 5); return;
+        case KeyF6: changeFilterValue(view, 1.0 / 1.5); return;
+        case KeyF7: changeFilterValue(view, 1.5); return;
         default:
             if (key >= '0' && key <= '5') PC_SetStandardView(view, key - '0');
             return;
@@ -157,6 +214,20 @@ struct Overlay {
 
     static void onEvent(int, const PcViewState*, void* user) { static_cast<Overlay*>(user)->stale = true; }
 
+    // What the plane pick is doing, or the last plane it made.
+    std::string planeLine() const {
+        const int picked = PC_PlanePickState(view);
+        char text[160] = "";
+        double plane[8];
+        if (picked >= 0 && picked < 3)
+            std::snprintf(text, sizeof text, "\nplane: click point %d of 3 (right click takes one back, Escape cancels)",
+                          picked + 1);
+        else if (picked == 3 && PC_GetLastPlane(view, plane))
+            std::snprintf(text, sizeof text, "\nplane: inclination %.2f degrees, normal (%.3f, %.3f, %.3f)", plane[7],
+                          plane[0], plane[1], plane[2]);
+        return text;
+    }
+
     void refresh() {
         if (!stale) return;
         stale = false;
@@ -167,21 +238,25 @@ struct Overlay {
         char text[1024];
         std::snprintf(text, sizeof text,
                       "%s\n%llu points: %llu selected, %llu deleted, %llu surviving%s\n"
-                      "tool: %s (%s)%s\n"
+                      "tool: %s (%s), filter: %s%s\n"
                       "C colour  E EDL  X X-ray  P size mode  +/- size  Z all  0-5 views  Q quit\n"
                       "R rect  O circle  L polygon  N none  M mode  A all  I invert  K clear  Del delete  U undo  "
                       "T restore  S confirm\n"
-                      "W zoom window  B clip box  V box on/off  H/J thinner/thicker  Y clear box%s",
+                      "W zoom window  B clip box  V box on/off  H/J thinner/thicker  Y clear box\n"
+                      "F plane by 3 points  D coordinates on/off  G pick colour for the filter\n"
+                      "F5 filter (none, spacing, cloth, isolated, colour)  F6/F7 its value smaller/larger%s%s",
                       cloud.empty() ? "no cloud" : cloud.c_str(), static_cast<unsigned long long>(state.pointCount),
                       static_cast<unsigned long long>(state.selectedCount),
                       static_cast<unsigned long long>(state.deletedCount),
                       static_cast<unsigned long long>(state.pointCount - state.deletedCount),
                       state.hasUnsavedChanges ? " (not confirmed)" : "",
                       tools[state.selectionTool < 4 ? state.selectionTool : 0], modes[state.combineMode < 3 ? state.combineMode : 0],
+                      filterText(view).c_str(),
                       state.polygonVertexCount ? " - click to add vertices, Enter closes" : "",
                       state.rectTool == 1 ? "\nzoom window: drag a rectangle"
                       : state.rectTool == 2 ? "\nclip box: drag a rectangle over the points to keep"
-                      : state.clipBoxActive ? "\nclip box on: drag its face handles to reshape it" : "");
+                      : state.clipBoxActive ? "\nclip box on: drag its face handles to reshape it" : "",
+                      planeLine().c_str());
         PC_SetOverlayText(view, text, 0xE8E8E8);
     }
 };
@@ -189,14 +264,16 @@ struct Overlay {
 int runInteractive(HostWindow& host, PcView view, Overlay& overlay) {
     bool wantFrame = true;
     for (;;) {
-        const HostEvent event = host.nextEvent(wantFrame ? 0 : 16);
+        // The readout follows the cursor, whose moves go to the view, not to the host: a frame a tick.
+        const bool following = PC_CursorReadout(view) != 0;
+        const HostEvent event = host.nextEvent(wantFrame && !following ? 0 : 16);
         host.pumpView(view);
         if (event.type == HostEvent::Close || (event.type == HostEvent::Key && event.key == 'Q')) return 0;
         if (event.type == HostEvent::Key) {
-            onKey(view, event.key);
+            onKey(view, host, event.key);
             overlay.stale = true;
         }
-        if (event.type != HostEvent::NoEvent || overlay.stale) wantFrame = true;
+        if (event.type != HostEvent::NoEvent || overlay.stale || following) wantFrame = true;
         overlay.refresh();
         if (wantFrame) wantFrame = PC_Render(view) == 1;
     }

@@ -5,7 +5,7 @@
 namespace ovcf::shaders {
 
 inline constexpr const char* kPointsFragment = R"glsl(#version 450 core
-in vec4 vColor;
+flat in vec4 vColor;
 uniform int uRoundPoints;
 out vec4 fragColor;
 

@@ -34,7 +34,8 @@ uniform float uNodeSpacing;
 uniform float uNodeLevel;
 
 out float gl_ClipDistance[7];
-out vec4 vColor;
+// Flat: a point has one vertex, and interpolating its colour could only add rounding.
+flat out vec4 vColor;
 
 const vec3 kElevationStops[5] = vec3[5](vec3(0.20, 0.30, 0.70), vec3(0.20, 0.75, 0.75), vec3(0.30, 0.75, 0.30),
                                         vec3(0.90, 0.85, 0.35), vec3(0.80, 0.25, 0.20));

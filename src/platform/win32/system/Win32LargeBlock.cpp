@@ -1,0 +1,17 @@
+// Committed pages from VirtualAlloc (zero-filled); large pages would need a privilege that a
+// host application rarely holds.
+#include <windows.h>
+
+#include "platform/LargeBlock.h"
+
+namespace ovcf {
+
+void* allocateLargeBlock(std::size_t bytes) {
+    return VirtualAlloc(nullptr, bytes == 0 ? 1 : bytes, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+}
+
+void freeLargeBlock(void* block, std::size_t) {
+    if (block) VirtualFree(block, 0, MEM_RELEASE);
+}
+
+}  // namespace ovcf

@@ -1,0 +1,123 @@
+#include "selection/CloudCleaning.h"
+
+#include <memory>
+#include <vector>
+
+#include "ovcf/OvcfReader.h"
+#include "selection/DeletionHistory.h"
+#include "selection/FilterFactory.h"
+#include "selection/SelectionEngine.h"
+#include "selection/SelectionFilter.h"
+#include "view/CloudNodes.h"
+
+namespace ovcf {
+namespace {
+
+const char* filterName(std::uint32_t kind) {
+    switch (kind) {
+        case 1: return "spacing";
+        case 2: return "cloth";
+        case 3: return "isolated-points";
+        case 4: return "colour";
+        default: return "";
+    }
+}
+
+// The file's confirmed deletions; bits past the last point stay clear.
+bool readDeleted(OvcfReader& reader, PointBitmap& deleted, std::string& error) {
+    deleted.reset(reader.header().pointCount);
+    if (reader.header().deletedCount == 0) return true;
+    std::vector<std::uint8_t> bytes;
+    if (!reader.readDeletedMap(bytes, error)) return false;
+    deleted.loadBytes(bytes.data(), bytes.size());
+    return true;
+}
+
+}  // namespace
+
+bool cleanCloud(const std::string& path, const SelectionSettings& settings, bool dryRun, CleaningResult& result,
+                std::string& error) {
+    result = {};
+    if (settings.filter < 1 || settings.filter > 4) {
+        error = "no filter chosen";
+        return false;
+    }
+    if (settings.filter == 1 && !(settings.spacing > 0.0)) {
+        error = "the spacing must be above 0";
+        return false;
+    }
+    OvcfReader reader;
+    if (!reader.open(path, error)) {
+        error = path + ": " + error;
+        return false;
+    }
+    const FileHeader& header = reader.header();
+    PointBitmap deleted;
+    if (!readDeleted(reader, deleted, error)) {
+        error = path + ": " + error;
+        return false;
+    }
+    result.deletedInFile = deleted.count();
+
+    // The cloth drops vertically; colours are compared as the default view shows them.
+    SelectionSettings chosen = settings;
+    chosen.clothAxis = 0;
+    const RenderSettings render;
+    FilterContext context;
+    context.header = &header;
+    context.render = &render;
+    const std::unique_ptr<SelectionFilter> filter = makeSelectionFilter(chosen, context);
+    if (!filter) {
+        result.filterAvailable = false;
+        error = std::string("the ") + filterName(settings.filter) + " filter is not available in this build";
+        return false;
+    }
+
+    // Every point inside: a projection that puts the whole cloud on one pixel, in front of the
+    // camera, and a shape around that pixel.
+    const Vec3d reference = cloudReferencePoint(header);
+    const std::vector<NodeInfo> nodes = describeNodes(header, reader.nodes(), reference);
+    SelectionQuery query;
+    query.viewProjection[15] = 1.0f;
+    query.localOrigin = reference;
+    query.viewportWidth = query.viewportHeight = 2;
+    query.deleted = &deleted;
+    query.filter = filter.get();
+    ScreenShape everything;
+    everything.setRectangle(0.0f, 0.0f, 2.0f, 2.0f);
+    SelectionEngine engine;
+    engine.open(path, defaultSelectionReaders());
+    if (!engine.readers().open()) {
+        error = path + ": the file cannot be opened for reading";
+        return false;
+    }
+    PointBitmap selection;
+    selection.reset(header.pointCount);
+    result.report = engine.select(everything, CombineReplace, query, header, nodes, selection);
+    engine.close();
+    if (result.report.nodesRead < nodes.size()) {
+        std::uint32_t withPoints = 0;
+        for (const NodeInfo& node : nodes) withPoints += node.pointCount > 0;
+        if (result.report.nodesRead < withPoints) {
+            error = path + ": some nodes cannot be read; nothing was changed";
+            return false;
+        }
+    }
+    PointBitmap fresh = selection;
+    fresh.andNot(deleted);
+    result.newlyDeleted = fresh.count();
+    if (dryRun || result.newlyDeleted == 0) return true;
+
+    DeletionHistory history;
+    history.open(path, nodes, deleted.words(), header.pointCount, header.currentSignature);
+    bool changed = false, wrote = false;
+    history.deleteSelected(selection, changed);
+    if (!history.confirm(reader, wrote, error)) {
+        error = path + ": " + error;
+        return false;
+    }
+    result.deletedInFile = history.deletedCount();
+    return true;
+}
+
+}  // namespace ovcf
