@@ -146,7 +146,17 @@ PC_API int PC_CALL PC_Version(void);
 PC_API int PC_CALL PC_LastError(char* buffer, int capacity);
 /* Installs (callback non-null) or removes the host's log sink; returns 0. */
 PC_API int PC_CALL PC_SetLogCallback(PcLogCallback callback, void* userData);
-/* Installs the crash handlers and opens the log file; programName may be null; returns 0. */
+/* Starts crash diagnostics for the whole process; call it once, early, from the host's main
+ * thread. The diagnostics folder is %LOCALAPPDATA%\OrvaneN (the temporary folder when LOCALAPPDATA
+ * is not set), created when missing. The previous run's log crash_edit_nuv.log is kept as
+ * crash_edit_nuv_precedente.log, a new log is opened there and log lines stop going to standard
+ * error. On a fatal error (unhandled exception, std::terminate, pure virtual call, invalid C
+ * runtime parameter, abort; on Linux SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT) the first one only
+ * writes crash_edit_nuv_<time>.txt, an Italian report, and on Windows crash_edit_nuv_<time>.dmp,
+ * a minidump; then the process ends (on Linux the signal goes on to the handler installed before).
+ * programName, shown in reports, may be null ("OrvanePC"). A second call keeps the log so far as
+ * the previous one and starts a new one; the handlers stay as installed.
+ * Returns 0. */
 PC_API int PC_CALL PC_InitializeDiagnostics(const char* programName);
 
 /* ---- View lifecycle --------------------------------------------------------------------- */

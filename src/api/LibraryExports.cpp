@@ -2,6 +2,7 @@
 #include "OrvanePC.h"
 #include "api/ExportGuard.h"
 #include "api/LastError.h"
+#include "core/Diagnostics.h"
 #include "core/Log.h"
 
 using namespace ovcf;
@@ -43,8 +44,10 @@ PC_API int PC_CALL PC_SetLogCallback(PcLogCallback callback, void* userData) {
 }
 
 PC_API int PC_CALL PC_InitializeDiagnostics(const char* programName) {
-    // Crash reports and the diagnostics folder come with the crash handlers.
-    return 0;
+    return guardedGlobal(0, [&] {
+        initializeDiagnostics(programName);
+        return 0;
+    });
 }
 
 }  // extern "C"

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <vector>
 
+#include "core/FixedText.h"
 #include "platform/SystemLogFile.h"
 
 namespace ovcf {
@@ -128,6 +129,35 @@ void setStandardErrorEcho(bool enabled) {
     LogState& s = state();
     std::lock_guard<std::mutex> guard(s.lock);
     s.echo = enabled;
+}
+
+void logFatalLine(const char* message) {
+    char head[32];
+    FixedText prefix(head, sizeof head);
+    prefix.append("[");
+    prefix.appendFixed(secondsSinceFirstLine(), 8, 3);
+    prefix.append("] ");
+    prefix.append(logLevelName(LogError));
+    prefix.append(" ");
+
+    const std::uint32_t slot = gRingCounter.fetch_add(1, std::memory_order_relaxed) % kLogRingSlots;
+    FixedText ring(gRing[slot], kLogRingSlotBytes);
+    ring.append(prefix.text());
+    ring.append(message);
+
+    // The faulting thread may hold the lock: then the ring is all this line reaches.
+    LogState& s = state();
+    std::unique_lock<std::mutex> guard(s.lock, std::try_to_lock);
+    if (!guard.owns_lock()) return;
+    std::size_t length = 0;
+    while (message[length]) ++length;
+    for (std::FILE* stream : {s.echo ? stderr : nullptr, s.file}) {
+        if (!stream) continue;
+        writeLogFileDirect(stream, prefix.text(), prefix.size());
+        writeLogFileDirect(stream, message, length);
+        writeLogFileDirect(stream, "\n", 1);
+    }
+    if (s.sink) s.sink(LogError, message, s.sinkUserData);
 }
 
 std::size_t copyRecentLines(char* buffer, std::size_t capacity) {

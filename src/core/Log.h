@@ -34,6 +34,11 @@ void setStandardErrorEcho(bool enabled);
 // bytes written before the zero.
 std::size_t copyRecentLines(char* buffer, std::size_t capacity);
 
+// An ERROR line from a crash handler: no allocation, no stdio, and no waiting for the log lock.
+// The line always enters the ring; it reaches the file and the host sink only when the lock is
+// free, since the faulting thread may hold it.
+void logFatalLine(const char* message);
+
 // The five-character level name printed in lines ("INFO " with its blank).
 const char* logLevelName(int level);
 

@@ -20,6 +20,9 @@ bool freeDiskSpace(const std::string& folder, std::uint64_t& bytes);
 // The system's folder for temporary files, UTF-8, without a trailing separator.
 std::string systemTemporaryFolder();
 
+// An environment variable's value as UTF-8, empty when it is not set.
+std::string environmentVariable(const char* name);
+
 // The separator this platform's paths use between folder and name ('/' or '\\').
 char pathSeparator();
 

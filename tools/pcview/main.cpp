@@ -3,11 +3,15 @@
 //
 //   pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png]
 //          [--default-cache FILE.ovcf] [--do "ACTION; ACTION..."] [--script FILE]
+//          [--diagnostics] [--crash KIND]
 //
 // Without a cloud, a small generated scene is indexed into FILE.ovcf (pcview_default.ovcf in
 // the current folder unless given) and shown. --do and --script replay input actions (see
 // Replay.h) through the window system once the picture is complete; a failed action or
-// expectation ends the program with status 1.
+// expectation ends the program with status 1. --diagnostics starts the module's crash
+// diagnostics (PC_InitializeDiagnostics); --crash KIND starts them and then faults on purpose
+// (see CrashOnPurpose.h) once the view has drawn, leaving a report (and on Windows a dump) in the
+// diagnostics folder.
 //
 // Mouse: right button pans, middle button orbits, Alt + left button orbits, wheel zooms, the
 // navigation cube turns to a standard view when clicked and orbits when dragged. With a
@@ -31,6 +35,7 @@
 #include <string>
 #include <vector>
 
+#include "CrashOnPurpose.h"
 #include "DefaultCloud.h"
 #include "HostWindow.h"
 #include "OrvanePC.h"
@@ -43,6 +48,8 @@ struct Options {
     std::string screenshot;
     std::string defaultCache = "pcview_default.ovcf";
     std::vector<std::string> actions;
+    std::string crash;
+    bool diagnostics = false;
     bool headless = false;
     int frames = 30;
     int width = 1024;
@@ -64,7 +71,13 @@ void printLog(int level, const char* message, void*) {
 bool parse(int argc, char** argv, Options& options) {
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (arg == "--headless") {
+        if (arg == "--diagnostics") {
+            options.diagnostics = true;
+        } else if (arg == "--crash" && i + 1 < argc) {
+            options.crash = argv[++i];
+            options.diagnostics = true;
+            if (!pcview::isCrashKind(options.crash.c_str())) return false;
+        } else if (arg == "--headless") {
             options.headless = true;
         } else if (arg == "--frames" && i + 1 < argc) {
             options.frames = std::atoi(argv[++i]);
@@ -316,13 +329,15 @@ int main(int argc, char** argv) {
     Options options;
     if (!parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png] "
-                     "[--default-cache FILE.ovcf] [--do \"ACTION; ...\"] [--script FILE]\n");
+                     "[--default-cache FILE.ovcf] [--do \"ACTION; ...\"] [--script FILE] [--diagnostics] "
+                     "[--crash %s]\n", pcview::kCrashKinds);
         return 2;
     }
     char version[64];
     std::snprintf(version, sizeof version, "OrvanePC %d", PC_Version());
     std::printf("pcview: %s\n", version);
     PC_SetLogCallback(&printLog, nullptr);
+    if (options.diagnostics) PC_InitializeDiagnostics("pcview");
 
     auto host = HostWindow::create("pcview - OrvanePC", options.width, options.height);
     if (!host) {
@@ -352,6 +367,20 @@ int main(int argc, char** argv) {
     PC_SetEventCallback(view, &Overlay::onEvent, &overlay);
     overlay.refresh();
 
+    if (!options.crash.empty()) {
+        // The picture first, so that the report's last log lines show a view at work.
+        int more = 1;
+        for (int frame = 0; frame < 2000 && (frame < 3 || more); ++frame) {
+            host->nextEvent(0);
+            host->pumpView(view);
+            more = PC_Render(view);
+        }
+        std::printf("pcview: crashing on purpose (%s)\n", options.crash.c_str());
+        std::fflush(stdout);
+        pcview::crashOnPurpose(options.crash.c_str());
+        std::fprintf(stderr, "pcview: the fault did not happen\n");
+        return 1;
+    }
     const int result =
         options.headless ? runHeadless(*host, view, overlay, options) : runInteractive(*host, view, overlay);
     PC_DestroyView(view);

@@ -68,6 +68,11 @@ std::string systemTemporaryFolder() {
     return "/tmp";
 }
 
+std::string environmentVariable(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
 char pathSeparator() { return '/'; }
 
 FolderCreation createFolder(const std::string& path, std::string& reason) {

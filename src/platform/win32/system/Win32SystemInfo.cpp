@@ -35,6 +35,14 @@ std::string systemTemporaryFolder() {
     return folder;
 }
 
+std::string environmentVariable(const char* name) {
+    const std::wstring wideName = widenUtf8(name);
+    wchar_t buffer[2048];
+    const DWORD length = GetEnvironmentVariableW(wideName.c_str(), buffer, 2048);
+    if (length == 0 || length >= 2048) return "";  // unset, or too long for any folder
+    return narrowToUtf8(buffer);
+}
+
 char pathSeparator() { return '\\'; }
 
 FolderCreation createFolder(const std::string& path, std::string& reason) {
