@@ -17,7 +17,7 @@ namespace ovcf {
 namespace {
 
 constexpr long kChildEventMask = ButtonPressMask | ButtonReleaseMask | PointerMotionMask | LeaveWindowMask |
-                                 KeyPressMask | StructureNotifyMask | ExposureMask;
+                                 KeyPressMask | StructureNotifyMask | ExposureMask | FocusChangeMask;
 
 bool readClientSize(Display* display, Window window, int& width, int& height) {
     XWindowAttributes attributes;
@@ -28,6 +28,14 @@ bool readClientSize(Display* display, Window window, int& width, int& height) {
     height = attributes.height < 1 ? 1 : attributes.height;
     return true;
 }
+
+class X11ErrorScope final : public WindowErrorScope {
+public:
+    explicit X11ErrorScope(Display* display) : trap_(display) {}
+
+private:
+    X11ErrorTrap trap_;
+};
 
 class X11ViewWindow final : public ViewWindow {
 public:
@@ -103,15 +111,27 @@ public:
     }
 
     bool makeCurrent() override {
-        if (!display_ || !window_ || !context_) return false;
-        return glXMakeCurrent(display_, window_, context_) == True;
+        if (!display_ || !window_ || !context_ || lost_) return false;
+        X11ErrorTrap trap(display_);
+        // Asking for the window first finds it gone before GLX draws into a dead drawable.
+        XWindowAttributes attributes;
+        if (!XGetWindowAttributes(display_, window_, &attributes) || trap.failed()) {
+            lost_ = true;
+            return false;
+        }
+        const bool current = glXMakeCurrent(display_, window_, context_) == True;
+        if (trap.failed()) {
+            lost_ = true;
+            return false;
+        }
+        return current;
     }
 
     bool followParentSize() override {
         if (!display_ || !window_ || !parent_) return false;
         int width = 0;
         int height = 0;
-        if (!readClientSize(display_, parent_, width, height)) return false;
+        if (lost_ || !readClientSize(display_, parent_, width, height)) return false;
         if (width == width_ && height == height_) return false;
         width_ = width;
         height_ = height;
@@ -122,7 +142,10 @@ public:
     }
 
     void present() override {
-        if (display_ && window_ && context_) glXSwapBuffers(display_, window_);
+        if (!display_ || !window_ || !context_ || lost_) return;
+        X11ErrorTrap trap(display_);
+        glXSwapBuffers(display_, window_);
+        if (trap.failed()) lost_ = true;
     }
 
     int width() const override { return width_; }
@@ -132,6 +155,11 @@ public:
     void setInputSink(InputSink sink, void* context) override {
         sink_ = sink;
         sinkContext_ = context;
+    }
+
+    std::unique_ptr<WindowErrorScope> trapErrors() override {
+        if (!display_) return nullptr;
+        return std::make_unique<X11ErrorScope>(display_);
     }
 
     int processPendingEvents() override {
@@ -151,7 +179,8 @@ public:
     }
 
     void setWaitCursor(bool waiting) override {
-        if (!display_ || !window_) return;
+        if (!display_ || !window_ || lost_) return;
+        X11ErrorTrap trap(display_);
         if (waiting) {
             if (!waitCursor_) waitCursor_ = XCreateFontCursor(display_, XC_watch);
             XDefineCursor(display_, window_, waitCursor_);
@@ -189,6 +218,7 @@ private:
     int width_ = 1;
     int height_ = 1;
     bool trackingLeave_ = false;
+    bool lost_ = false;  // the window was found destroyed (with the host's parent)
     InputSink sink_ = nullptr;
     void* sinkContext_ = nullptr;
 };
