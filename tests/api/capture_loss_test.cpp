@@ -92,7 +92,7 @@ TEST_F(CaptureLoss, EveryDragEndsWhenTheCaptureOrFocusGoesElsewhere) {
             parent->sendMove(child, pressX - 50, pressY + 40);
             parent->sendMove(child, pressX - 60, pressY + 50);
             pumpView(*parent, view);
-            EXPECT_EQ(picture(view), before);
+            EXPECT_TRUE(picture(view) == before) << "the picture changed";
             PC_DestroyView(view);
         }
 }
