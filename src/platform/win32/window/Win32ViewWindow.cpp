@@ -205,16 +205,17 @@ public:
                 if (releasingCapture_ || reinterpret_cast<HWND>(lParam) == window_) return 0;
                 event.type = InputCaptureLost;
                 return deliver(event);
-            case WM_CANCELMODE:
-                // A dialog or menu took over: drags end and the capture goes.
-                if (GetCapture() == window_) {
-                    releasingCapture_ = true;
-                    ReleaseCapture();
-                    releasingCapture_ = false;
-                }
+            case WM_CANCELMODE: {
+                // A dialog or menu took over: the capture goes and drags end. The default
+                // procedure runs first: nothing of this object is touched after the sink.
+                releasingCapture_ = true;
+                const LRESULT result = DefWindowProcW(window_, message, wParam, lParam);
+                if (GetCapture() == window_) ReleaseCapture();
+                releasingCapture_ = false;
                 event.type = InputCaptureLost;
                 deliver(event);
-                return DefWindowProcW(window_, message, wParam, lParam);
+                return result;
+            }
             case WM_NCDESTROY:
                 // The host destroyed the parent, and this window with it: nothing here may touch
                 // the window, its device context or this object through the window any more.
