@@ -69,7 +69,7 @@ UBSAN_OPTIONS=print_stacktrace=1 run_ctest asan+ubsan build/asan
 echo "== ThreadSanitizer build (file, import, node-loading, selection code, concurrent views)"
 cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANE_SANITIZE=thread -DORVANE_DEMO=OFF >/dev/null
 cmake --build build/tsan -j"$jobs" --target ovcf_tests import_tests streaming_tests selection_tests concurrency_tests
-TSAN_OPTIONS="halt_on_error=1" run_ctest tsan build/tsan -R '^(ovcf|import|streaming|selection|concurrency)$'
+TSAN_OPTIONS="halt_on_error=1 suppressions=$root/scripts/tsan.supp" run_ctest tsan build/tsan -R '^(ovcf|import|streaming|selection|concurrency)$'
 
 if [ -x "$root/scripts/run-fuzz.sh" ]; then
   echo "== fuzzing the file reader for ${FUZZ_SECONDS} s"

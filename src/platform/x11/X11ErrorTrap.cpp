@@ -8,8 +8,6 @@ namespace {
 
 using ErrorHandler = int (*)(Display*, XErrorEvent*);
 
-// Xlib's error handler is process-wide: one thread traps at a time, nested traps included.
-std::recursive_mutex gTrapLock;
 constexpr int kMaxWatched = 16;
 // Read by the handler, which may run on a thread that holds no trap (an X error of the host's).
 std::atomic<Display*> gWatched[kMaxWatched];
@@ -37,8 +35,14 @@ int recordError(Display* display, XErrorEvent* event) {
 
 }  // namespace
 
+// Xlib's error handler is process-wide: one thread traps at a time, nested traps included.
+std::recursive_mutex& x11TrapLock() {
+    static std::recursive_mutex lock;
+    return lock;
+}
+
 X11ErrorTrap::X11ErrorTrap(Display* display) : display_(display) {
-    gTrapLock.lock();
+    x11TrapLock().lock();
     // Errors of earlier requests belong to whoever made them.
     if (display_) XSync(display_, False);
     const int depth = gDepth.load();
@@ -58,7 +62,7 @@ X11ErrorTrap::~X11ErrorTrap() {
     if (depth < kMaxWatched) gWatched[depth].store(nullptr);
     gDepth.store(depth);
     if (outermost_) XSetErrorHandler(gPrevious.exchange(nullptr));
-    gTrapLock.unlock();
+    x11TrapLock().unlock();
 }
 
 bool X11ErrorTrap::failed() {

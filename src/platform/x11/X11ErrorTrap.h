@@ -6,8 +6,13 @@
 #include <X11/Xlib.h>
 
 #include <cstdint>
+#include <mutex>
 
 namespace ovcf {
+
+// The process-wide lock every trap holds. Also taken around setting up and tearing down GLX,
+// which is not safe on two threads at once; one lock keeps the order of locking trivial.
+std::recursive_mutex& x11TrapLock();
 
 class X11ErrorTrap {
 public:

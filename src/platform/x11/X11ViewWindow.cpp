@@ -42,6 +42,9 @@ public:
     ~X11ViewWindow() override { destroy(); }
 
     bool create(NativeWindow parentHandle, std::string& error) {
+        // Loading and setting up the GL driver is not safe on two threads at once: views made or
+        // destroyed on several UI threads take turns.
+        const std::lock_guard<std::recursive_mutex> turn(x11TrapLock());
         parent_ = static_cast<Window>(parentHandle);
         display_ = XOpenDisplay(nullptr);
         if (!display_) {
@@ -94,6 +97,9 @@ public:
 
     void destroy() override {
         if (!display_) return;
+        // Loading and setting up the GL driver is not safe on two threads at once: views made or
+        // destroyed on several UI threads take turns.
+        const std::lock_guard<std::recursive_mutex> turn(x11TrapLock());
         {
             X11ErrorTrap trap(display_);
             destroyContext(display_, context_);
