@@ -125,10 +125,15 @@ typedef struct ParamInfo {
     char key[48];      /* zero-terminated, at most 47 characters */
 } ParamInfo;
 
-/* Log lines (Italian), on whatever thread logged (the host's UI thread, a view's loader or
- * selection worker threads, the import's thread), under the module's log lock: the callback must
- * return quickly, must not call PC_SetLogCallback or any export that logs, and must not wait
- * for another thread that may be logging (such as the UI thread), or it deadlocks. */
+/* Log lines (Italian). The callback runs on whatever thread logged: the host's UI threads (any
+ * export, the view window's message handling), a view's loader threads, the selection and filter
+ * worker threads, the thread running an import. It runs while the module's one process-wide log
+ * lock is held, so calls never overlap and arrive in the order the lines were written; message
+ * is valid only during the call. Because of that lock the callback must return quickly and must
+ * not: call PC_SetLogCallback or any export that may log (PC_DestroyView, PC_CloseCloud,
+ * PC_OpenFile, PC_Render, the editing and import exports among them; PC_LastError and
+ * PC_Version are safe); destroy a view; or wait for another thread that may be logging (such
+ * as a UI thread waiting for it), or the process deadlocks. Hand the text to a queue instead. */
 typedef void (*PcLogCallback)(int level, const char* message, void* userData);
 /* Events, on the thread that drove the view (inside an export or the view window's message
  * handling); state is valid only during the call. The host may call any export from it, and may
@@ -144,7 +149,8 @@ typedef int (*PcProgressCallback)(double fraction, void* userData);
 PC_API int PC_CALL PC_Version(void);
 /* Copies this thread's last error text out; returns its length + 1 ("" gives 1). */
 PC_API int PC_CALL PC_LastError(char* buffer, int capacity);
-/* Installs (callback non-null) or removes the host's log sink; returns 0. */
+/* Installs (callback non-null) or removes the host's log sink; returns 0. Safe from any thread
+ * at any time; once it returns, the previous callback is never called again. */
 PC_API int PC_CALL PC_SetLogCallback(PcLogCallback callback, void* userData);
 /* Starts crash diagnostics for the whole process; call it once, early, from the host's main
  * thread. The diagnostics folder is %LOCALAPPDATA%\OrvaneN (the temporary folder when LOCALAPPDATA

@@ -4,7 +4,8 @@
 #   1. the Linux library natively (Mesa llvmpipe through GLX),
 #   2. the Windows DLL with MinGW-w64, its tests run under Wine (WGL on llvmpipe),
 #   3. the portable core again with AddressSanitizer + UndefinedBehaviorSanitizer,
-#   4. the threaded file, import, node-loading and selection code with ThreadSanitizer,
+#   4. the threaded file, import, node-loading and selection code, and views on two UI threads,
+#      with ThreadSanitizer,
 #   5. a short libFuzzer run of the file reader.
 # Build trees go to build/ in the checkout. Exit status 0 only when everything passed.
 set -euo pipefail
@@ -65,10 +66,10 @@ cmake --build build/asan -j"$jobs"
 ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS="suppressions=$root/scripts/lsan.supp:print_suppressions=0" \
 UBSAN_OPTIONS=print_stacktrace=1 run_ctest asan+ubsan build/asan
 
-echo "== ThreadSanitizer build (file, import, node-loading and selection code)"
+echo "== ThreadSanitizer build (file, import, node-loading, selection code, concurrent views)"
 cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANE_SANITIZE=thread -DORVANE_DEMO=OFF >/dev/null
-cmake --build build/tsan -j"$jobs" --target ovcf_tests import_tests streaming_tests selection_tests
-TSAN_OPTIONS="halt_on_error=1" run_ctest tsan build/tsan -R '^(ovcf|import|streaming|selection)$'
+cmake --build build/tsan -j"$jobs" --target ovcf_tests import_tests streaming_tests selection_tests concurrency_tests
+TSAN_OPTIONS="halt_on_error=1 suppressions=$root/scripts/tsan.supp" run_ctest tsan build/tsan -R '^(ovcf|import|streaming|selection|concurrency)$'
 
 if [ -x "$root/scripts/run-fuzz.sh" ]; then
   echo "== fuzzing the file reader for ${FUZZ_SECONDS} s"

@@ -23,9 +23,10 @@ PC_API int PC_CALL PC_OpenFile(PcView handle, const char* path) {
 
 PC_API void PC_CALL PC_CloseCloud(PcView handle) {
     guardedVoid(handle, [](PcViewObject& view) {
-        // Node buffers are GL objects: they go with the context current.
-        view.window->makeCurrent();
-        view.controller->closeCloud();
+        // Node buffers are GL objects of the view's own context: they go with it current, or
+        // are left to die with the context when it cannot be made current. Never another's.
+        if (view.window->makeCurrent()) view.controller->closeCloud();
+        else view.controller->closeCloudWithoutGl();
     });
 }
 

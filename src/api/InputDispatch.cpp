@@ -160,6 +160,17 @@ void onPointerLeft(PcViewObject& view) {
     view.navigation->setCubeHover(false);
 }
 
+// The pointer capture or the focus went elsewhere mid-gesture: the button-up will not come, so
+// every drag ends without acting, and the next press starts afresh.
+void onCaptureLost(PcViewObject& view) {
+    view.navigation->abortDrag();
+    view.rightClick.release();
+    view.controller->clipBox.releaseHandle();
+    view.controller->cube.cancelPress();
+    view.tools->abortDrags();
+    onPointerLeft(view);
+}
+
 void onKeyDown(PcViewObject& view, const InputEvent& event) {
     if (event.key == KeyEscape) {
         const bool hadNavigationTool = view.navigation->setNavigationTool(NavigationNone);
@@ -184,6 +195,7 @@ void dispatchInput(const InputEvent& event, void* context) {
         case InputPointerLeft: onPointerLeft(view); break;
         case InputWheel: view.navigation->wheel(event.wheel); break;
         case InputKeyDown: onKeyDown(view, event); break;
+        case InputCaptureLost: onCaptureLost(view); break;
         case InputSizeChanged:
             view.controller->resize(static_cast<int>(event.x), static_cast<int>(event.y));
             break;

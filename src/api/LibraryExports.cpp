@@ -1,4 +1,6 @@
 // Library-wide exports: version, last error, log sink, diagnostics.
+#include <mutex>
+
 #include "OrvanePC.h"
 #include "api/ExportGuard.h"
 #include "api/LastError.h"
@@ -15,6 +17,9 @@ struct HostLogSink {
 };
 
 HostLogSink gHostLog;
+// Callers on several threads take turns: the sink is removed, the record written and the sink
+// put back as one step, so that no line ever reads a record being written.
+std::mutex gHostLogSetter;
 
 // Runs under the log lock, so the stored callback cannot change while it is being called.
 void forwardToHost(int level, const char* message, void* context) {
@@ -34,6 +39,7 @@ PC_API int PC_CALL PC_LastError(char* buffer, int capacity) {
 
 PC_API int PC_CALL PC_SetLogCallback(PcLogCallback callback, void* userData) {
     return guardedGlobal(0, [&] {
+        const std::lock_guard<std::mutex> turn(gHostLogSetter);
         // Remove the sink first so that no line sees a half-updated callback.
         setLogSink(nullptr, nullptr);
         gHostLog.callback = callback;

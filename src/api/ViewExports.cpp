@@ -15,6 +15,8 @@ using namespace ovcf;
 extern "C" {
 
 PC_API PcView PC_CALL PC_CreateView(PcParentWindow parent) {
+    // The new context is made current to build the view; the host's is current again after.
+    const CurrentGlContextGuard hostContext;
     PcViewObject* view = new (std::nothrow) PcViewObject();
     if (!view) {
         setLastError("out of memory");

@@ -69,11 +69,18 @@ void emitViewEvent(PcViewObject& view, int event) {
 }
 
 void destroyViewObject(PcViewObject* view) {
+    const CurrentGlContextGuard hostContext;
     try {
-        // The cloud's loader threads stop and the GL objects go while the context is current.
-        if (view->controller && view->window && view->window->makeCurrent()) {
-            if (view->glReady) view->controller->releaseGl();
-            else view->controller->closeCloud();
+        {
+            const std::unique_ptr<WindowErrorScope> errors = view->window ? view->window->trapErrors() : nullptr;
+            // The cloud's loader threads stop and the GL objects go while the context is current;
+            // never through whatever other context is current instead.
+            const bool current = view->window && view->window->makeCurrent();
+            if (view->controller) {
+                if (!current) view->controller->abandonGl();
+                else if (view->glReady) view->controller->releaseGl();
+                else view->controller->closeCloud();
+            }
         }
         if (view->window) view->window->destroy();
     } catch (...) {
@@ -86,6 +93,20 @@ void destroyViewObject(PcViewObject* view) {
     view->navigation.reset();
     view->controller.reset();
     delete view;
+}
+
+ViewCallScope::ViewCallScope(PcViewObject& view) : view_(view) {
+    if (view_.callDepth++ > 0) return;
+    hostContext_.emplace();
+    if (view_.window) windowErrors_ = view_.window->trapErrors();
+}
+
+ViewCallScope::~ViewCallScope() {
+    // The error scope ends before a destruction closes the window system's connection, and the
+    // host's context is current again before the view's own context goes.
+    windowErrors_.reset();
+    hostContext_.reset();
+    if (--view_.callDepth == 0 && view_.destroyPending) destroyViewObject(&view_);
 }
 
 }  // namespace ovcf

@@ -4,12 +4,14 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "OrvanePC.h"
 #include "navigation/NavigationController.h"
 #include "navigation/RightClickTracker.h"
 #include "navigation/ToolStateMachine.h"
+#include "platform/CurrentGlContext.h"
 #include "platform/ViewWindow.h"
 #include "view/ViewController.h"
 
@@ -48,22 +50,25 @@ int requirePathAndContext(PcViewObject& view, const char* path);
 // Calls the host's event callback, if any, with a fresh state record; nothing once the host has
 // destroyed the view.
 void emitViewEvent(PcViewObject& view, int event);
-// Closes the cloud, releases GL objects and the window, clears the tag and frees the view.
+// Closes the cloud, releases GL objects and the window, clears the tag and frees the view. GL
+// objects are released only through the view's own context; when it cannot be made current
+// they are left to die with it. The context current before the call is current again after.
 void destroyViewObject(PcViewObject* view);
 
-// Marks a call on the view; the outermost one carries out a destruction the host asked for
-// meanwhile.
+// Marks a call on the view. The outermost one remembers the GL context current when the host
+// called and makes it current again at the end, absorbs the window system's errors meanwhile,
+// and carries out a destruction the host asked for from a callback.
 class ViewCallScope {
 public:
-    explicit ViewCallScope(PcViewObject& view) : view_(view) { ++view_.callDepth; }
-    ~ViewCallScope() {
-        if (--view_.callDepth == 0 && view_.destroyPending) destroyViewObject(&view_);
-    }
+    explicit ViewCallScope(PcViewObject& view);
+    ~ViewCallScope();
     ViewCallScope(const ViewCallScope&) = delete;
     ViewCallScope& operator=(const ViewCallScope&) = delete;
 
 private:
     PcViewObject& view_;
+    std::optional<CurrentGlContextGuard> hostContext_;
+    std::unique_ptr<WindowErrorScope> windowErrors_;
 };
 
 }  // namespace ovcf

@@ -36,6 +36,8 @@ public:
     bool move(double x, double y);
     // Ends the drag if that button started it.
     void release(std::uint32_t button);
+    // Ends any drag, whichever button started it (the release will never come).
+    void abortDrag() { dragMode_ = DragNone; }
     // Notches of the wheel, positive away from the user; zooms about the target.
     void wheel(double steps);
 

@@ -134,6 +134,13 @@ bool ToolStateMachine::removeLastVertex() {
     return true;
 }
 
+bool ToolStateMachine::abortDrags() {
+    const bool dragging = state_.shapeDrag || state_.rectDrag;
+    state_.shapeDrag = false;
+    state_.rectDrag = false;
+    return dragging;
+}
+
 bool ToolStateMachine::cancelTools() {
     // The plane pick and the clip-box handles are reset below; ask first whether they hold anything.
     const bool planeHadAnything = host_.resetPlanePick();

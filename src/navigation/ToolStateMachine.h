@@ -68,6 +68,9 @@ public:
     bool removeLastVertex();
     // True when anything was cancelled.
     bool cancelTools();
+    // Drops a rectangle, circle or rubber-band drag without acting on it; the tools stay armed
+    // and a polygon keeps its vertices. True when a drag was under way.
+    bool abortDrags();
 
     void beginRectangle(double x, double y);
     void dragRectangle(double x, double y);

@@ -13,6 +13,14 @@ namespace ovcf {
 
 using InputSink = void (*)(const InputEvent& event, void* context);
 
+// While one lives, window-system errors raised by the view's own calls are absorbed instead of
+// ending the process (X11, where the host may destroy the parent, and the child with it, at any
+// time). Nothing on Windows, where a call on a dead window only fails.
+class WindowErrorScope {
+public:
+    virtual ~WindowErrorScope() = default;
+};
+
 // The host's parent window: an HWND or an X11 Window id, carried as an integer.
 using NativeWindow = std::uintptr_t;
 
@@ -26,6 +34,8 @@ public:
 
     // Releases context, device context and window; safe to call twice.
     virtual void destroy() = 0;
+    // Makes the view's context current on this thread; false when the window or context is gone
+    // or the platform refuses.
     virtual bool makeCurrent() = 0;
     // Resizes the child window to the parent's client area; true when the size changed.
     virtual bool followParentSize() = 0;
@@ -40,6 +50,8 @@ public:
     virtual int processPendingEvents() = 0;
     // The arrow or the wait cursor over the child window.
     virtual void setWaitCursor(bool waiting) = 0;
+    // Null where there is nothing to absorb.
+    virtual std::unique_ptr<WindowErrorScope> trapErrors() { return nullptr; }
 };
 
 }  // namespace ovcf

@@ -133,7 +133,7 @@ const StreamingFrame& CloudStreaming::update(const Camera& camera, const RenderS
     for (std::uint32_t index : loader_.takeFailed())
         if (index < unreadable_.size()) unreadable_[index] = 1;
     std::vector<ReadyNode> ready = loader_.takeReady();
-    frame_.uploaded = static_cast<std::uint32_t>(residency_.upload(ready));
+    frame_.uploaded = static_cast<std::uint32_t>(residency_.upload(ready, lod_.lastUse()));
     for (const ReadyNode& node : ready) {
         loader_.forget(node.nodeIndex);
         if (node.nodeIndex < unreadable_.size()) unreadable_[node.nodeIndex] = 0;

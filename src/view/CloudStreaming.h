@@ -58,6 +58,9 @@ public:
     bool open(const std::string& path, int loaderThreads, std::string& error);
     // Stops the loader (threads joined), releases the node buffers, closes the reader.
     void close();
+    // Forgets the node buffers without deleting them: for when the context that owns them cannot
+    // be made current. close() then makes no GL call.
+    void abandonGpuBuffers() { residency_.abandonAll(); }
     bool isOpen() const { return open_; }
 
     // One frame. `frameNumber` starts at 1 and grows by frame. The camera's render origin must

@@ -13,6 +13,9 @@ enum InputEventType : std::int32_t {
     InputWheel = 4,
     InputKeyDown = 5,
     InputSizeChanged = 6,
+    // The window lost the pointer capture or the keyboard focus: no button-up will follow, so
+    // every drag ends here.
+    InputCaptureLost = 7,
 };
 
 enum InputButton : std::int32_t { ButtonLeft = 0, ButtonRight = 1, ButtonMiddle = 2 };

@@ -40,8 +40,37 @@ void NodeResidency::releaseAll() {
     residentCount_ = 0;
 }
 
-std::size_t NodeResidency::upload(std::vector<ReadyNode>& ready) {
+void NodeResidency::abandonAll() {
+    for (Entry& e : entries_) e = Entry{};
+    totalBytes_ = 0;
+    residentCount_ = 0;
+}
+
+std::uint32_t NodeResidency::createEvicting(const ReadyNode& node, std::size_t bytes,
+                                           const std::vector<std::uint64_t>& lastUse,
+                                           const std::vector<std::uint8_t>& uploadedNow) {
+    std::uint32_t buffer = store_->create(node.vertices.data(), bytes);
+    if (buffer != 0) return buffer;
+    ++failedUploads_;
+    if (deviceLimit_ == 0 || totalBytes_ < deviceLimit_) deviceLimit_ = totalBytes_;
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> candidates;
+    for (std::size_t i = 0; i < entries_.size(); ++i)
+        if (entries_[i].resident && entries_[i].bytes > 0 && !uploadedNow[i])
+            candidates.emplace_back(i < lastUse.size() ? lastUse[i] : 0, static_cast<std::uint32_t>(i));
+    std::sort(candidates.begin(), candidates.end());
+    for (const auto& [used, index] : candidates) {
+        release(index);
+        ++evictions_;
+        buffer = store_->create(node.vertices.data(), bytes);
+        if (buffer != 0) return buffer;
+        ++failedUploads_;
+    }
+    return 0;
+}
+
+std::size_t NodeResidency::upload(std::vector<ReadyNode>& ready, const std::vector<std::uint64_t>& lastUse) {
     std::size_t uploaded = 0;
+    std::vector<std::uint8_t> uploadedNow(entries_.size(), 0);
     for (ReadyNode& node : ready) {
         if (node.nodeIndex >= entries_.size()) continue;
         release(node.nodeIndex);
@@ -49,12 +78,13 @@ std::size_t NodeResidency::upload(std::vector<ReadyNode>& ready) {
         const std::size_t bytes = node.vertices.size() * sizeof(PointVertex);
         // An empty node has nothing to draw but counts as loaded, so it is not asked for again.
         if (bytes > 0) {
-            e.buffer = store_->create(node.vertices.data(), bytes);
+            e.buffer = createEvicting(node, bytes, lastUse, uploadedNow);
             if (e.buffer == 0) continue;
         }
         e.pointCount = static_cast<std::uint32_t>(node.vertices.size());
         e.bytes = bytes;
         e.resident = true;
+        uploadedNow[node.nodeIndex] = 1;
         totalBytes_ += bytes;
         ++residentCount_;
         ++uploaded;
@@ -66,6 +96,8 @@ std::size_t NodeResidency::upload(std::vector<ReadyNode>& ready) {
 
 std::size_t NodeResidency::evict(std::uint64_t budgetBytes, std::uint64_t frameNumber,
                                  const std::vector<std::uint64_t>& lastUse, std::vector<std::uint32_t>* evicted) {
+    // Above what the GPU could hold, uploads would only fail again.
+    if (deviceLimit_ > 0 && deviceLimit_ < budgetBytes) budgetBytes = deviceLimit_;
     if (totalBytes_ <= budgetBytes) return 0;
     std::vector<std::pair<std::uint64_t, std::uint32_t>> candidates;
     for (std::size_t i = 0; i < entries_.size(); ++i) {

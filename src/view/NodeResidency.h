@@ -27,9 +27,13 @@ public:
     }
 };
 
-// The real store: glCreateBuffers + glNamedBufferData, glDeleteBuffers. Needs the view's
-// context current on the calling thread.
-std::unique_ptr<NodeBufferStore> makeGlNodeBufferStore();
+// Gives a new buffer its storage with the data. The GL default is glNamedBufferStorage; tests
+// put one in its place that fails as a driver out of memory would.
+using NodeBufferStorage = void (*)(std::uint32_t buffer, std::size_t bytes, const void* data);
+
+// The real store: glCreateBuffers + the storage, checked (GL error and buffer size) so that a
+// failed allocation gives 0; glDeleteBuffers. Needs the view's context current.
+std::unique_ptr<NodeBufferStore> makeGlNodeBufferStore(NodeBufferStorage storage = nullptr);
 
 class NodeResidency {
 public:
@@ -48,14 +52,22 @@ public:
     // Releases every buffer and sizes the table for a cloud of `nodeCount` nodes.
     void reset(std::size_t nodeCount);
     // Uploads each node into a buffer of its own; nodes out of range are dropped. A node that
-    // is resident already gets its buffer replaced. Returns the number of nodes made resident.
-    std::size_t upload(std::vector<ReadyNode>& ready);
-    // When the resident bytes exceed `budgetBytes`: releases resident nodes whose last use is not
-    // `frameNumber`, ascending by last use and then by node index, until the total is at or below
-    // the budget. Returns the number evicted; `evicted` (optional) receives them in that order.
+    // is resident already gets its buffer replaced. When the GPU refuses a buffer, resident nodes
+    // that were resident before this call are evicted, least recently used first by `lastUse`
+    // (then by index), and the upload is tried again until it succeeds or nothing is left to
+    // evict; a node still refused stays not resident (never drawn) and keeps its vertices. The
+    // resident total at the refusal becomes a limit that evict() keeps from then on. Returns the
+    // number of nodes made resident.
+    std::size_t upload(std::vector<ReadyNode>& ready, const std::vector<std::uint64_t>& lastUse = {});
+    // When the resident bytes exceed `budgetBytes` (or the limit the GPU showed): releases
+    // resident nodes whose last use is not `frameNumber`, ascending by last use and then by node
+    // index, until the total is at or below it. Returns the number evicted; `evicted` (optional)
+    // receives them in that order.
     std::size_t evict(std::uint64_t budgetBytes, std::uint64_t frameNumber, const std::vector<std::uint64_t>& lastUse,
                       std::vector<std::uint32_t>* evicted = nullptr);
     void releaseAll();
+    // Empties the table without deleting a buffer (their context is gone or not current).
+    void abandonAll();
 
     bool isResident(std::uint32_t nodeIndex) const {
         return nodeIndex < entries_.size() && entries_[nodeIndex].resident;
@@ -66,15 +78,23 @@ public:
     std::uint64_t totalBytes() const { return totalBytes_; }
     std::size_t residentCount() const { return residentCount_; }
     std::uint64_t evictionCount() const { return evictions_; }
+    // Uploads the GPU refused, and the resident bytes it held when it first did (0: never).
+    std::uint64_t failedUploads() const { return failedUploads_; }
+    std::uint64_t deviceLimitBytes() const { return deviceLimit_; }
 
 private:
     void release(std::uint32_t nodeIndex);
+    // Makes the buffer of one node, evicting older nodes on refusal; 0 when it cannot be made.
+    std::uint32_t createEvicting(const ReadyNode& node, std::size_t bytes, const std::vector<std::uint64_t>& lastUse,
+                                 const std::vector<std::uint8_t>& uploadedNow);
 
     std::unique_ptr<NodeBufferStore> store_;
     std::vector<Entry> entries_;
     std::uint64_t totalBytes_ = 0;
     std::size_t residentCount_ = 0;
     std::uint64_t evictions_ = 0;
+    std::uint64_t failedUploads_ = 0;
+    std::uint64_t deviceLimit_ = 0;
 };
 
 }  // namespace ovcf

@@ -40,6 +40,12 @@ public:
     // shader message or the GL error. Leaves depth testing and program point size on.
     bool initializeGl(std::string& error);
     void releaseGl();
+    // Forgets the GL objects without a GL call (their context is lost); they die with it.
+    void abandonGl() {
+        ready_ = false;
+        overlayReady_ = false;
+        frameDrawn_ = false;
+    }
     bool glReady() const { return ready_; }
 
     // Draws the frame and blits it to the window's back buffer (framebuffer 0), which is left

@@ -28,6 +28,11 @@ void ViewController::releaseGl() {
     renderer_.releaseGl();
 }
 
+void ViewController::abandonGl() {
+    closeCloudWithoutGl();
+    renderer_.abandonGl();
+}
+
 void ViewController::resize(int width, int height) {
     width_ = width < 1 ? 1 : width;
     height_ = height < 1 ? 1 : height;
@@ -92,6 +97,11 @@ void ViewController::closeCloud() {
     selected_.reset(0);
     lastSelection_ = {};
     requestRedraw(RedrawPicture | RedrawCounts);
+}
+
+void ViewController::closeCloudWithoutGl() {
+    if (cloud_) cloud_->abandonGpuBuffers();
+    closeCloud();
 }
 
 void ViewController::logCloudOpened() const {

@@ -47,6 +47,9 @@ public:
     bool initializeGl(std::string& error);
     // Closes the cloud and releases the GL objects (context current).
     void releaseGl();
+    // The context is lost or cannot be made current: closes the cloud and forgets every GL
+    // object without a GL call, leaving them to die with their context.
+    void abandonGl();
 
     void resize(int width, int height);
     int width() const { return width_; }
@@ -61,6 +64,8 @@ public:
     // deletions loaded, and the camera fitted. False with the reader's message.
     bool openCloud(const std::string& path, std::string& error);
     void closeCloud();
+    // The same without GL: the node buffers are forgotten, not deleted.
+    void closeCloudWithoutGl();
     bool hasCloud() const { return cloud_ && cloud_->isOpen(); }
     std::uint64_t pointCount() const { return hasCloud() ? cloud_->pointCount() : 0; }
     std::uint64_t deletedCount() const { return deletions_.deletedCount(); }

@@ -85,12 +85,15 @@ TEST_F(Residency, UploadsEachNodeIntoABufferOfItsOwn) {
     EXPECT_EQ(residency.totalBytes(), 22u * 24u);
     EXPECT_TRUE(again[0].vertices.empty());  // the CPU copy is let go
 
-    // A buffer that cannot be made leaves the node unloaded.
+    // A buffer refused once makes room: the least recently used node goes (all equal here: the
+    // lowest index) and the retry succeeds.
     store.failNext = true;
     again.clear();
     again.push_back(readyNode(5, 3));
-    EXPECT_EQ(residency.upload(again), 0u);
-    EXPECT_FALSE(residency.isResident(5));
+    EXPECT_EQ(residency.upload(again), 1u);
+    EXPECT_TRUE(residency.isResident(5));
+    EXPECT_FALSE(residency.isResident(0));
+    EXPECT_EQ(store.destroyed, (std::vector<std::uint32_t>{101, 100}));
 
     residency.releaseAll();
     EXPECT_TRUE(store.live.empty());

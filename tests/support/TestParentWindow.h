@@ -32,6 +32,20 @@ public:
     virtual void sendSize(std::uintptr_t child, int width, int height) = 0;
     // Lets queued messages arrive (a no-op where sending is synchronous).
     virtual void flush() = 0;
+
+    // The window system takes a gesture away from `child`: another window takes the pointer
+    // capture (Windows) or the keyboard focus (X11) for real.
+    virtual void takeCaptureAway(std::uintptr_t child) = 0;
+    // A system-wide cancel (WM_CANCELMODE) or another client's pointer grab (X11).
+    virtual void cancelMode(std::uintptr_t child) = 0;
+
+    // Destroys the window (and with it the children) as a host closing it would.
+    virtual void destroyWindow() = 0;
+
+    // A GL context of the test's own, as a host that draws with GL has: made current on this
+    // thread, and whether it still is.
+    virtual bool makeHostGlCurrent() = 0;
+    virtual bool hostGlIsCurrent() = 0;
 };
 
 // A handle that names no window.

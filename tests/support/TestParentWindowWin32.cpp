@@ -8,6 +8,11 @@ namespace {
 class Win32TestParent final : public TestParentWindow {
 public:
     ~Win32TestParent() override {
+        if (hostContext_) {
+            if (wglGetCurrentContext() == hostContext_) wglMakeCurrent(nullptr, nullptr);
+            wglDeleteContext(hostContext_);
+        }
+        if (hostWindow_) DestroyWindow(hostWindow_);
         if (window_) DestroyWindow(window_);
     }
 
@@ -93,8 +98,45 @@ public:
         }
     }
 
+    void takeCaptureAway(std::uintptr_t) override { SetCapture(window_); }
+
+    void cancelMode(std::uintptr_t child) override { SendMessageW(reinterpret_cast<HWND>(child), WM_CANCELMODE, 0, 0); }
+
+    void destroyWindow() override {
+        if (window_) DestroyWindow(window_);
+        window_ = nullptr;
+        flush();
+    }
+
+    bool makeHostGlCurrent() override {
+        if (!hostContext_) {
+            hostWindow_ = CreateWindowExW(0, L"OrvaneTestParent", L"host gl", WS_POPUP, 0, 0, 16, 16, nullptr, nullptr,
+                                          GetModuleHandleW(nullptr), nullptr);
+            if (!hostWindow_) return false;
+            hostDc_ = GetDC(hostWindow_);
+            PIXELFORMATDESCRIPTOR descriptor{};
+            descriptor.nSize = sizeof descriptor;
+            descriptor.nVersion = 1;
+            descriptor.dwFlags = PFD_DRAW_TO_WINDOW | PFD_SUPPORT_OPENGL | PFD_DOUBLEBUFFER;
+            descriptor.iPixelType = PFD_TYPE_RGBA;
+            descriptor.cColorBits = 32;
+            const int format = ChoosePixelFormat(hostDc_, &descriptor);
+            if (!format || !SetPixelFormat(hostDc_, format, &descriptor)) return false;
+            hostContext_ = wglCreateContext(hostDc_);
+            if (!hostContext_) return false;
+        }
+        return wglMakeCurrent(hostDc_, hostContext_) != FALSE;
+    }
+
+    bool hostGlIsCurrent() override {
+        return hostContext_ && wglGetCurrentContext() == hostContext_ && wglGetCurrentDC() == hostDc_;
+    }
+
 private:
     HWND window_ = nullptr;
+    HWND hostWindow_ = nullptr;
+    HDC hostDc_ = nullptr;
+    HGLRC hostContext_ = nullptr;
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
+#include <GL/glx.h>
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -23,7 +24,12 @@ class X11TestParent final : public TestParentWindow {
 public:
     ~X11TestParent() override {
         if (!display_) return;
-        XDestroyWindow(display_, window_);
+        if (hostContext_) {
+            if (glXGetCurrentContext() == hostContext_) glXMakeCurrent(display_, None, nullptr);
+            glXDestroyContext(display_, hostContext_);
+        }
+        if (hostWindow_) XDestroyWindow(display_, hostWindow_);
+        if (window_) XDestroyWindow(display_, window_);
         XCloseDisplay(display_);
     }
 
@@ -140,6 +146,46 @@ public:
 
     void flush() override { XSync(display_, False); }
 
+    void takeCaptureAway(std::uintptr_t) override {
+        XSetInputFocus(display_, window_, RevertToParent, CurrentTime);
+        XSync(display_, False);
+    }
+
+    void cancelMode(std::uintptr_t child) override {
+        XEvent event{};
+        event.xcrossing.type = LeaveNotify;
+        event.xcrossing.window = static_cast<Window>(child);
+        event.xcrossing.mode = NotifyGrab;
+        send(child, event, LeaveWindowMask);
+    }
+
+    void destroyWindow() override {
+        if (window_) XDestroyWindow(display_, window_);
+        window_ = 0;
+        XSync(display_, False);
+    }
+
+    bool makeHostGlCurrent() override {
+        if (!hostContext_) {
+            int attributes[] = {GLX_RGBA, GLX_DOUBLEBUFFER, None};
+            XVisualInfo* visual = glXChooseVisual(display_, DefaultScreen(display_), attributes);
+            if (!visual) return false;
+            XSetWindowAttributes windowAttributes{};
+            windowAttributes.colormap =
+                XCreateColormap(display_, RootWindow(display_, visual->screen), visual->visual, AllocNone);
+            hostWindow_ = XCreateWindow(display_, RootWindow(display_, visual->screen), 0, 0, 16, 16, 0, visual->depth,
+                                        InputOutput, visual->visual, CWColormap, &windowAttributes);
+            hostContext_ = glXCreateContext(display_, visual, nullptr, True);
+            XFree(visual);
+            if (!hostContext_) return false;
+        }
+        return glXMakeCurrent(display_, hostWindow_, hostContext_) == True;
+    }
+
+    bool hostGlIsCurrent() override {
+        return hostContext_ && glXGetCurrentContext() == hostContext_ && glXGetCurrentDrawable() == hostWindow_;
+    }
+
 private:
     void sendButtonNumber(std::uintptr_t child, unsigned button, bool down, int x, int y) {
         XEvent event{};
@@ -160,6 +206,8 @@ private:
 
     Display* display_ = nullptr;
     Window window_ = 0;
+    Window hostWindow_ = 0;
+    GLXContext hostContext_ = nullptr;
 };
 
 }  // namespace

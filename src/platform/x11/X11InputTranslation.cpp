@@ -77,7 +77,8 @@ bool translateX11Event(const XEvent& event, InputEvent& out) {
             readModifiers(event.xmotion.state, out);
             return true;
         case LeaveNotify:
-            out.type = InputPointerLeft;
+            // Another client grabbed the pointer: the release of a drag goes to that client.
+            out.type = event.xcrossing.mode == NotifyGrab ? InputCaptureLost : InputPointerLeft;
             out.x = event.xcrossing.x;
             out.y = event.xcrossing.y;
             readModifiers(event.xcrossing.state, out);
@@ -92,6 +93,11 @@ bool translateX11Event(const XEvent& event, InputEvent& out) {
             readModifiers(key.state, out);
             return true;
         }
+        case FocusOut:
+            // Focus moving into one of our own children is no loss (the view has none).
+            if (event.xfocus.detail == NotifyInferior) return false;
+            out.type = InputCaptureLost;
+            return true;
         case ConfigureNotify:
             out.type = InputSizeChanged;
             out.x = event.xconfigure.width < 1 ? 1 : event.xconfigure.width;

@@ -17,7 +17,7 @@ namespace ovcf {
 namespace {
 
 constexpr long kChildEventMask = ButtonPressMask | ButtonReleaseMask | PointerMotionMask | LeaveWindowMask |
-                                 KeyPressMask | StructureNotifyMask | ExposureMask;
+                                 KeyPressMask | StructureNotifyMask | ExposureMask | FocusChangeMask;
 
 bool readClientSize(Display* display, Window window, int& width, int& height) {
     XWindowAttributes attributes;
@@ -29,11 +29,22 @@ bool readClientSize(Display* display, Window window, int& width, int& height) {
     return true;
 }
 
+class X11ErrorScope final : public WindowErrorScope {
+public:
+    explicit X11ErrorScope(Display* display) : trap_(display) {}
+
+private:
+    X11ErrorTrap trap_;
+};
+
 class X11ViewWindow final : public ViewWindow {
 public:
     ~X11ViewWindow() override { destroy(); }
 
     bool create(NativeWindow parentHandle, std::string& error) {
+        // Loading and setting up the GL driver is not safe on two threads at once: views made or
+        // destroyed on several UI threads take turns.
+        const std::lock_guard<std::recursive_mutex> turn(x11TrapLock());
         parent_ = static_cast<Window>(parentHandle);
         display_ = XOpenDisplay(nullptr);
         if (!display_) {
@@ -86,6 +97,9 @@ public:
 
     void destroy() override {
         if (!display_) return;
+        // Loading and setting up the GL driver is not safe on two threads at once: views made or
+        // destroyed on several UI threads take turns.
+        const std::lock_guard<std::recursive_mutex> turn(x11TrapLock());
         {
             X11ErrorTrap trap(display_);
             destroyContext(display_, context_);
@@ -103,15 +117,27 @@ public:
     }
 
     bool makeCurrent() override {
-        if (!display_ || !window_ || !context_) return false;
-        return glXMakeCurrent(display_, window_, context_) == True;
+        if (!display_ || !window_ || !context_ || lost_) return false;
+        X11ErrorTrap trap(display_);
+        // Asking for the window first finds it gone before GLX draws into a dead drawable.
+        XWindowAttributes attributes;
+        if (!XGetWindowAttributes(display_, window_, &attributes) || trap.failed()) {
+            lost_ = true;
+            return false;
+        }
+        const bool current = glXMakeCurrent(display_, window_, context_) == True;
+        if (trap.failed()) {
+            lost_ = true;
+            return false;
+        }
+        return current;
     }
 
     bool followParentSize() override {
         if (!display_ || !window_ || !parent_) return false;
         int width = 0;
         int height = 0;
-        if (!readClientSize(display_, parent_, width, height)) return false;
+        if (lost_ || !readClientSize(display_, parent_, width, height)) return false;
         if (width == width_ && height == height_) return false;
         width_ = width;
         height_ = height;
@@ -122,7 +148,10 @@ public:
     }
 
     void present() override {
-        if (display_ && window_ && context_) glXSwapBuffers(display_, window_);
+        if (!display_ || !window_ || !context_ || lost_) return;
+        X11ErrorTrap trap(display_);
+        glXSwapBuffers(display_, window_);
+        if (trap.failed()) lost_ = true;
     }
 
     int width() const override { return width_; }
@@ -132,6 +161,11 @@ public:
     void setInputSink(InputSink sink, void* context) override {
         sink_ = sink;
         sinkContext_ = context;
+    }
+
+    std::unique_ptr<WindowErrorScope> trapErrors() override {
+        if (!display_) return nullptr;
+        return std::make_unique<X11ErrorScope>(display_);
     }
 
     int processPendingEvents() override {
@@ -151,7 +185,8 @@ public:
     }
 
     void setWaitCursor(bool waiting) override {
-        if (!display_ || !window_) return;
+        if (!display_ || !window_ || lost_) return;
+        X11ErrorTrap trap(display_);
         if (waiting) {
             if (!waitCursor_) waitCursor_ = XCreateFontCursor(display_, XC_watch);
             XDefineCursor(display_, window_, waitCursor_);
@@ -189,6 +224,7 @@ private:
     int width_ = 1;
     int height_ = 1;
     bool trackingLeave_ = false;
+    bool lost_ = false;  // the window was found destroyed (with the host's parent)
     InputSink sink_ = nullptr;
     void* sinkContext_ = nullptr;
 };

@@ -2,6 +2,9 @@
 
 #include <glad/gl.h>
 
+#include <atomic>
+#include <mutex>
+
 #include "core/Log.h"
 
 namespace ovcf {
@@ -25,9 +28,17 @@ using CreateContextAttribsFunction = HGLRC(WINAPI*)(HDC, HGLRC, const int*);
 using ChoosePixelFormatFunction = BOOL(WINAPI*)(HDC, const int*, const FLOAT*, UINT, int*, UINT*);
 using SwapIntervalFunction = BOOL(WINAPI*)(int);
 
+// Written once under gBootstrapLock; a view created on another thread reads them after taking
+// the lock or after seeing gBootstrapped set.
+std::mutex gBootstrapLock;
+std::atomic<bool> gBootstrapped{false};
 CreateContextAttribsFunction gCreateContextAttribs = nullptr;
 ChoosePixelFormatFunction gChoosePixelFormat = nullptr;
 SwapIntervalFunction gSwapInterval = nullptr;
+
+// The GL function pointers are process-wide: loaded by the first context, then only read.
+std::mutex gLoaderLock;
+std::atomic<bool> gGlLoaded{false};
 
 PIXELFORMATDESCRIPTOR legacyDescriptor() {
     PIXELFORMATDESCRIPTOR descriptor{};
@@ -57,11 +68,29 @@ GLADapiproc loadGlFunction(void*, const char* name) {
     return reinterpret_cast<GLADapiproc>(reinterpret_cast<void*>(function));
 }
 
+bool loadGlOnce() {
+    if (gGlLoaded.load(std::memory_order_acquire)) return true;
+    std::lock_guard<std::mutex> guard(gLoaderLock);
+    if (gGlLoaded.load(std::memory_order_relaxed)) return true;
+    if (!gladLoadGLUserPtr(&loadGlFunction, nullptr)) return false;
+    gGlLoaded.store(true, std::memory_order_release);
+    return true;
+}
+
 }  // namespace
 
+HINSTANCE thisModule() {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<LPCWSTR>(&thisModule), &module);
+    return module;
+}
+
 bool bootstrapWgl(std::string& error) {
-    if (gCreateContextAttribs) return true;
-    HINSTANCE instance = GetModuleHandleW(nullptr);
+    if (gBootstrapped.load(std::memory_order_acquire)) return true;
+    std::lock_guard<std::mutex> guard(gBootstrapLock);
+    if (gBootstrapped.load(std::memory_order_relaxed)) return true;
+    HINSTANCE instance = thisModule();
     WNDCLASSW windowClass{};
     windowClass.style = CS_OWNDC;
     windowClass.lpfnWndProc = DefWindowProcW;
@@ -70,7 +99,10 @@ bool bootstrapWgl(std::string& error) {
     RegisterClassW(&windowClass);  // already registered by an earlier attempt is fine
 
     HWND window = CreateWindowExW(0, L"OrvanePcBootstrap", L"", 0, 0, 0, 1, 1, nullptr, nullptr, instance, nullptr);
+    // The class is needed only for this one window: gone with it, nothing outlives the module.
+    const auto dropClass = [&] { UnregisterClassW(L"OrvanePcBootstrap", instance); };
     if (!window) {
+        dropClass();
         error = "cannot create the bootstrap window for OpenGL";
         return false;
     }
@@ -83,6 +115,7 @@ bool bootstrapWgl(std::string& error) {
         if (legacy) wglDeleteContext(legacy);
         ReleaseDC(window, deviceContext);
         DestroyWindow(window);
+        dropClass();
         error = "cannot create a temporary OpenGL context";
         return false;
     }
@@ -93,10 +126,12 @@ bool bootstrapWgl(std::string& error) {
     wglDeleteContext(legacy);
     ReleaseDC(window, deviceContext);
     DestroyWindow(window);
+    dropClass();
     if (!gCreateContextAttribs) {
         error = "the graphics driver does not support modern OpenGL contexts (wglCreateContextAttribsARB is missing): update the video driver";
         return false;
     }
+    gBootstrapped.store(true, std::memory_order_release);
     return true;
 }
 
@@ -131,7 +166,7 @@ HGLRC createCoreContext(HDC deviceContext, std::string& error) {
         error = "cannot activate the OpenGL context";
         return nullptr;
     }
-    if (!gladLoadGLUserPtr(&loadGlFunction, nullptr)) {
+    if (!loadGlOnce()) {
         wglMakeCurrent(nullptr, nullptr);
         wglDeleteContext(context);
         error = "cannot load the OpenGL functions";

@@ -8,7 +8,11 @@
 
 namespace ovcf {
 
-// Makes the throw-away window and legacy context once per process (again after a failure).
+// The module this code was linked into (the DLL, or a test program), for window classes.
+HINSTANCE thisModule();
+
+// Makes the throw-away window and legacy context once per process (again after a failure);
+// safe from several threads.
 bool bootstrapWgl(std::string& error);
 // Chooses (ARB, else the legacy descriptor) and sets the pixel format of the device context.
 bool setViewPixelFormat(HDC deviceContext, std::string& error);

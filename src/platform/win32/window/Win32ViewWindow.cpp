@@ -3,16 +3,59 @@
 #include <windows.h>
 #include <windowsx.h>
 
+#include <mutex>
+
 #include "platform/ViewWindow.h"
 #include "platform/win32/window/WglContext.h"
 
 namespace ovcf {
 namespace {
 
-bool gViewClassRegistered = false;
-
 class Win32ViewWindow;
 LRESULT CALLBACK viewProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+
+// The view class belongs to this module, not to the process: registered under the module's own
+// handle while views exist and unregistered with the last one and when the module unloads, so a
+// library loaded again never finds a class whose window procedure went with the old copy.
+class ViewClassRegistration {
+public:
+    ~ViewClassRegistration() {
+        std::lock_guard<std::mutex> guard(lock_);
+        unregister();
+    }
+
+    bool acquire() {
+        std::lock_guard<std::mutex> guard(lock_);
+        if (!registered_) {
+            WNDCLASSW windowClass{};
+            windowClass.style = CS_OWNDC;
+            windowClass.lpfnWndProc = viewProcedure;
+            windowClass.hInstance = thisModule();
+            windowClass.hCursor = LoadCursor(nullptr, IDC_ARROW);
+            windowClass.lpszClassName = L"OrvanePcView";
+            if (!RegisterClassW(&windowClass)) return false;
+            registered_ = true;
+        }
+        ++users_;
+        return true;
+    }
+
+    void release() {
+        std::lock_guard<std::mutex> guard(lock_);
+        if (users_ > 0 && --users_ == 0) unregister();
+    }
+
+private:
+    void unregister() {
+        if (registered_ && UnregisterClassW(L"OrvanePcView", thisModule())) registered_ = false;
+    }
+
+    std::mutex lock_;
+    bool registered_ = false;
+    int users_ = 0;
+};
+
+ViewClassRegistration gViewClass;
 
 void readClientSize(HWND window, int& width, int& height) {
     RECT rect{};
@@ -32,20 +75,12 @@ public:
             return false;
         }
         if (!bootstrapWgl(error)) return false;
-        HINSTANCE instance = GetModuleHandleW(nullptr);
-        if (!gViewClassRegistered) {
-            WNDCLASSW windowClass{};
-            windowClass.style = CS_OWNDC;
-            windowClass.lpfnWndProc = viewProcedure;
-            windowClass.hInstance = instance;
-            windowClass.hCursor = LoadCursor(nullptr, IDC_ARROW);
-            windowClass.lpszClassName = L"OrvanePcView";
-            if (!RegisterClassW(&windowClass) && GetLastError() != ERROR_CLASS_ALREADY_EXISTS) {
-                error = "cannot register the window class";
-                return false;
-            }
-            gViewClassRegistered = true;
+        HINSTANCE instance = thisModule();
+        if (!gViewClass.acquire()) {
+            error = "cannot register the window class";
+            return false;
         }
+        holdsClass_ = true;
         readClientSize(parent, width_, height_);
         HWND window = CreateWindowExW(0, L"OrvanePcView", L"", WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS | WS_CLIPCHILDREN,
                                       0, 0, width_, height_, parent, nullptr, instance, this);
@@ -61,27 +96,30 @@ public:
 
     void destroy() override {
         if (context_) {
-            wglMakeCurrent(nullptr, nullptr);
+            // Only our own context is let go; whatever else is current stays so.
+            if (wglGetCurrentContext() == context_) wglMakeCurrent(nullptr, nullptr);
             wglDeleteContext(context_);
             context_ = nullptr;
         }
-        if (deviceContext_ && window_) ReleaseDC(window_, deviceContext_);
+        if (deviceContext_ && window_ && !windowGone_) ReleaseDC(window_, deviceContext_);
         deviceContext_ = nullptr;
-        if (window_) {
+        if (window_ && !windowGone_) {
             // Nothing must reach this object once it is gone.
             SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
             DestroyWindow(window_);
         }
         window_ = nullptr;
+        if (holdsClass_) gViewClass.release();
+        holdsClass_ = false;
     }
 
     bool makeCurrent() override {
-        if (!deviceContext_ || !context_) return false;
+        if (!deviceContext_ || !context_ || windowGone_) return false;
         return wglMakeCurrent(deviceContext_, context_) != FALSE;
     }
 
     bool followParentSize() override {
-        if (!window_ || !parent_ || !IsWindow(parent_)) return false;
+        if (!window_ || windowGone_ || !parent_ || !IsWindow(parent_)) return false;
         int width = 0;
         int height = 0;
         readClientSize(parent_, width, height);
@@ -93,7 +131,7 @@ public:
     }
 
     void present() override {
-        if (deviceContext_) SwapBuffers(deviceContext_);
+        if (deviceContext_ && !windowGone_) SwapBuffers(deviceContext_);
     }
 
     int width() const override { return width_; }
@@ -162,6 +200,28 @@ public:
                 return 0;
             }
             case WM_ERASEBKGND: return 1;
+            case WM_CAPTURECHANGED:
+                // Our own release at a button-up is no loss; anyone else taking the pointer is.
+                if (releasingCapture_ || reinterpret_cast<HWND>(lParam) == window_) return 0;
+                event.type = InputCaptureLost;
+                return deliver(event);
+            case WM_CANCELMODE: {
+                // A dialog or menu took over: the capture goes and drags end. The default
+                // procedure runs first: nothing of this object is touched after the sink.
+                releasingCapture_ = true;
+                const LRESULT result = DefWindowProcW(window_, message, wParam, lParam);
+                if (GetCapture() == window_) ReleaseCapture();
+                releasingCapture_ = false;
+                event.type = InputCaptureLost;
+                deliver(event);
+                return result;
+            }
+            case WM_NCDESTROY:
+                // The host destroyed the parent, and this window with it: nothing here may touch
+                // the window, its device context or this object through the window any more.
+                SetWindowLongPtrW(window_, GWLP_USERDATA, 0);
+                windowGone_ = true;
+                return DefWindowProcW(window_, message, wParam, lParam);
             default: return DefWindowProcW(window_, message, wParam, lParam);
         }
     }
@@ -178,7 +238,9 @@ private:
     }
 
     LRESULT buttonUp(InputEvent& event, InputButton button) {
+        releasingCapture_ = true;
         ReleaseCapture();
+        releasingCapture_ = false;
         event.type = InputButtonUp;
         event.button = button;
         return deliver(event);
@@ -196,6 +258,9 @@ private:
     int width_ = 1;
     int height_ = 1;
     bool trackingLeave_ = false;
+    bool releasingCapture_ = false;
+    bool windowGone_ = false;  // destroyed with the host's parent
+    bool holdsClass_ = false;
     InputSink sink_ = nullptr;
     void* sinkContext_ = nullptr;
 };

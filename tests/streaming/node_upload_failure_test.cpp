@@ -1,0 +1,156 @@
+// A GPU that runs out of memory: a refused node buffer is noticed, older nodes make room and the
+// upload is tried again, and a node whose buffer could not be filled is never drawn.
+#include <gtest/gtest.h>
+
+#include <glad/gl.h>
+
+#include <chrono>
+#include <map>
+#include <thread>
+
+#include "StreamingTestSupport.h"
+#include "TestParentWindow.h"
+#include "TestSupport.h"
+#include "platform/ViewWindow.h"
+#include "view/CloudStreaming.h"
+#include "view/NodeResidency.h"
+
+namespace ovcf {
+namespace {
+
+// A device holding at most `capacity` bytes of buffers.
+struct SmallDevice {
+    std::uint64_t capacity = 0;
+    std::uint64_t used = 0;
+    std::map<std::uint32_t, std::size_t> live;
+    std::uint32_t next = 1;
+    int refusals = 0;
+};
+
+class SmallDeviceStore final : public NodeBufferStore {
+public:
+    explicit SmallDeviceStore(SmallDevice& device) : device_(device) {}
+    std::uint32_t create(const void*, std::size_t bytes) override {
+        if (device_.used + bytes > device_.capacity) {
+            ++device_.refusals;
+            return 0;
+        }
+        device_.used += bytes;
+        device_.live[device_.next] = bytes;
+        return device_.next++;
+    }
+    void destroy(std::uint32_t buffer) override {
+        device_.used -= device_.live.at(buffer);
+        device_.live.erase(buffer);
+    }
+
+private:
+    SmallDevice& device_;
+};
+
+ReadyNode node(std::uint32_t index, std::size_t points) {
+    ReadyNode n;
+    n.nodeIndex = index;
+    n.pointCount = std::uint32_t(points);
+    n.vertices.resize(points);
+    return n;
+}
+
+constexpr std::uint64_t kNodeBytes = 100 * sizeof(PointVertex);
+
+TEST(UploadFailure, ARefusedBufferEvictsTheLeastRecentlyUsedAndIsTriedAgain) {
+    SmallDevice device;
+    device.capacity = 3 * kNodeBytes;
+    NodeResidency residency(std::make_unique<SmallDeviceStore>(device));
+    residency.reset(6);
+    const std::vector<std::uint64_t> lastUse = {5, 3, 4, 0, 0, 0};
+    std::vector<ReadyNode> first = {node(0, 100), node(1, 100), node(2, 100)};
+    ASSERT_EQ(residency.upload(first, lastUse), 3u);
+
+    std::vector<ReadyNode> more = {node(3, 100), node(4, 100)};
+    EXPECT_EQ(residency.upload(more, lastUse), 2u);
+    EXPECT_EQ(device.refusals, 2);
+    // Node 1 (used in frame 3) went first, then node 2 (frame 4); node 3, uploaded in the same
+    // call, was not taken to make room for node 4.
+    for (const auto& [index, resident] : std::vector<std::pair<std::uint32_t, bool>>{
+             {0, true}, {1, false}, {2, false}, {3, true}, {4, true}})
+        EXPECT_EQ(residency.isResident(index), resident) << "node " << index;
+    EXPECT_EQ(residency.totalBytes(), device.used);
+    EXPECT_EQ(residency.failedUploads(), 2u);
+    EXPECT_EQ(residency.deviceLimitBytes(), 3 * kNodeBytes);
+    EXPECT_EQ(residency.evictionCount(), 2u);
+
+    // The budget allows more than the device holds: eviction keeps to what the device showed.
+    std::vector<ReadyNode> last = {node(5, 100)};
+    EXPECT_EQ(residency.upload(last, lastUse), 1u);
+    EXPECT_LE(residency.totalBytes(), 3 * kNodeBytes);
+    EXPECT_EQ(residency.evict(100 * kNodeBytes, 9, lastUse), 0u);
+}
+
+TEST(UploadFailure, ANodeTheDeviceNeverTakesStaysNotResidentWithItsVertices) {
+    SmallDevice device;
+    device.capacity = kNodeBytes;
+    NodeResidency residency(std::make_unique<SmallDeviceStore>(device));
+    residency.reset(2);
+    std::vector<ReadyNode> first = {node(0, 100)};
+    ASSERT_EQ(residency.upload(first, {}), 1u);
+    std::vector<ReadyNode> ready = {node(1, 200)};
+    EXPECT_EQ(residency.upload(ready, {}), 0u);
+    // Node 0, the only other, was evicted for it, to no avail.
+    EXPECT_FALSE(residency.isResident(0));
+    EXPECT_FALSE(residency.isResident(1));
+    EXPECT_EQ(residency.entry(1).buffer, 0u);
+    EXPECT_EQ(ready[0].vertices.size(), 200u);
+    EXPECT_EQ(residency.totalBytes(), 0u);
+    EXPECT_EQ(device.used, 0u);
+}
+
+// The GL store, with storage that fails as a driver out of memory would.
+void noStorage(std::uint32_t, std::size_t, const void*) {}
+void refusedStorage(std::uint32_t buffer, std::size_t bytes, const void* data) {
+    // Storage flags the GL does not know: the call fails with an error and gives no storage.
+    glNamedBufferStorage(buffer, static_cast<GLsizeiptr>(bytes), data, 0x7FFFFFFF);
+}
+
+TEST(UploadFailure, TheGlStoreNoticesAnUnfilledBufferAndNothingIsDrawn) {
+    auto parent = test::TestParentWindow::create(160, 120);
+    ASSERT_TRUE(parent) << "no display";
+    std::string error;
+    auto window = ViewWindow::create(parent->handle(), error);
+    ASSERT_TRUE(window) << error;
+    ASSERT_TRUE(window->makeCurrent());
+    const std::vector<PointVertex> vertices(50);
+    for (NodeBufferStorage storage : {&noStorage, &refusedStorage}) {
+        auto store = makeGlNodeBufferStore(storage);
+        EXPECT_EQ(store->create(vertices.data(), vertices.size() * sizeof(PointVertex)), 0u);
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    }
+    auto real = makeGlNodeBufferStore();
+    const std::uint32_t buffer = real->create(vertices.data(), vertices.size() * sizeof(PointVertex));
+    EXPECT_NE(buffer, 0u);
+    real->destroy(buffer);
+
+    test::TempDir dir("orvane_upload_failure");
+    const test::KnownCloud cloud = test::fullTree(1, 300);
+    const std::string path = dir.file("cloud.ovcf");
+    test::writeCloud(path, cloud);
+    CloudStreaming streaming(makeGlNodeBufferStore(&noStorage));
+    ASSERT_TRUE(streaming.open(path, 2, error)) << error;
+    Camera camera;
+    camera.setViewport(160, 120);
+    camera.renderOrigin = streaming.referencePoint();
+    camera.fitBox(streaming.boundsMin(), streaming.boundsMax());
+    RenderSettings settings;
+    for (std::uint64_t frame = 1; frame <= 200; ++frame) {
+        const StreamingFrame& f = streaming.update(camera, settings, frame, nullptr);
+        EXPECT_TRUE(f.drawables.empty());
+        EXPECT_EQ(f.loaded, 0u);
+        EXPECT_TRUE(f.moreFramesWanted);  // the nodes are asked for again
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_GT(streaming.residency().failedUploads(), 0u);
+    EXPECT_EQ(streaming.residency().residentCount(), 0u);
+}
+
+}  // namespace
+}  // namespace ovcf
