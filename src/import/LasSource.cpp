@@ -14,9 +14,12 @@ namespace ovcf {
 
 namespace {
 
-// Headers written from unrounded coordinates may miss the extreme points by a fraction of a
-// unit; the quantised range starts this many units below the declared minimum.
-constexpr std::int64_t kIntegerMargin = 16;
+// The header's box is only a hint: writers often miss the extreme points by a little (unrounded
+// coordinates, points added after the header was made). The quantised range is therefore laid
+// with the box in its middle, so that points outside it by up to half the unused range still
+// fit; the indexer measures the true box while reading.
+double slackUnits(double widthUnits) { return widthUnits < kLargestQuantized ? std::floor((kLargestQuantized - widthUnits) / 2) : 0.0; }
+
 // Colour depth: every record of smaller files, else this many evenly spread windows.
 constexpr std::uint64_t kColourScanAll = 1u << 20;
 constexpr std::uint64_t kColourWindows = 256;
@@ -67,16 +70,17 @@ bool LasSource::open(const std::string& path, double step, std::string& error) {
             const double b = (bounds_.max[axis] - header_.offset[axis]) / scale;
             const double low = std::floor(std::min(a, b));
             const double high = std::ceil(std::max(a, b));
-            if (high - low + 2.0 * kIntegerMargin > kLargestQuantized)
+            if (high - low > kLargestQuantized)
                 return fail(error, "the cloud is too large for 31-bit coordinates at the file's scale: use --step");
-            base_[axis] = static_cast<std::int64_t>(low) - kIntegerMargin;
+            base_[axis] = static_cast<std::int64_t>(low - slackUnits(high - low));
             step_[axis] = scale;
             offset_[axis] = header_.offset[axis] + scale * static_cast<double>(base_[axis]);
         }
     } else {
         for (int axis = 0; axis < 3; ++axis) {
             step_[axis] = step;
-            offset_[axis] = gridOffset(bounds_.min[axis], step) - static_cast<double>(kIntegerMargin) * step;
+            const double width = (bounds_.max[axis] - bounds_.min[axis]) / step;
+            offset_[axis] = gridOffset(bounds_.min[axis], step) - slackUnits(std::ceil(width) + 1.0) * step;
         }
         if (!checkQuantizationRange(bounds_, offset_, step_, reason)) return fail(error, reason);
     }
@@ -183,7 +187,7 @@ bool LasSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
                 }
                 if (quantized < 0 || quantized > static_cast<std::int64_t>(kLargestQuantized))
                     return fail(error, "point " + std::to_string(cursor_ + i) +
-                                           " lies outside the bounding box declared in the header");
+                                           " lies too far outside the bounding box declared in the header for 31-bit coordinates");
                 q[axis] = static_cast<std::uint32_t>(quantized);
             }
             p.x = q[0];

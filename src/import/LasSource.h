@@ -2,8 +2,8 @@
 // records are read in large sequential pieces, so files larger than memory work.
 //
 // Coordinates: with no step given, the file's own integers and scale factors are kept exactly
-// (the offset moves onto the header's minimum so that values start near 0); with a step, the
-// world coordinates are quantised again with it. Intensity and classification are kept, so a
+// (only shifted); with a step, the world coordinates are quantised again with it. The header's
+// bounding box is a hint: points a little outside it import, and the built file gets the true box. Intensity and classification are kept, so a
 // LAS source fills point format 2. Colours: LAS stores 16-bit channels, but many writers put
 // 8-bit values in them; when no sampled value exceeds 255 the values are taken as they are,
 // otherwise the high byte is kept. Files without colour read as grey 200.
