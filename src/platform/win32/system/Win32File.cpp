@@ -99,6 +99,11 @@ bool SystemFile::write(const void* data, std::size_t size) {
         failWithSystemError();
         return false;
     }
+    if (size > 0 && faultInjected(Operation::Write)) {
+        SetLastError(ERROR_DISK_FULL);
+        failWithSystemError();
+        return false;
+    }
     const auto* in = static_cast<const std::uint8_t*>(data);
     while (size > 0) {
         const DWORD chunk = size < kMaxTransfer ? static_cast<DWORD>(size) : kMaxTransfer;
@@ -116,6 +121,24 @@ bool SystemFile::write(const void* data, std::size_t size) {
         in += put;
         position_ += put;
         size -= put;
+    }
+    return true;
+}
+
+bool SystemFile::flush() {
+    if (!isOpen()) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        failWithSystemError();
+        return false;
+    }
+    if (faultInjected(Operation::Flush)) {
+        SetLastError(ERROR_DISK_FULL);
+        failWithSystemError();
+        return false;
+    }
+    if (!FlushFileBuffers(toHandle(handle_))) {
+        failWithSystemError();
+        return false;
     }
     return true;
 }
@@ -196,6 +219,10 @@ bool SystemFile::replaceFile(const std::string& from, const std::string& to, std
     std::wstring wideFrom, wideTo;
     if (!widenUtf8(from, wideFrom) || !widenUtf8(to, wideTo)) {
         error = "the path is not valid UTF-8";
+        return false;
+    }
+    if (faultInjected(Operation::Rename)) {
+        error = win32ErrorText(ERROR_DISK_FULL);
         return false;
     }
     if (MoveFileExW(wideFrom.c_str(), wideTo.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
