@@ -146,8 +146,11 @@ TEST(OctreeIndexerTest, LowBudgetBoundsTheNodeSampleAndTheCoincidentLeaf) {
         FileHeader header;
         const auto nodes = test::readWholeFile(dir.file("grid.ovcf"), &header);
         EXPECT_EQ(header.gridSize, 32u);
-        for (const auto& node : nodes)
-            if (node.record.childMask != 0) EXPECT_LE(node.points.size(), 32u * 32u * 32u);
+        for (const auto& node : nodes) {
+            if (node.record.childMask != 0) {
+                EXPECT_LE(node.points.size(), 32u * 32u * 32u);
+            }
+        }
     }
     {
         // 30.000 points at one position need 1,5 MiB as one node: more than a 1 MiB budget holds.
