@@ -30,6 +30,11 @@ bool headerBoundsUsable(const LasHeader& h) {
     bool allZero = true;
     for (int axis = 0; axis < 3; ++axis) {
         if (!std::isfinite(h.min[axis]) || !std::isfinite(h.max[axis]) || h.min[axis] > h.max[axis]) return false;
+        // A box beyond what the records' 32-bit integers can express says nothing about them.
+        const double a = (h.min[axis] - h.offset[axis]) / h.scale[axis];
+        const double b = (h.max[axis] - h.offset[axis]) / h.scale[axis];
+        const double limit = 2147483649.0;
+        if (!(std::fabs(a) <= limit) || !(std::fabs(b) <= limit)) return false;
         allZero = allZero && h.min[axis] == 0.0 && h.max[axis] == 0.0;
     }
     return !allZero || h.pointCount <= 1;

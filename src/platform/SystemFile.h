@@ -56,8 +56,10 @@ public:
 
     // Removes a file; other handles opened in the share-all mode do not prevent it.
     static bool deleteFile(const std::string& utf8Path);
-    // Renames `from` to `to` in one step, replacing a file already there (readers of the old one
-    // keep reading it), and makes the rename durable; false with the system's reason in `error`.
+    // Renames `from` to `to`, replacing a file already there, and makes the rename durable; false
+    // with the system's reason in `error`. Readers that have the old file open keep reading it
+    // (on Windows, where it cannot be replaced while open, it first moves aside under a name
+    // ending ".old" and is deleted, to vanish when its last reader closes it).
     static bool replaceFile(const std::string& from, const std::string& to, std::string& error);
     // True when both paths name one existing file, however they are spelt (links, "./", case
     // on Windows): compared by device and file number, not as text.

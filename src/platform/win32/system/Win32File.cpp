@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <iterator>
+#include <string>
 
 namespace ovcf {
 namespace {
@@ -226,7 +227,24 @@ bool SystemFile::replaceFile(const std::string& from, const std::string& to, std
         return false;
     }
     if (MoveFileExW(wideFrom.c_str(), wideTo.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
-    error = win32ErrorText(GetLastError());
+    DWORD failure = GetLastError();
+    if (failure == ERROR_ACCESS_DENIED || failure == ERROR_SHARING_VIOLATION) {
+        // The target is open (a view reading the old cache), which forbids replacing it where
+        // rename-over-open is not supported; its name can still move, since every opener shares
+        // deletion. The old file moves aside, the new one takes its name, and the old one is
+        // deleted: it goes when its last reader closes it.
+        const std::wstring aside = wideTo + L"." + std::to_wstring(GetCurrentProcessId()) + L"-" +
+                                   std::to_wstring(GetTickCount64()) + L".old";
+        if (MoveFileExW(wideTo.c_str(), aside.c_str(), MOVEFILE_WRITE_THROUGH)) {
+            if (MoveFileExW(wideFrom.c_str(), wideTo.c_str(), MOVEFILE_WRITE_THROUGH)) {
+                DeleteFileW(aside.c_str());
+                return true;
+            }
+            failure = GetLastError();
+            MoveFileExW(aside.c_str(), wideTo.c_str(), MOVEFILE_WRITE_THROUGH);  // the old one back
+        }
+    }
+    error = win32ErrorText(failure);
     return false;
 }
 
