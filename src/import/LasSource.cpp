@@ -50,6 +50,7 @@ bool LasSource::fail(std::string& error, const std::string& reason) const {
 bool LasSource::open(const std::string& path, double step, std::string& error) {
     path_ = path;
     cursor_ = 0;
+    scanned_ = false;
     std::string reason;
     if (!file_.open(path, reason)) return fail(error, "cannot open the file: " + reason);
     std::uint8_t bytes[kLasHeaderBytesToRead] = {};
@@ -71,10 +72,16 @@ bool LasSource::open(const std::string& path, double step, std::string& error) {
         for (int axis = 0; axis < 3; ++axis) {
             const double scale = header_.scale[axis];
             // The integer range of the box, whatever the sign of the scale.
-            const double a = (bounds_.min[axis] - header_.offset[axis]) / scale;
-            const double b = (bounds_.max[axis] - header_.offset[axis]) / scale;
+            // Measured integers when the box was scanned: going through world coordinates could
+            // overflow with extreme scales and offsets.
+            const double a = scanned_ ? static_cast<double>(scannedLow_[axis])
+                                      : (bounds_.min[axis] - header_.offset[axis]) / scale;
+            const double b = scanned_ ? static_cast<double>(scannedHigh_[axis])
+                                      : (bounds_.max[axis] - header_.offset[axis]) / scale;
             const double low = std::floor(std::min(a, b));
             const double high = std::ceil(std::max(a, b));
+            if (!(std::fabs(low) <= 4294967296.0) || !(std::fabs(high) <= 4294967296.0))
+                return fail(error, "invalid scale factor or offset in the LAS header");
             if (high - low > kLargestQuantized)
                 return fail(error, "the cloud is too large for 31-bit coordinates at the file's scale: use --step");
             base_[axis] = static_cast<std::int64_t>(low - slackUnits(high - low));
@@ -120,8 +127,11 @@ bool LasSource::scanBounds(std::string& error) {
         file_.skip(records * length);
         done += records;
     }
+    scanned_ = true;
     for (int axis = 0; axis < 3; ++axis) {
         if (header_.pointCount == 0) low[axis] = high[axis] = 0;
+        scannedLow_[axis] = low[axis];
+        scannedHigh_[axis] = high[axis];
         const double a = header_.offset[axis] + header_.scale[axis] * static_cast<double>(low[axis]);
         const double b = header_.offset[axis] + header_.scale[axis] * static_cast<double>(high[axis]);
         bounds_.min[axis] = std::min(a, b);

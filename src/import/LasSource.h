@@ -49,6 +49,9 @@ private:
     std::array<double, 3> offset_{};
     std::int64_t base_[3] = {0, 0, 0};  // the file integer that becomes quantised 0 (integers kept)
     Bounds3 bounds_;
+    bool scanned_ = false;  // the box was measured from the records, not taken from the header
+    std::int64_t scannedLow_[3] = {0, 0, 0};
+    std::int64_t scannedHigh_[3] = {0, 0, 0};
     int colourOffset_ = -1;
     unsigned colourShift_ = 8;
     std::uint64_t cursor_ = 0;
