@@ -6,7 +6,7 @@
 #   3. the portable core again with AddressSanitizer + UndefinedBehaviorSanitizer,
 #   4. the threaded file, import, node-loading and selection code, and views on two UI threads,
 #      with ThreadSanitizer,
-#   5. a short libFuzzer run of the file reader.
+#   5. a short libFuzzer run of the file readers (.ovcf, LAS, PLY, XYZ), one minute shared among them.
 # Build trees go to build/ in the checkout. Exit status 0 only when everything passed.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -72,7 +72,7 @@ cmake --build build/tsan -j"$jobs" --target ovcf_tests import_tests streaming_te
 TSAN_OPTIONS="halt_on_error=1 suppressions=$root/scripts/tsan.supp" run_ctest tsan build/tsan -R '^(ovcf|import|streaming|selection|concurrency)$'
 
 if [ -x "$root/scripts/run-fuzz.sh" ]; then
-  echo "== fuzzing the file reader for ${FUZZ_SECONDS} s"
+  echo "== fuzzing the file readers for ${FUZZ_SECONDS} s in all"
   if "$root/scripts/run-fuzz.sh" "$FUZZ_SECONDS" "$root/build/fuzz"; then
     passed=$((passed + 1)); summary+=("fuzz: no finding in ${FUZZ_SECONDS} s")
   else

@@ -17,7 +17,9 @@ bool processBucket(IndexerRun& run, const NodeKey& key, PointBucket& bucket, std
     const std::uint64_t count = bucket.totalPoints();
     if (count == 0) return true;
     if (isLeaf(run, key, count)) {
-        if (count > run.options.largestInseparableNode) return emitLeaf(run, key, nullptr, count, error);
+        // Refused before its points are read: they would not fit.
+        if (count > run.options.largestInseparableNode || count > run.largestLeaf)
+            return emitLeaf(run, key, nullptr, count, error);
         std::vector<PointRecord> points;
         if (!bucket.readAll(points, error)) return false;
         releaseBucket(run, bucket);

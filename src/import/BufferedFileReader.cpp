@@ -15,6 +15,8 @@ bool BufferedFileReader::open(const std::string& path, std::string& error) {
         file_.close();
         return false;
     }
+    const std::size_t wanted = static_cast<std::size_t>(std::clamp<std::uint64_t>(size_, 1, capacity_));
+    if (buffer_.size() != wanted) std::vector<std::uint8_t>(wanted).swap(buffer_);
     return true;
 }
 

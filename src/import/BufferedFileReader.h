@@ -15,7 +15,8 @@ class BufferedFileReader {
 public:
     static constexpr std::size_t kDefaultBufferBytes = std::size_t{4} << 20;
 
-    explicit BufferedFileReader(std::size_t bufferBytes = kDefaultBufferBytes) : buffer_(bufferBytes) {}
+    // The buffer is made at open, no larger than the file: small files cost no large allocation.
+    explicit BufferedFileReader(std::size_t bufferBytes = kDefaultBufferBytes) : capacity_(bufferBytes) {}
 
     // False with the system's reason in `error`.
     bool open(const std::string& path, std::string& error);
@@ -36,6 +37,7 @@ private:
     bool fill(std::size_t wanted, std::string& error);
 
     SystemFile file_;
+    std::size_t capacity_;
     std::vector<std::uint8_t> buffer_;
     std::uint64_t bufferStart_ = 0;  // file offset of buffer_[0]
     std::size_t bufferFill_ = 0;

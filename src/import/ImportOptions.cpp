@@ -22,6 +22,10 @@ bool validateOptions(const ImportOptions& options, std::string& error) {
         error = "maxNodePoints must be at least 1000 (received: " + std::to_string(options.maxNodePoints) + ")";
         return false;
     }
+    if (options.maxNodePoints > kLargestInseparableNode) {
+        error = "maxNodePoints must be at most 50000000 (received: " + std::to_string(options.maxNodePoints) + ")";
+        return false;
+    }
     if (options.ramBudget < kMinimumRamBudget) {
         error = "the RAM budget must be at least 1 MiB";
         return false;
@@ -31,6 +35,17 @@ bool validateOptions(const ImportOptions& options, std::string& error) {
         return false;
     }
     return true;
+}
+
+std::uint32_t effectiveGridSize(const ImportOptions& options) {
+    std::uint32_t grid = options.gridSize;
+    auto sampleBytes = [](std::uint64_t g) { return g * g * g * kNodeBytesPerPoint; };
+    while (grid > 2 && sampleBytes(grid) > options.ramBudget / 2) grid /= 2;
+    return grid;
+}
+
+std::uint64_t largestLeafForBudget(const ImportOptions& options) {
+    return std::max<std::uint64_t>(options.maxNodePoints, options.ramBudget / 2 / kNodeBytesPerPoint);
 }
 
 double effectiveReadingShare(const ImportOptions& options) {

@@ -37,6 +37,18 @@ struct ImportOptions {
 
 bool validateOptions(const ImportOptions& options, std::string& error);
 
+// Bytes a point of one node needs while the node is written: the points themselves, the raw block
+// and the compressed block (18 bytes each at most).
+constexpr std::uint64_t kNodeBytesPerPoint = 54;
+
+// The grid the run samples with: `gridSize`, halved while one node's largest sample (G^3 points)
+// would need more than half the RAM budget; at least 2.
+std::uint32_t effectiveGridSize(const ImportOptions& options);
+
+// The most points a leaf that cannot be split may hold within the budget: half the budget's worth
+// of node points, but never fewer than maxNodePoints.
+std::uint64_t largestLeafForBudget(const ImportOptions& options);
+
 // The reading share as used: values outside the open interval (0, 1) count as 0.5.
 double effectiveReadingShare(const ImportOptions& options);
 

@@ -9,6 +9,7 @@ IndexerRun::IndexerRun(const ImportOptions& importOptions, ImportStats& importSt
       stats(importStats),
       folder(std::move(temporaryFolder)),
       bucketLimit(bucketRamLimitPoints(importOptions.ramBudget)),
+      largestLeaf(largestLeafForBudget(importOptions)),
       // Half the budget may rest in buckets; the other half is for splitting one bucket in memory
       // (its points twice over) and the fixed buffers.
       pool(std::max<std::uint64_t>(importOptions.ramBudget / 2 / sizeof(PointRecord), bucketLimit)),

@@ -31,6 +31,7 @@ struct IndexerRun {
     OvcfWriter writer;
     RootCube cube;
     std::uint64_t bucketLimit;  // points one bucket keeps in memory
+    std::uint64_t largestLeaf;  // points a leaf that cannot be split may hold within the budget
     BucketMemoryPool pool;      // points all buckets keep in memory together
     double readingShare;
     double lastFraction = 0.0;

@@ -14,9 +14,12 @@ namespace ovcf {
 
 namespace {
 
-// Headers written from unrounded coordinates may miss the extreme points by a fraction of a
-// unit; the quantised range starts this many units below the declared minimum.
-constexpr std::int64_t kIntegerMargin = 16;
+// The header's box is only a hint: writers often miss the extreme points by a little (unrounded
+// coordinates, points added after the header was made). The quantised range is therefore laid
+// with the box in its middle, so that points outside it by up to half the unused range still
+// fit; the indexer measures the true box while reading.
+double slackUnits(double widthUnits) { return widthUnits < kLargestQuantized ? std::floor((kLargestQuantized - widthUnits) / 2) : 0.0; }
+
 // Colour depth: every record of smaller files, else this many evenly spread windows.
 constexpr std::uint64_t kColourScanAll = 1u << 20;
 constexpr std::uint64_t kColourWindows = 256;
@@ -27,6 +30,11 @@ bool headerBoundsUsable(const LasHeader& h) {
     bool allZero = true;
     for (int axis = 0; axis < 3; ++axis) {
         if (!std::isfinite(h.min[axis]) || !std::isfinite(h.max[axis]) || h.min[axis] > h.max[axis]) return false;
+        // A box beyond what the records' 32-bit integers can express says nothing about them.
+        const double a = (h.min[axis] - h.offset[axis]) / h.scale[axis];
+        const double b = (h.max[axis] - h.offset[axis]) / h.scale[axis];
+        const double limit = 2147483649.0;
+        if (!(std::fabs(a) <= limit) || !(std::fabs(b) <= limit)) return false;
         allZero = allZero && h.min[axis] == 0.0 && h.max[axis] == 0.0;
     }
     return !allZero || h.pointCount <= 1;
@@ -42,6 +50,7 @@ bool LasSource::fail(std::string& error, const std::string& reason) const {
 bool LasSource::open(const std::string& path, double step, std::string& error) {
     path_ = path;
     cursor_ = 0;
+    scanned_ = false;
     std::string reason;
     if (!file_.open(path, reason)) return fail(error, "cannot open the file: " + reason);
     std::uint8_t bytes[kLasHeaderBytesToRead] = {};
@@ -63,20 +72,27 @@ bool LasSource::open(const std::string& path, double step, std::string& error) {
         for (int axis = 0; axis < 3; ++axis) {
             const double scale = header_.scale[axis];
             // The integer range of the box, whatever the sign of the scale.
-            const double a = (bounds_.min[axis] - header_.offset[axis]) / scale;
-            const double b = (bounds_.max[axis] - header_.offset[axis]) / scale;
+            // Measured integers when the box was scanned: going through world coordinates could
+            // overflow with extreme scales and offsets.
+            const double a = scanned_ ? static_cast<double>(scannedLow_[axis])
+                                      : (bounds_.min[axis] - header_.offset[axis]) / scale;
+            const double b = scanned_ ? static_cast<double>(scannedHigh_[axis])
+                                      : (bounds_.max[axis] - header_.offset[axis]) / scale;
             const double low = std::floor(std::min(a, b));
             const double high = std::ceil(std::max(a, b));
-            if (high - low + 2.0 * kIntegerMargin > kLargestQuantized)
+            if (!(std::fabs(low) <= 4294967296.0) || !(std::fabs(high) <= 4294967296.0))
+                return fail(error, "invalid scale factor or offset in the LAS header");
+            if (high - low > kLargestQuantized)
                 return fail(error, "the cloud is too large for 31-bit coordinates at the file's scale: use --step");
-            base_[axis] = static_cast<std::int64_t>(low) - kIntegerMargin;
+            base_[axis] = static_cast<std::int64_t>(low - slackUnits(high - low));
             step_[axis] = scale;
             offset_[axis] = header_.offset[axis] + scale * static_cast<double>(base_[axis]);
         }
     } else {
         for (int axis = 0; axis < 3; ++axis) {
             step_[axis] = step;
-            offset_[axis] = gridOffset(bounds_.min[axis], step) - static_cast<double>(kIntegerMargin) * step;
+            const double width = (bounds_.max[axis] - bounds_.min[axis]) / step;
+            offset_[axis] = gridOffset(bounds_.min[axis], step) - slackUnits(std::ceil(width) + 1.0) * step;
         }
         if (!checkQuantizationRange(bounds_, offset_, step_, reason)) return fail(error, reason);
     }
@@ -111,8 +127,11 @@ bool LasSource::scanBounds(std::string& error) {
         file_.skip(records * length);
         done += records;
     }
+    scanned_ = true;
     for (int axis = 0; axis < 3; ++axis) {
         if (header_.pointCount == 0) low[axis] = high[axis] = 0;
+        scannedLow_[axis] = low[axis];
+        scannedHigh_[axis] = high[axis];
         const double a = header_.offset[axis] + header_.scale[axis] * static_cast<double>(low[axis]);
         const double b = header_.offset[axis] + header_.scale[axis] * static_cast<double>(high[axis]);
         bounds_.min[axis] = std::min(a, b);
@@ -183,7 +202,7 @@ bool LasSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
                 }
                 if (quantized < 0 || quantized > static_cast<std::int64_t>(kLargestQuantized))
                     return fail(error, "point " + std::to_string(cursor_ + i) +
-                                           " lies outside the bounding box declared in the header");
+                                           " lies too far outside the bounding box declared in the header for 31-bit coordinates");
                 q[axis] = static_cast<std::uint32_t>(quantized);
             }
             p.x = q[0];

@@ -2,8 +2,8 @@
 // records are read in large sequential pieces, so files larger than memory work.
 //
 // Coordinates: with no step given, the file's own integers and scale factors are kept exactly
-// (the offset moves onto the header's minimum so that values start near 0); with a step, the
-// world coordinates are quantised again with it. Intensity and classification are kept, so a
+// (only shifted); with a step, the world coordinates are quantised again with it. The header's
+// bounding box is a hint: points a little outside it import, and the built file gets the true box. Intensity and classification are kept, so a
 // LAS source fills point format 2. Colours: LAS stores 16-bit channels, but many writers put
 // 8-bit values in them; when no sampled value exceeds 255 the values are taken as they are,
 // otherwise the high byte is kept. Files without colour read as grey 200.
@@ -49,6 +49,9 @@ private:
     std::array<double, 3> offset_{};
     std::int64_t base_[3] = {0, 0, 0};  // the file integer that becomes quantised 0 (integers kept)
     Bounds3 bounds_;
+    bool scanned_ = false;  // the box was measured from the records, not taken from the header
+    std::int64_t scannedLow_[3] = {0, 0, 0};
+    std::int64_t scannedHigh_[3] = {0, 0, 0};
     int colourOffset_ = -1;
     unsigned colourShift_ = 8;
     std::uint64_t cursor_ = 0;

@@ -24,6 +24,11 @@ bool emitLeaf(IndexerRun& run, const NodeKey& key, const PointRecord* points, st
                 " points that cannot be separated: the cloud has too many points coincident at the quantisation resolution of the source file";
         return false;
     }
+    if (count > run.largestLeaf) {
+        error = "node " + nodeName(key) + " contains " + formatCount(count) + " coincident points, more than a RAM budget of " +
+                formatSize(run.options.ramBudget) + " can hold in one node: raise the budget";
+        return false;
+    }
     return emitNode(run, key, points, count, error);
 }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "core/Log.h"
+#include "core/NumberFormat.h"
 #include "import/BucketProcessing.h"
 #include "import/ImportConsistency.h"
 #include "import/ImportPreparation.h"
@@ -87,15 +88,13 @@ bool indexSource(PointSource& source, const std::string& outputPath, const Impor
     run.progress.emplace("indicizzazione", stats.pointsRead, 2000);
     run.occupancy.resize(options.gridSize * options.gridSize * options.gridSize);
     if (!processBucket(run, NodeKey{}, root, error)) return false;
+    // Checked before the file is closed: a wrong file never takes the place of the old cache.
+    collectWriterStats(run.writer, stats);
+    if (!checkImportConsistency(stats, error)) return false;
     if (!run.writer.close(error)) return false;
     run.progress->finish();
     stats.indexingSeconds = secondsSince(indexingStart);
-    collectWriterStats(run.writer, stats);
-    if (!checkImportConsistency(stats, error)) {
-        // The file is complete but wrong: it must not pass for a cache.
-        SystemFile::deleteFile(outputPath);
-        return false;
-    }
+    stats.fileSize = run.writer.fileSize();
     return true;
 }
 
@@ -107,10 +106,15 @@ bool buildOctree(PointSource& source, const std::string& outputPath, const Impor
     stats = ImportStats{};
     stats.pointFormat = options.pointFormat;
     if (!validateOptions(options, error)) return false;
+    ImportOptions effective = options;
+    effective.gridSize = effectiveGridSize(options);
     TemporaryFolder folder;
     if (!folder.create(options.temporaryParent, error)) return false;
     logImportSetup(source, folder.path());
-    const bool built = indexSource(source, outputPath, options, folder.path(), stats, error);
+    if (effective.gridSize != options.gridSize && logLevelThreshold() <= LogWarn)
+        logLine(LogWarn, "griglia %u ridotta a %u: il campione di un nodo non starebbe nel budget RAM di %s",
+                options.gridSize, effective.gridSize, formatSize(options.ramBudget).c_str());
+    const bool built = indexSource(source, outputPath, effective, folder.path(), stats, error);
     folder.remove();
     stats.totalSeconds = secondsSince(start);
     return built;

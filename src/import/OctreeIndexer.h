@@ -3,8 +3,9 @@
 // whose nodes keep one point per grid cell as their level-of-detail sample, written parents
 // first. The run ends by checking that the points written are the points read.
 //
-// Runs on the calling thread. Every failure leaves the message in `error`, no output file, no
-// temporary file and no scratch folder.
+// Runs on the calling thread. The file is written under a temporary name and put in place only
+// after the final checks, so every failure leaves the message in `error`, any file already at
+// `outputPath` as it was, no temporary file and no scratch folder.
 #pragma once
 
 #include <string>

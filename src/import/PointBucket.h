@@ -55,9 +55,7 @@ public:
 private:
     bool appendInMemory(const PointRecord* points, std::size_t count);
     bool spill(std::string& error);
-    // `failure` opens the message: the buffer goes out while adding ("writing to...") or as the
-    // flush before reading or at the end of writing ("flushing...").
-    bool writeOutBuffer(std::string& error, const char* failure);
+    bool writeOutBuffer(std::string& error);
     bool fail(std::string& error, const std::string& message);
     void giveBackMemory();
 

@@ -10,24 +10,6 @@
 #include "platform/SystemFile.h"
 
 namespace ovcf {
-namespace {
-
-// The temporary file goes when the export does not finish.
-class PartialFile {
-public:
-    explicit PartialFile(std::string path) : path_(std::move(path)) {}
-    ~PartialFile() {
-        if (!kept_) SystemFile::deleteFile(path_);
-    }
-    const std::string& path() const { return path_; }
-    void keep() { kept_ = true; }
-
-private:
-    std::string path_;
-    bool kept_ = false;
-};
-
-}  // namespace
 
 bool exportPoints(const std::string& cachePath, const std::string& outputPath, bool allPoints, ExportStats& stats,
                   std::string& error, ExportProgress progress, void* progressContext) {
@@ -51,8 +33,7 @@ bool exportPoints(const std::string& cachePath, const std::string& outputPath, b
     }
     const std::uint64_t total = header.pointCount - deletedCount;
 
-    PartialFile partial(outputPath + ".part");
-    if (!writer->begin(partial.path(), header, total, error)) return false;
+    if (!writer->begin(outputPath, header, total, error)) return false;
     std::vector<PointRecord> points;
     std::vector<PointRecord> kept;
     std::uint64_t done = 0;
@@ -85,12 +66,6 @@ bool exportPoints(const std::string& cachePath, const std::string& outputPath, b
         return false;
     }
     if (!writer->finish(error)) return false;
-    std::string reason;
-    if (!SystemFile::replaceFile(partial.path(), outputPath, reason)) {
-        error = "cannot rename '" + partial.path() + "' to '" + outputPath + "': " + reason;
-        return false;
-    }
-    partial.keep();
     stats.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return true;
 }

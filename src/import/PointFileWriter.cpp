@@ -22,7 +22,7 @@ bool PointFileWriter::begin(const std::string& path, const FileHeader& cloud, st
     buffer_.resize(kBufferBytes + 4096);
     used_ = 0;
     failed_ = false;
-    if (!file_.open(path, SystemFile::Mode::Create)) return fail(error, "cannot create");
+    if (!output_.begin(path)) return fail(error, "cannot create");
     writeHeader();
     return flush(error);
 }
@@ -37,7 +37,10 @@ bool PointFileWriter::write(const PointRecord* points, std::size_t n, std::strin
 
 bool PointFileWriter::finish(std::string& error) {
     if (!flush(error) || !patchHeader(error)) return false;
-    if (!file_.close()) return fail(error, "closing failed for");
+    if (!output_.commit(error)) {
+        failed_ = true;
+        return false;
+    }
     return true;
 }
 

@@ -1,6 +1,7 @@
 // Point files written from a cache, one format each (LAS 1.4, binary PLY, XYZ text), all through
-// one interface so that an export streams node by node into any of them. Output is buffered;
-// nothing here removes a file that failed: the export writes to a temporary name and renames.
+// one interface so that an export streams node by node into any of them. Output is buffered and
+// goes to a temporary name beside the target, put in place by finish(); a writer destroyed before
+// that deletes its temporary file and leaves any file at the target as it was.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "ovcf/FileFormat.h"
+#include "ovcf/FileReplacement.h"
 #include "ovcf/PointRecord.h"
 #include "platform/SystemFile.h"
 
@@ -18,10 +20,11 @@ class PointFileWriter {
 public:
     virtual ~PointFileWriter() = default;
 
-    // Creates `path` for `count` points of a cloud with the cache's header (quantisation, bounds).
+    // Starts the file that will replace `path`, for `count` points of a cloud with the cache's header (quantisation, bounds).
     bool begin(const std::string& path, const FileHeader& cloud, std::uint64_t count, std::string& error);
     bool write(const PointRecord* points, std::size_t n, std::string& error);
-    // Writes what is buffered and anything the header needed to know at the end, and closes.
+    // Writes what is buffered and anything the header needed to know at the end, flushes, closes
+    // and puts the file in place.
     bool finish(std::string& error);
 
 protected:
@@ -34,7 +37,8 @@ protected:
     bool flush(std::string& error);
     bool fail(std::string& error, const char* what);
 
-    SystemFile file_;
+    FileReplacement output_;
+    SystemFile& file_ = output_.file();
     std::string path_;
     FileHeader cloud_;
     std::uint64_t count_ = 0;

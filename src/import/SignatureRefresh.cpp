@@ -70,12 +70,15 @@ bool refreshCacheSignature(OvcfReader& reader, const std::vector<std::uint64_t>&
     if (!changedSignature(reader, before, after, baselineSignature, change, error)) return false;
     if (!updateSignature(reader.path(), aliveAfter, change.signature, error)) return false;
     newSignature = change.signature;
-    if (logLevelThreshold() <= LogInfo) {
-        const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-        logLine(LogInfo, "firma della cache aggiornata: %s punti vivi, %u nodi riletti in %.0f ms",
-                formatCount(aliveAfter).c_str(), change.nodesRead, ms);
-    }
+    logSignatureRefresh(aliveAfter, change.nodesRead,
+                        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
     return true;
+}
+
+void logSignatureRefresh(std::uint64_t alive, std::uint32_t nodesRead, double milliseconds) {
+    if (logLevelThreshold() <= LogInfo)
+        logLine(LogInfo, "firma della cache aggiornata: %s punti vivi, %u nodi riletti in %.0f ms",
+                formatCount(alive).c_str(), nodesRead, milliseconds);
 }
 
 }  // namespace ovcf

@@ -27,6 +27,9 @@ bool changedSignature(OvcfReader& reader, const std::vector<std::uint64_t>& befo
                       const std::vector<std::uint64_t>& after,
                       std::uint64_t baselineSignature, SignatureChange& change, std::string& error);
 
+// The summary line of a signature brought up to date.
+void logSignatureRefresh(std::uint64_t alive, std::uint32_t nodesRead, double milliseconds);
+
 // Computes the change and stores it in the file (one opening, the header validated) when the
 // file's alive count is `aliveAfter`; logs the summary line. On failure the file's signature is
 // left as it was. A baseline of 0 means the cache has no signature: nothing is stored.

@@ -10,11 +10,14 @@
 namespace ovcf {
 
 // Writes `byteCount` bytes of map (bit i%8 of byte i/8 is point i) over the file's map, then the
-// deleted count into the header, which goes last so that a failure before it leaves the old
-// count. When `previous` holds the map as the file has it now, only the changed 4 KiB pages are
-// written. False with an English message; nothing is written when a check fails.
+// deleted count (and, when given, the current content signature) into the header in one write,
+// which goes last. When `previous` holds the map as the file has it now, only the changed 4 KiB
+// pages are written. All or nothing: when a write fails, the map bytes already written are put
+// back, so the file stays as it was byte for byte. False with an English message; nothing is
+// written when a check fails.
 bool commitDeletedMap(const std::string& path, const std::uint8_t* bytes, std::size_t byteCount,
-                      std::uint64_t deletedCount, std::string& error, const std::uint8_t* previous = nullptr);
+                      std::uint64_t deletedCount, std::string& error, const std::uint8_t* previous = nullptr,
+                      const std::uint64_t* currentSignature = nullptr);
 
 // The file name without its folder, for log lines.
 std::string fileNameOf(const std::string& path);

@@ -29,12 +29,10 @@ void growTo(std::vector<std::uint8_t>& buffer, std::size_t size) {
 }  // namespace
 
 OvcfWriter::~OvcfWriter() {
-    if (finished_ || !partial_) return;
-    file_.close();
-    if (path_.empty()) return;
-    if (logLevelThreshold() <= LogWarn) logLine(LogWarn, "import interrotto: cancello il file parziale '%s'", path_.c_str());
-    // Nothing more can be done about a failed deletion here; the caller has its own error.
-    SystemFile::deleteFile(path_);
+    if (finished_ || !output_.pending()) return;
+    if (logLevelThreshold() <= LogWarn)
+        logLine(LogWarn, "import interrotto: cancello il file parziale '%s'", output_.temporaryPath().c_str());
+    output_.abandon();
 }
 
 bool OvcfWriter::open(const std::string& path, const OvcfWriterParams& params, std::string& error) {
@@ -57,11 +55,9 @@ bool OvcfWriter::open(const std::string& path, const OvcfWriterParams& params, s
         return false;
     }
     try {
-        // A failed close of an earlier file still owes its deletion.
-        if (partial_ && !finished_ && !path_.empty()) SystemFile::deleteFile(path_);
-        if (!file_.open(path, SystemFile::Mode::Create)) {
-            error = "cannot create file '" + path + "': " + file_.lastErrorText();
-            partial_ = false;
+        // A failed close of an earlier file still owes its deletion: begin() abandons it.
+        if (!output_.begin(path)) {
+            error = "cannot create file '" + FileReplacement::temporaryPathFor(path) + "': " + file_.lastErrorText();
             return false;
         }
         path_ = path;
@@ -76,12 +72,9 @@ bool OvcfWriter::open(const std::string& path, const OvcfWriterParams& params, s
         rawBytes_ = 0;
         deepestLevel_ = 0;
         finished_ = false;
-        partial_ = true;
         if (!writeZeros(kHeaderSize)) {
             error = "writing the header failed: " + file_.lastErrorText();
-            file_.close();
-            partial_ = false;
-            SystemFile::deleteFile(path_);
+            output_.abandon();
             return false;
         }
         return true;
@@ -295,12 +288,9 @@ bool OvcfWriter::writeTail(std::string& error) {
         error = "rewriting the header failed: " + file_.lastErrorText();
         return false;
     }
-    if (!file_.close()) {
-        error = "closing the file failed: " + file_.lastErrorText();
-        return false;
-    }
+    // Blocks and header reach the disk before the rename puts the file in place.
+    if (!output_.commit(error)) return false;
     finished_ = true;
-    partial_ = false;
     fileBytes_ = mapEnd;
     return true;
 }

@@ -1,7 +1,12 @@
 // Writes a .ovcf file in one pass: open with the cloud's parameters, then one writeNode per node,
 // parents before children, then close. Blocks go to the file as they come; the hierarchy, an
 // empty deleted-points map, the metadata and finally the real header are written by close.
-// A writer destroyed before a successful close deletes its partial file.
+//
+// The file is written under a temporary name beside the target ("<path>.part") and renamed over
+// it only by a successful close, after everything is flushed to stable storage: a file already at
+// the path (the cache being rebuilt) stays as it was until then, byte for byte, and readers that
+// have it open keep reading it. A writer destroyed before a successful close deletes its
+// temporary file.
 //
 // Failures return false with an English message in `error`; nothing throws. One thread uses a
 // writer; the file is opened in the share-all mode, so readers may open it meanwhile.
@@ -14,6 +19,7 @@
 #include <vector>
 
 #include "FileFormat.h"
+#include "FileReplacement.h"
 #include "OvcfWriterParams.h"
 #include "PointRecord.h"
 #include "platform/SystemFile.h"
@@ -27,17 +33,20 @@ public:
     OvcfWriter(const OvcfWriter&) = delete;
     OvcfWriter& operator=(const OvcfWriter&) = delete;
 
-    // Creates (truncating) the file and writes a placeholder header.
+    // Creates the temporary file and writes a placeholder header.
     bool open(const std::string& path, const OvcfWriterParams& params, std::string& error);
     // Encodes, checks and appends one node's block. `points` hold absolute quantised coordinates;
     // the fields the point format lacks are ignored. A failure records nothing.
     bool writeNode(const NodeKey& key, const PointRecord* points, std::size_t count, std::string& error);
-    // Writes the hierarchy, the deleted-points map, the metadata and the header, and closes.
+    // Writes the hierarchy, the deleted-points map, the metadata and the header, flushes, closes
+    // and puts the file in place of any file at the path.
     bool close(std::string& error);
 
     bool isOpen() const { return file_.isOpen(); }
     bool isFinished() const { return finished_; }
     const std::string& path() const { return path_; }
+    // Where the file is written until close puts it at path().
+    const std::string& temporaryPath() const { return output_.temporaryPath(); }
 
     // Statistics for the import summary.
     std::uint64_t pointsWritten() const { return pointsWritten_; }
@@ -54,7 +63,8 @@ private:
     bool writeTail(std::string& error);
     bool writeZeros(std::uint64_t count);
 
-    SystemFile file_;
+    FileReplacement output_;
+    SystemFile& file_ = output_.file();
     std::string path_;
     OvcfWriterParams params_;
     std::uint32_t recordSize_ = 0;
@@ -69,7 +79,6 @@ private:
     std::uint64_t rawBytes_ = 0;
     std::uint32_t deepestLevel_ = 0;
     bool finished_ = false;
-    bool partial_ = false;  // a file was created and is not complete yet: destruction deletes it
 };
 
 }  // namespace ovcf

@@ -40,6 +40,8 @@ public:
     bool readAt(std::uint64_t offset, void* buffer, std::size_t size);
     // Writes all bytes at the current position and advances it (the position starts at 0).
     bool write(const void* data, std::size_t size);
+    // Makes everything written so far reach stable storage (fsync, FlushFileBuffers).
+    bool flush();
     bool seek(std::uint64_t offset);
     bool tell(std::uint64_t& offset);
     bool size(std::uint64_t& bytes);
@@ -54,14 +56,24 @@ public:
 
     // Removes a file; other handles opened in the share-all mode do not prevent it.
     static bool deleteFile(const std::string& utf8Path);
-    // Renames `from` to `to`, replacing a file already there; false with the system's reason in
-    // `error`.
+    // Renames `from` to `to`, replacing a file already there, and makes the rename durable; false
+    // with the system's reason in `error`. Readers that have the old file open keep reading it
+    // (on Windows, where it cannot be replaced while open, it first moves aside under a name
+    // ending ".old" and is deleted, to vanish when its last reader closes it).
     static bool replaceFile(const std::string& from, const std::string& to, std::string& error);
     // True when both paths name one existing file, however they are spelt (links, "./", case
     // on Windows): compared by device and file number, not as text.
     static bool sameFile(const std::string& a, const std::string& b);
 
+    // Fault injection for tests, as SQLite does it: while a hook is set, every write(), flush()
+    // and replaceFile() asks it first, and fails with the system's disk-full error when it
+    // answers true. Process-wide; set it only while no other thread writes files.
+    enum class Operation { Write, Flush, Rename };
+    using FaultHook = bool (*)(Operation operation, void* context);
+    static void setFaultHook(FaultHook hook, void* context);
+
 private:
+    static bool faultInjected(Operation operation);
     void failWithSystemError();
     void failWithEndOfFile();
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ovcf {
 
@@ -48,6 +49,22 @@ bool removeEmptyFolder(const std::string& path);
 
 // True when the path names an existing folder.
 bool isFolder(const std::string& path);
+
+// The names of a folder's entries (without "." and ".."), each flagged when it is a folder itself
+// (links are not followed). False when the folder cannot be read.
+struct FolderEntry {
+    std::string name;
+    bool isFolder = false;
+};
+bool listFolder(const std::string& path, std::vector<FolderEntry>& entries);
+
+// A mark of this process that tells it apart from any other, also from a later process that gets
+// the same id: "<process id> <start time>" in the system's own units.
+std::string currentProcessMark();
+// Whether the process a mark names still runs: false only when the system says that no process
+// with that id exists or that the one with that id started at another time; true when it cannot
+// tell (a mark that cannot be checked is treated as alive).
+bool processOfMarkRuns(const std::string& mark);
 
 // Gives back the disk space and cached pages of a range of a file that will not be read again
 // (its bytes read as zeros afterwards). Only a hint: where the system cannot, nothing happens.

@@ -122,18 +122,21 @@ bool DeletionHistory::confirm(OvcfReader& reader, bool& wrote, std::string& erro
     const std::size_t bytes = static_cast<std::size_t>(deletedMapBytes(deleted_.pointCount()));
     const auto* now = reinterpret_cast<const std::uint8_t*>(deleted_.words().data());
     const auto* before = reinterpret_cast<const std::uint8_t*>(inFile_.words().data());
-    if (!commitDeletedMap(path_, now, bytes, deleted_.count(), error, before)) return false;
-    // The map is in the file now; the signature follows from what the file held before.
-    const std::vector<std::uint64_t> committedBefore = inFile_.words();
-    inFile_ = deleted_;
-    std::uint64_t signature = 0;
-    if (!refreshCacheSignature(reader, committedBefore, deleted_.words(), fileSignature_,
-                               deleted_.pointCount() - deleted_.count(), signature, error)) {
-        // The file has the new map beside the old signature: the next attempt starts from the
-        // same baseline and rewrites both.
-        inFile_.loadWords(committedBefore);
+    // The new signature is worked out first (reading only), from what the file held at the last
+    // confirmation, and goes into the header in the same write as the deleted count: the file
+    // changes all at once or not at all, and a retry after any failure starts from the same
+    // baseline.
+    SignatureChange change{fileSignature_, 0};
+    if (fileSignature_ != 0 && !changedSignature(reader, inFile_.words(), deleted_.words(), fileSignature_, change, error))
         return false;
-    }
+    const auto signatureStart = std::chrono::steady_clock::now();
+    if (!commitDeletedMap(path_, now, bytes, deleted_.count(), error, before,
+                          fileSignature_ != 0 ? &change.signature : nullptr))
+        return false;
+    inFile_ = deleted_;
+    const std::uint64_t signature = change.signature;
+    if (fileSignature_ != 0) logSignatureRefresh(deleted_.pointCount() - deleted_.count(), change.nodesRead,
+                                                 millisecondsSince(start) - millisecondsSince(signatureStart));
     fileSignature_ = signature;
     unsaved_ = false;
     undo_.clear();

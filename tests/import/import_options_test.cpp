@@ -41,7 +41,10 @@ TEST(ImportOptionsTest, RefusalsComeInOrder) {
     options.pointFormat = 3;
     EXPECT_FALSE(validateOptions(options, error));
     EXPECT_EQ(error, "maxNodePoints must be at least 1000 (received: 999)");
-    options.maxNodePoints = 1000;
+    options.maxNodePoints = 50000001;  // no node may hold more, separable or not
+    EXPECT_FALSE(validateOptions(options, error));
+    EXPECT_EQ(error, "maxNodePoints must be at most 50000000 (received: 50000001)");
+    options.maxNodePoints = 50000000;
     EXPECT_FALSE(validateOptions(options, error));
     EXPECT_EQ(error, "the RAM budget must be at least 1 MiB");
     options.ramBudget = 1048576;
@@ -55,6 +58,30 @@ TEST(ImportOptionsTest, BucketLimitIsABudgetShareOfAtLeast1024Points) {
     EXPECT_EQ(bucketRamLimitPoints(1048576), 7281u);  // 1 MiB / 144
     EXPECT_EQ(bucketRamLimitPoints(100000), 1024u);
     EXPECT_EQ(bucketRamLimitPoints(std::uint64_t{1} << 30), 7456540u);
+}
+
+TEST(ImportOptionsTest, GridAndInseparableLeavesShrinkToTheBudget) {
+    struct Case {
+        std::uint32_t grid;
+        std::uint64_t budget;
+        std::uint32_t effectiveGrid;
+        std::uint64_t largestLeaf;
+    };
+    // A node's sample (G^3 points) and a leaf both need 54 bytes a point, within half the budget.
+    for (const Case& c : {Case{256, std::uint64_t{4} << 30, 256, 39768215}, Case{256, std::uint64_t{1} << 30, 128, 9942053},
+                          Case{128, std::uint64_t{16} << 20, 32, 155344}, Case{2, 1 << 20, 2, 9709},
+                          Case{16, 1 << 20, 16, 9709}}) {
+        ImportOptions options;
+        options.gridSize = c.grid;
+        options.ramBudget = c.budget;
+        options.maxNodePoints = 1000;
+        EXPECT_EQ(effectiveGridSize(options), c.effectiveGrid) << c.grid << " " << c.budget;
+        EXPECT_EQ(largestLeafForBudget(options), c.largestLeaf) << c.budget;
+    }
+    ImportOptions options;
+    options.ramBudget = 1 << 20;
+    options.maxNodePoints = 20000;  // never below the separable limit
+    EXPECT_EQ(largestLeafForBudget(options), 20000u);
 }
 
 TEST(ImportOptionsTest, ReadingShareOutsideTheOpenIntervalIsOneHalf) {

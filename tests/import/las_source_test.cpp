@@ -1,4 +1,7 @@
 #include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <vector>
 
@@ -260,23 +263,74 @@ TEST(LasSourceTest, MalformedFilesAreRefusedNamingTheFileAndTheFault) {
     EXPECT_NE(error.find("none.las': cannot open the file"), std::string::npos) << error;
 }
 
-TEST(LasSourceTest, PointOutsideTheDeclaredBoxIsAnError) {
+// The header's box shrunk by `inset` metres on every side, as writers that round inwards or add
+// points after the header leave it.
+std::vector<std::uint8_t> withShrunkBox(std::vector<std::uint8_t> bytes, double inset) {
+    for (int axis = 0; axis < 3; ++axis) {
+        double high, low;
+        std::memcpy(&high, bytes.data() + 179 + 16 * axis, 8);
+        std::memcpy(&low, bytes.data() + 187 + 16 * axis, 8);
+        high -= inset;
+        low += inset;
+        std::memcpy(bytes.data() + 179 + 16 * axis, &high, 8);
+        std::memcpy(bytes.data() + 187 + 16 * axis, &low, 8);
+    }
+    return bytes;
+}
+
+std::string writeBytes(const TempDir& dir, const std::string& name, const std::vector<std::uint8_t>& bytes) {
+    const std::string path = dir.file(name);
+    std::ofstream(test::fsPath(path), std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    return path;
+}
+
+struct Built {
+    FileHeader header;
+    std::map<int, std::uint64_t> classes;
+};
+
+Built buildLas(const TempDir& dir, const std::string& path, double step) {
+    Built built;
+    LasSource source;
+    std::string error;
+    EXPECT_TRUE(source.open(path, step, error)) << error;
+    ImportOptions options;
+    options.pointFormat = 2;
+    options.temporaryParent = dir.path();
+    ImportStats stats;
+    const std::string output = path + ".ovcf";
+    EXPECT_TRUE(buildOctree(source, output, options, stats, error)) << error;
+    for (const auto& node : test::readWholeFile(output, &built.header))
+        for (const PointRecord& p : node.points) ++built.classes[p.classification];
+    return built;
+}
+
+TEST(LasSourceTest, AHeaderBoxSmallerThanThePointsIsOnlyAHint) {
     TempDir dir("las");
     LasTestFile las;
     las.points = samplePoints(100);
-    std::vector<std::uint8_t> bytes = las.bytes();
-    // Points reach down to X = 995 m; the header claims 1000 m.
-    const double lyingMinimum = 1000.0;
-    std::memcpy(bytes.data() + 187, &lyingMinimum, 8);
-    const std::string path = dir.file("lies.las");
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    LasSource source;
-    std::string error;
-    ASSERT_TRUE(source.open(path, 0.0, error)) << error;
-    std::vector<PointRecord> batch(100);
-    std::size_t count = 0;
-    EXPECT_FALSE(source.read(batch.data(), batch.size(), count, error));
-    EXPECT_NE(error.find("point 0 lies outside the bounding box declared in the header"), std::string::npos) << error;
+    const std::vector<std::uint8_t> honest = las.bytes();
+    // Points reach 0,4 m (40 units) beyond each side of the declared box, on every axis.
+    const std::string exact = writeBytes(dir, "exact.las", honest);
+    const std::string shrunk = writeBytes(dir, "shrunk.las", withShrunkBox(honest, 0.4));
+    for (double step : {0.0, 0.25}) {
+        SCOPED_TRACE(step);
+        const Built expected = buildLas(dir, exact, step);
+        const Built got = buildLas(dir, shrunk, step);
+        EXPECT_EQ(got.header.pointCount, 100u);
+        EXPECT_EQ(got.classes, expected.classes);
+        for (int a = 0; a < 3; ++a) {  // the true box, measured while reading
+            EXPECT_NEAR(got.header.boundsMin[a], expected.header.boundsMin[a], 1e-6) << a;
+            EXPECT_NEAR(got.header.boundsMax[a], expected.header.boundsMax[a], 1e-6) << a;
+        }
+    }
+    // A real delivery with its box shrunk by a metre keeps every point and class.
+    const Sample& sample = kSamples[0];
+    std::ifstream in(test::fsPath(test::sharedDataFile(sample.file)), std::ios::binary);
+    const std::vector<std::uint8_t> real((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const Built got = buildLas(dir, writeBytes(dir, "real.las", withShrunkBox(real, 1.0)), 0.0);
+    EXPECT_EQ(got.header.pointCount, sample.points);
+    EXPECT_EQ(got.classes, sample.classes);
 }
 
 }  // namespace

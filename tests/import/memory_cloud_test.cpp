@@ -166,5 +166,27 @@ TEST(MemoryCloudRangeTest, AnInfiniteStepIsRefusedNotQuantisedToZero) {
     EXPECT_EQ(error, "the quantisation step must be a finite number of metres above 0");
 }
 
+TEST(MemoryCloudRangeTest, EveryStepOrOffsetThatIsNotAFiniteNumberIsRefused) {
+    const double inf = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    Bounds3 bounds;
+    bounds.max = {10.0, 10.0, 10.0};
+    struct Case {
+        double step, offset;
+        const char* error;
+    };
+    for (const Case& c : {Case{inf, 0.0, "the quantisation step must be a finite number of metres above 0"},
+                          Case{nan, 0.0, "the quantisation step must be a finite number of metres above 0"},
+                          Case{0.0, 0.0, "the quantisation step must be a finite number of metres above 0"},
+                          Case{-0.001, 0.0, "the quantisation step must be a finite number of metres above 0"},
+                          Case{0.001, inf, "the quantisation offset is not a finite number"},
+                          Case{0.001, -inf, "the quantisation offset is not a finite number"},
+                          Case{0.001, nan, "the quantisation offset is not a finite number"}}) {
+        std::string error;
+        EXPECT_FALSE(checkQuantizationRange(bounds, {0.0, c.offset, 0.0}, {0.001, c.step, 0.001}, error))
+            << c.step << " " << c.offset;
+        EXPECT_EQ(error, c.error);
+    }
+}
+
 }  // namespace
 }  // namespace ovcf

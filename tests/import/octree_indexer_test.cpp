@@ -132,6 +132,40 @@ TEST(OctreeIndexerTest, TooManyCoincidentPointsCannotBeSeparated) {
     }
 }
 
+TEST(OctreeIndexerTest, LowBudgetBoundsTheNodeSampleAndTheCoincidentLeaf) {
+    TempDir dir("indexer");
+    {
+        // Grid 256 would keep nearly every point of a 300.000-point root as its sample.
+        const auto points = test::randomRecords(300000, 1 << 16, 8);
+        RecordSource source(points);
+        ImportOptions options = smallOptions(dir);
+        options.gridSize = 256;
+        options.ramBudget = 16u << 20;
+        const Build b = build(source, dir.file("grid.ovcf"), options);
+        ASSERT_TRUE(b.ok) << b.error;
+        FileHeader header;
+        const auto nodes = test::readWholeFile(dir.file("grid.ovcf"), &header);
+        EXPECT_EQ(header.gridSize, 32u);
+        for (const auto& node : nodes) {
+            if (node.record.childMask != 0) {
+                EXPECT_LE(node.points.size(), 32u * 32u * 32u);
+            }
+        }
+    }
+    {
+        // 30.000 points at one position need 1,5 MiB as one node: more than a 1 MiB budget holds.
+        std::vector<PointRecord> points(30000);
+        for (auto& p : points) p = {77, 88, 99, 1, 2, 3, 4, 5};
+        RecordSource source(points);
+        ImportOptions options = smallOptions(dir);
+        options.ramBudget = 1u << 20;
+        const Build b = build(source, dir.file("same.ovcf"), options);
+        ASSERT_FALSE(b.ok);
+        EXPECT_EQ(b.error, "node r0 contains 29.999 coincident points, more than a RAM budget of 1,00 MiB can hold in one node: raise the budget");
+    }
+    EXPECT_EQ(test::folderEntries(dir.path()), std::vector<std::string>{"grid.ovcf"});
+}
+
 // The properties every built file must have, checked against the points the source gave.
 void expectSoundOctree(const std::string& file, const std::vector<PointRecord>& input, const ImportOptions& options) {
     FileHeader header;
@@ -194,7 +228,7 @@ TEST(OctreeIndexerTest, SpilledRunWritesTheSameOctreeAsTheRunInMemory) {
     ASSERT_TRUE(memoryRun.ok) << memoryRun.error;
     EXPECT_EQ(memoryRun.stats.temporaryBytes, 0u);
 
-    options.ramBudget = 1 << 20;  // 7,281 points a bucket: the root and its children spill
+    options.ramBudget = 4 << 20;  // 29,127 points a bucket, and a grid-32 sample still fits
     RecordSource onDisk(points);
     const Build diskRun = build(onDisk, dir.file("disk.ovcf"), options);
     ASSERT_TRUE(diskRun.ok) << diskRun.error;

@@ -5,6 +5,7 @@
 #include "ImportTestSupport.h"
 #include "TestSupport.h"
 #include "import/PointBucket.h"
+#include "platform/SystemFile.h"
 
 namespace ovcf {
 namespace {
@@ -133,6 +134,24 @@ TEST(PointBucketTest, SpillFailureNamesTheFile) {
     std::string error;
     EXPECT_FALSE(bucket.add(points.data(), points.size(), error));
     EXPECT_EQ(error.rfind("cannot create temporary file '" + missing, 0), 0u) << error;
+}
+
+TEST(PointBucketTest, AFailedBufferWriteBeforeReadingOrAtTheEndIsAFailedWrite) {
+    struct FailNextWrite {
+        static bool hook(SystemFile::Operation operation, void*) { return operation == SystemFile::Operation::Write; }
+    };
+    TempDir dir("bucket");
+    const auto points = numbered(10);
+    for (bool atTheEnd : {true, false}) {
+        PointBucket bucket(dir.path(), "r1", 0);
+        std::string error;
+        ASSERT_TRUE(bucket.add(points.data(), points.size(), error)) << error;  // in the write buffer
+        SystemFile::setFaultHook(&FailNextWrite::hook, nullptr);
+        const bool ok = atTheEnd ? bucket.finishWriting(error) : bucket.beginReading(error);
+        SystemFile::setFaultHook(nullptr, nullptr);
+        EXPECT_FALSE(ok);
+        EXPECT_EQ(error.rfind("writing to the temporary file failed: ", 0), 0u) << error;
+    }
 }
 
 TEST(PointBucketTest, TakingPointsEmptiesTheBucket) {

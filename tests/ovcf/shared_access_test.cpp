@@ -71,7 +71,7 @@ TEST(SharedAccess, AFileBeingWrittenCanBeOpenedButIsNotYetValid) {
     ASSERT_TRUE(writer.writeNode(nodes[0].key, nodes[0].points.data(), nodes[0].points.size(), error)) << error;
     // The placeholder header is zeros: the reader gets in, then refuses the content.
     OvcfReader reader;
-    EXPECT_FALSE(reader.open(dir.file("growing.ovcf"), error));
+    EXPECT_FALSE(reader.open(writer.temporaryPath(), error));
     EXPECT_EQ(error, "non e' un file .ovcf (firma iniziale errata)");
     for (std::size_t i = 1; i < nodes.size(); ++i)
         ASSERT_TRUE(writer.writeNode(nodes[i].key, nodes[i].points.data(), nodes[i].points.size(), error)) << error;
@@ -107,9 +107,10 @@ TEST(SharedAccess, PathsBeyondAsciiWorkForWritingReadingProbingAndDeleting) {
         OvcfWriter writer;
         ASSERT_TRUE(writer.open(partial, params, error)) << error;
         ASSERT_TRUE(writer.writeNode(nodes[0].key, nodes[0].points.data(), nodes[0].points.size(), error));
-        ASSERT_TRUE(watcher.open(partial, SystemFile::Mode::Read)) << watcher.lastErrorText();
+        ASSERT_TRUE(watcher.open(writer.temporaryPath(), SystemFile::Mode::Read)) << watcher.lastErrorText();
     }
-    EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(std::u8string(partial.begin(), partial.end()))));
+    for (const std::string& name : {partial, partial + ".part"})
+        EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(std::u8string(name.begin(), name.end()))));
 
     const std::string missing = folder + "/assente è.ovcf";
     EXPECT_FALSE(reader.open(missing, error));

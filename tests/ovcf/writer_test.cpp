@@ -258,7 +258,7 @@ TEST(OvcfWriter, RefusesBadParametersAndUncreatableFiles) {
 
     const std::string path = dir.file("missing folder/x.ovcf");
     EXPECT_FALSE(writer.open(path, testParams(1, true), error));
-    const std::string prefix = "cannot create file '" + path + "': ";
+    const std::string prefix = "cannot create file '" + path + ".part': ";
     ASSERT_EQ(error.rfind(prefix, 0), 0u) << error;
     EXPECT_GT(error.size(), prefix.size());
     EXPECT_EQ(error.find("unknown error"), std::string::npos) << error;
@@ -269,19 +269,23 @@ TEST(OvcfWriter, EmptyCloudIsRefusedAndItsFileDeletedWithAWarning) {
     CapturedLog log;
     setLogSink(&CapturedLog::sink, &log);
     const std::string path = dir.file("empty.ovcf");
+    const std::string temporary = path + ".part";
     {
         OvcfWriter writer;
         std::string error;
         ASSERT_TRUE(writer.open(path, testParams(0, true), error)) << error;
-        EXPECT_TRUE(fileExists(path));
+        EXPECT_EQ(writer.temporaryPath(), temporary);
+        EXPECT_TRUE(fileExists(temporary));
+        EXPECT_FALSE(fileExists(path)) << "only a successful close puts the file in place";
         EXPECT_FALSE(writer.close(error));
         EXPECT_EQ(error, "no node written: the cloud is empty");
     }
     setLogSink(nullptr, nullptr);
     EXPECT_FALSE(fileExists(path));
+    EXPECT_FALSE(fileExists(temporary));
     ASSERT_EQ(log.lines.size(), 1u);
     EXPECT_EQ(log.lines[0].first, LogWarn);
-    EXPECT_EQ(log.lines[0].second, "import interrotto: cancello il file parziale '" + path + "'");
+    EXPECT_EQ(log.lines[0].second, "import interrotto: cancello il file parziale '" + temporary + "'");
 }
 
 TEST(OvcfWriter, AbandonedWriterDeletesItsPartialFileButAFinishedOneStays) {
@@ -294,8 +298,9 @@ TEST(OvcfWriter, AbandonedWriterDeletesItsPartialFileButAFinishedOneStays) {
         ASSERT_TRUE(writer.open(dir.file("partial.ovcf"), params, error)) << error;
         for (std::size_t i = 0; i < 5; ++i)
             ASSERT_TRUE(writer.writeNode(nodes[i].key, nodes[i].points.data(), nodes[i].points.size(), error));
-        EXPECT_TRUE(fileExists(dir.file("partial.ovcf")));
+        EXPECT_TRUE(fileExists(dir.file("partial.ovcf.part")));
     }
+    EXPECT_FALSE(fileExists(dir.file("partial.ovcf.part")));
     EXPECT_FALSE(fileExists(dir.file("partial.ovcf")));
     {
         OvcfWriter writer;
@@ -306,4 +311,5 @@ TEST(OvcfWriter, AbandonedWriterDeletesItsPartialFileButAFinishedOneStays) {
         EXPECT_TRUE(writer.isFinished());
     }
     EXPECT_TRUE(fileExists(dir.file("done.ovcf")));
+    EXPECT_FALSE(fileExists(dir.file("done.ovcf.part")));
 }

@@ -96,6 +96,11 @@ bool SystemFile::write(const void* data, std::size_t size) {
         failWithSystemError();
         return false;
     }
+    if (size > 0 && faultInjected(Operation::Write)) {
+        errno = ENOSPC;
+        failWithSystemError();
+        return false;
+    }
     const auto* in = static_cast<const std::uint8_t*>(data);
     while (size > 0) {
         const ssize_t put = ::pwrite(fd(handle_), in, size < kMaxTransfer ? size : kMaxTransfer,
@@ -113,6 +118,24 @@ bool SystemFile::write(const void* data, std::size_t size) {
         in += put;
         position_ += static_cast<std::uint64_t>(put);
         size -= static_cast<std::size_t>(put);
+    }
+    return true;
+}
+
+bool SystemFile::flush() {
+    if (!isOpen()) {
+        errno = EBADF;
+        failWithSystemError();
+        return false;
+    }
+    if (faultInjected(Operation::Flush)) {
+        errno = ENOSPC;
+        failWithSystemError();
+        return false;
+    }
+    if (::fsync(fd(handle_)) != 0) {
+        failWithSystemError();
+        return false;
     }
     return true;
 }
@@ -171,9 +194,23 @@ bool SystemFile::sameFile(const std::string& a, const std::string& b) {
 }
 
 bool SystemFile::replaceFile(const std::string& from, const std::string& to, std::string& error) {
-    if (::rename(from.c_str(), to.c_str()) == 0) return true;
-    error = std::strerror(errno);
-    return false;
+    if (faultInjected(Operation::Rename)) {
+        error = std::strerror(ENOSPC);
+        return false;
+    }
+    if (::rename(from.c_str(), to.c_str()) != 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    // The new name is durable once the folder's entry is; a failure here loses nothing now.
+    const std::size_t slash = to.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : to.substr(0, slash);
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        ::fsync(descriptor);
+        ::close(descriptor);
+    }
+    return true;
 }
 
 void SystemFile::failWithSystemError() {

@@ -1,7 +1,9 @@
 // Machine facts and folder operations on Linux and other POSIX systems; paths are UTF-8 already.
 #include "platform/SystemInfo.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -10,6 +12,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 
 namespace ovcf {
 
@@ -101,6 +106,59 @@ void discardFileRange(const std::string& path, std::uint64_t offset, std::uint64
     (void)offset;
     (void)length;
 #endif
+}
+
+bool listFolder(const std::string& path, std::vector<FolderEntry>& entries) {
+    entries.clear();
+    DIR* folder = ::opendir(path.c_str());
+    if (!folder) return false;
+    while (const dirent* entry = ::readdir(folder)) {
+        const std::string name = entry->d_name;
+        if (name == "." || name == "..") continue;
+        struct stat info {};
+        const bool isDirectory = ::lstat((path + "/" + name).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+        entries.push_back({name, isDirectory});
+    }
+    ::closedir(folder);
+    return true;
+}
+
+namespace {
+
+// Field 22 of /proc/<pid>/stat: the start time in clock ticks since boot. The command name
+// (field 2) may hold spaces and parentheses, so counting starts after its last ')'.
+bool processStartTime(long pid, unsigned long long& start) {
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::size_t close = text.rfind(')');
+    if (close == std::string::npos) return false;
+    std::istringstream fields(text.substr(close + 1));
+    std::string field;
+    for (int i = 3; i <= 22; ++i)
+        if (!(fields >> field)) return false;
+    char* end = nullptr;
+    start = std::strtoull(field.c_str(), &end, 10);
+    return end && *end == '\0';
+}
+
+}  // namespace
+
+std::string currentProcessMark() {
+    const long pid = static_cast<long>(::getpid());
+    unsigned long long start = 0;
+    processStartTime(pid, start);
+    return std::to_string(pid) + " " + std::to_string(start);
+}
+
+bool processOfMarkRuns(const std::string& mark) {
+    std::istringstream fields(mark);
+    long pid = 0;
+    unsigned long long start = 0;
+    if (!(fields >> pid >> start) || pid <= 0) return true;
+    if (::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) return false;
+    unsigned long long now = 0;
+    if (!processStartTime(pid, now)) return ::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH;
+    return now == start;
 }
 
 bool standardOutputIsTerminal() { return ::isatty(STDOUT_FILENO) == 1; }

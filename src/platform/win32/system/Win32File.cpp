@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <iterator>
+#include <string>
 
 namespace ovcf {
 namespace {
@@ -99,6 +100,11 @@ bool SystemFile::write(const void* data, std::size_t size) {
         failWithSystemError();
         return false;
     }
+    if (size > 0 && faultInjected(Operation::Write)) {
+        SetLastError(ERROR_DISK_FULL);
+        failWithSystemError();
+        return false;
+    }
     const auto* in = static_cast<const std::uint8_t*>(data);
     while (size > 0) {
         const DWORD chunk = size < kMaxTransfer ? static_cast<DWORD>(size) : kMaxTransfer;
@@ -116,6 +122,24 @@ bool SystemFile::write(const void* data, std::size_t size) {
         in += put;
         position_ += put;
         size -= put;
+    }
+    return true;
+}
+
+bool SystemFile::flush() {
+    if (!isOpen()) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        failWithSystemError();
+        return false;
+    }
+    if (faultInjected(Operation::Flush)) {
+        SetLastError(ERROR_DISK_FULL);
+        failWithSystemError();
+        return false;
+    }
+    if (!FlushFileBuffers(toHandle(handle_))) {
+        failWithSystemError();
+        return false;
     }
     return true;
 }
@@ -198,8 +222,29 @@ bool SystemFile::replaceFile(const std::string& from, const std::string& to, std
         error = "the path is not valid UTF-8";
         return false;
     }
+    if (faultInjected(Operation::Rename)) {
+        error = win32ErrorText(ERROR_DISK_FULL);
+        return false;
+    }
     if (MoveFileExW(wideFrom.c_str(), wideTo.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
-    error = win32ErrorText(GetLastError());
+    DWORD failure = GetLastError();
+    if (failure == ERROR_ACCESS_DENIED || failure == ERROR_SHARING_VIOLATION) {
+        // The target is open (a view reading the old cache), which forbids replacing it where
+        // rename-over-open is not supported; its name can still move, since every opener shares
+        // deletion. The old file moves aside, the new one takes its name, and the old one is
+        // deleted: it goes when its last reader closes it.
+        const std::wstring aside = wideTo + L"." + std::to_wstring(GetCurrentProcessId()) + L"-" +
+                                   std::to_wstring(GetTickCount64()) + L".old";
+        if (MoveFileExW(wideTo.c_str(), aside.c_str(), MOVEFILE_WRITE_THROUGH)) {
+            if (MoveFileExW(wideFrom.c_str(), wideTo.c_str(), MOVEFILE_WRITE_THROUGH)) {
+                DeleteFileW(aside.c_str());
+                return true;
+            }
+            failure = GetLastError();
+            MoveFileExW(aside.c_str(), wideTo.c_str(), MOVEFILE_WRITE_THROUGH);  // the old one back
+        }
+    }
+    error = win32ErrorText(failure);
     return false;
 }
 

@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <sstream>
 #include <io.h>
 
 #include "platform/SystemInfo.h"
@@ -63,6 +64,59 @@ bool isFolder(const std::string& path) {
 // Punching holes needs sparse files on NTFS; the bucket files are short-lived and deleted soon
 // after, so the hint is not worth it there.
 void discardFileRange(const std::string&, std::uint64_t, std::uint64_t) {}
+
+bool listFolder(const std::string& path, std::vector<FolderEntry>& entries) {
+    entries.clear();
+    std::wstring pattern;
+    if (!widenUtf8(path, pattern)) return false;
+    pattern += L"\\*";
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW(pattern.c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) return false;
+    do {
+        const std::string name = narrowToUtf8(found.cFileName);
+        if (name == "." || name == "..") continue;
+        // A junction or link to a folder is not a folder of ours to empty.
+        const bool isDirectory = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+                                 (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+        entries.push_back({name, isDirectory});
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    return true;
+}
+
+namespace {
+
+bool processCreationTime(HANDLE process, unsigned long long& created) {
+    FILETIME creation, exit, kernel, user;
+    if (!GetProcessTimes(process, &creation, &exit, &kernel, &user)) return false;
+    created = (static_cast<unsigned long long>(creation.dwHighDateTime) << 32) | creation.dwLowDateTime;
+    return true;
+}
+
+}  // namespace
+
+std::string currentProcessMark() {
+    unsigned long long created = 0;
+    processCreationTime(GetCurrentProcess(), created);
+    return std::to_string(GetCurrentProcessId()) + " " + std::to_string(created);
+}
+
+bool processOfMarkRuns(const std::string& mark) {
+    std::istringstream fields(mark);
+    unsigned long pid = 0;
+    unsigned long long start = 0;
+    if (!(fields >> pid >> start) || pid == 0) return true;
+    const HANDLE process = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(pid));
+    if (!process) return GetLastError() != ERROR_INVALID_PARAMETER;  // no process has that id
+    unsigned long long created = 0;
+    DWORD exitCode = 0;
+    const bool known = processCreationTime(process, created);
+    const bool ended = GetExitCodeProcess(process, &exitCode) && exitCode != STILL_ACTIVE;
+    CloseHandle(process);
+    if (ended) return false;
+    return !known || created == start;
+}
 
 bool standardOutputIsTerminal() { return _isatty(_fileno(stdout)) != 0; }
 bool standardErrorIsTerminal() { return _isatty(_fileno(stderr)) != 0; }

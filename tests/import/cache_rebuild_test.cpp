@@ -1,0 +1,110 @@
+// Building over an existing cache: the new file is written under a temporary name and takes the
+// old one's place only once complete, so a cancelled or failed rebuild leaves the old cache byte
+// for byte, and a reader that has the old file open keeps reading it throughout.
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ImportTestSupport.h"
+#include "TestSupport.h"
+#include "import/OctreeIndexer.h"
+
+namespace ovcf {
+namespace {
+
+using test::RecordSource;
+using test::TempDir;
+
+std::vector<char> bytesOf(const std::string& path) {
+    std::ifstream in(test::fsPath(path), std::ios::binary);
+    return std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+ImportOptions rebuildOptions(const TempDir& scratch, std::uint64_t budget) {
+    ImportOptions options;
+    options.temporaryParent = scratch.path();
+    options.maxNodePoints = 1000;
+    options.gridSize = 16;
+    options.ramBudget = budget;
+    return options;
+}
+
+struct CancelAfter {
+    double above;
+    int calls = 0;
+    int allowed;
+    static bool hook(double fraction, void* context) {
+        auto* self = static_cast<CancelAfter*>(context);
+        return fraction <= self->above || ++self->calls <= self->allowed;
+    }
+};
+
+// Every node of the open reader, CRC-checked: the old file is still whole for it.
+void expectReadable(OvcfReader& reader, std::uint64_t points) {
+    std::vector<PointRecord> batch;
+    std::string error;
+    std::uint64_t total = 0;
+    for (std::uint32_t i = 0; i < reader.nodes().size(); ++i) {
+        ASSERT_TRUE(reader.readNode(i, batch, error, true)) << error;
+        total += batch.size();
+    }
+    EXPECT_EQ(total, points);
+}
+
+TEST(CacheRebuildTest, ACancelledOrFailedRebuildLeavesTheOldCacheByteForByte) {
+    TempDir dir("rebuild");
+    TempDir scratch("rebuild_scratch");
+    const std::string cache = dir.file("scan_cache.ovcf");
+    {
+        RecordSource first(test::randomRecords(20000, 1 << 14, 11));
+        ImportStats stats;
+        std::string error;
+        ASSERT_TRUE(buildOctree(first, cache, rebuildOptions(scratch, 256u << 20), stats, error)) << error;
+    }
+    const std::vector<char> old = bytesOf(cache);
+    OvcfReader viewer;  // a view that has the cache open during the rebuilds
+    std::string error;
+    ASSERT_TRUE(viewer.open(cache, error)) << error;
+
+    const auto points = test::randomRecords(300000, 1 << 18, 12);
+    struct Case {
+        const char* when;
+        double above;
+        int allowed;
+        std::uint64_t budget;
+        std::size_t failAfter;  // 0: the source does not fail
+    };
+    for (const Case& c : {Case{"reading", -1.0, 0, 256u << 20, 0}, Case{"splitting in memory", 0.5, 3, 256u << 20, 0},
+                          Case{"splitting on disk", 0.5, 2, 1u << 20, 0}, Case{"late in indexing", 0.97, 0, 1u << 20, 0},
+                          Case{"failing source", 2.0, 0, 1u << 20, 270000}}) {
+        SCOPED_TRACE(c.when);
+        RecordSource source(points);
+        if (c.failAfter) source.failAfter(c.failAfter);
+        ImportOptions options = rebuildOptions(scratch, c.budget);
+        CancelAfter cancel{c.above, 0, c.allowed};
+        options.progressHook = &CancelAfter::hook;
+        options.progressContext = &cancel;
+        ImportStats stats;
+        EXPECT_FALSE(buildOctree(source, cache, options, stats, error));
+        EXPECT_EQ(bytesOf(cache) == old, true) << "the old cache changed";
+        EXPECT_EQ(test::folderEntries(dir.path()), std::vector<std::string>{"scan_cache.ovcf"});
+        EXPECT_TRUE(test::folderEntries(scratch.path()).empty());
+        expectReadable(viewer, viewer.header().pointCount);
+    }
+
+    // A rebuild that succeeds replaces the file; the reader that had the old one keeps it.
+    RecordSource source(points);
+    ImportStats stats;
+    ASSERT_TRUE(buildOctree(source, cache, rebuildOptions(scratch, 1u << 20), stats, error)) << error;
+    FileHeader header;
+    ASSERT_EQ(OvcfReader::probeHeader(cache, header, error), ProbeValid) << error;
+    EXPECT_EQ(header.pointCount, points.size());
+    expectReadable(viewer, 20000);
+    viewer.close();  // the old file is gone once its last reader closes it
+    EXPECT_EQ(test::folderEntries(dir.path()), std::vector<std::string>{"scan_cache.ovcf"});
+}
+
+}  // namespace
+}  // namespace ovcf
