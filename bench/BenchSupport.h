@@ -1,6 +1,8 @@
 // What every benchmark prints besides its throughput: elapsed time and the process's memory.
 #pragma once
 
+#include <sys/resource.h>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -25,6 +27,23 @@ inline double statusMiB(const char* key) {
         if (std::strncmp(line, key, keyLength) == 0) kib = std::atof(line + keyLength);
     std::fclose(f);
     return kib / 1024.0;
+}
+
+// Linux: writing 5 to clear_refs resets the peak resident set to the current one, so that the
+// next "VmHWM:" reading shows the peak of what follows, not of the whole process.
+inline void resetPeakResident() {
+    if (std::FILE* f = std::fopen("/proc/self/clear_refs", "w")) {
+        std::fputs("5", f);
+        std::fclose(f);
+    }
+}
+
+// Processor seconds of all the process's threads (user and system): on a shared machine the wall
+// clock also counts the time other programs held the cores.
+inline double processorSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
 }
 
 }  // namespace ovcf::bench

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
+#include "TopViewQuery.h"
 #include "import/PointExport.h"
 #include "navigation/Camera.h"
 #include "ovcf/OvcfReader.h"
@@ -101,24 +102,14 @@ int main(int argc, char** argv) {
     const std::uint64_t points = header.pointCount;
     const Vec3d reference = cloudReferencePoint(header);
     const std::vector<NodeInfo> nodes = describeNodes(header, reader.nodes(), reference);
-    Camera camera;
-    camera.setViewport(1600, 1000);
-    camera.renderOrigin = reference;
-    camera.setStandardView(0);
-    camera.fitBox({header.boundsMin[0], header.boundsMin[1], header.boundsMin[2]},
-                  {header.boundsMax[0], header.boundsMax[1], header.boundsMax[2]});
-    SelectionQuery query;
-    query.viewProjection = camera.viewProjection();
-    query.localOrigin = reference;
-    query.viewportWidth = 1600;
-    query.viewportHeight = 1000;
+    SelectionQuery query = bench::topViewQuery(header, reference);
     SelectionEngine engine;
     engine.open(path, 2);
     PointBitmap selection;
     selection.reset(points);
     ScreenShape whole, tenth;
-    whole.setRectangle(0, 0, 1600, 1000);
-    tenth.setRectangle(500, 300, 500 + 1600 * 0.316f, 300 + 1000 * 0.316f);
+    whole.setRectangle(0, 0, bench::kViewWidth, bench::kViewHeight);
+    tenth.setRectangle(500, 300, 500 + bench::kViewWidth * 0.316f, 300 + bench::kViewHeight * 0.316f);
     engine.select(whole, CombineReplace, query, header, nodes, selection);  // readers open, file cached
     ReadEveryPoint reading;
     for (SelectionFilter* filter : {static_cast<SelectionFilter*>(nullptr), static_cast<SelectionFilter*>(&reading)}) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
+#include "TopViewQuery.h"
 #include "SurveyCloud.h"
 #include "core/Log.h"
 #include "navigation/Camera.h"
@@ -28,28 +29,13 @@
 using namespace ovcf;
 using ovcf::bench::Clock;
 using ovcf::bench::secondsSince;
+using ovcf::bench::processorSeconds;
+using ovcf::bench::resetPeakResident;
 using ovcf::bench::statusMiB;
 
 namespace {
 
-// Linux: writing 5 to clear_refs resets the peak resident set to the current one, so that each
-// run's peak is its own.
-void resetPeakResident() {
-    if (std::FILE* f = std::fopen("/proc/self/clear_refs", "w")) {
-        std::fputs("5", f);
-        std::fclose(f);
-    }
-}
-
 struct ReadEveryPoint : SelectionFilter {};
-
-// Processor time of the whole process (user and system), seconds: on a shared machine it tells
-// the work apart from the waiting.
-double processorSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
-}
 
 }  // namespace
 
@@ -81,19 +67,9 @@ int main(int argc, char** argv) {
     const std::vector<NodeInfo> nodes = describeNodes(header, reader.nodes(), reference);
     std::printf("%llu points in %zu nodes\n", (unsigned long long)header.pointCount, nodes.size());
 
-    Camera camera;
-    camera.setViewport(1600, 1000);
-    camera.renderOrigin = reference;
-    camera.setStandardView(0);
-    camera.fitBox({header.boundsMin[0], header.boundsMin[1], header.boundsMin[2]},
-                  {header.boundsMax[0], header.boundsMax[1], header.boundsMax[2]});
-    SelectionQuery query;
-    query.viewProjection = camera.viewProjection();
-    query.localOrigin = reference;
-    query.viewportWidth = 1600;
-    query.viewportHeight = 1000;
+    SelectionQuery query = bench::topViewQuery(header, reference);
     ScreenShape whole;
-    whole.setRectangle(0, 0, 1600, 1000);
+    whole.setRectangle(0, 0, bench::kViewWidth, bench::kViewHeight);
     SelectionEngine engine;
     engine.open(path, 2);
     PointBitmap selection;

@@ -37,18 +37,10 @@ using namespace ovcf;
 
 using ovcf::bench::Clock;
 using ovcf::bench::secondsSince;
+using ovcf::bench::resetPeakResident;
 using ovcf::bench::statusMiB;
 
 namespace {
-
-// Linux: the peak resident set is reset to the current one by writing 5 to clear_refs, so that a
-// run's peak can be told apart from the memory the generated cloud already holds.
-void resetPeakResident() {
-    if (std::FILE* f = std::fopen("/proc/self/clear_refs", "w")) {
-        std::fputs("5", f);
-        std::fclose(f);
-    }
-}
 
 // ---------------------------------------------------------------------------------------------
 // The cloud: a 2 km x 2 km site scanned in 50 m tiles in serpentine order (points arrive with

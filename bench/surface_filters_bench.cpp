@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
+#include "TopViewQuery.h"
 #include "SurveyCloud.h"
 #include "navigation/Camera.h"
 #include "ovcf/OvcfReader.h"
@@ -26,25 +27,11 @@
 using namespace ovcf;
 using ovcf::bench::Clock;
 using ovcf::bench::secondsSince;
+using ovcf::bench::processorSeconds;
+using ovcf::bench::resetPeakResident;
 using ovcf::bench::statusMiB;
 
 namespace {
-
-// Lets the next VmHWM reading show the peak of what follows, not of the whole process.
-void resetPeak() {
-    if (std::FILE* f = std::fopen("/proc/self/clear_refs", "w")) {
-        std::fputs("5", f);
-        std::fclose(f);
-    }
-}
-
-// Processor seconds of all the process's threads: on a shared machine the wall clock also
-// counts the time other programs held the cores.
-double cpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
 
 // Selected points by class: ground, vegetation, building, outliers.
 void printClasses(OvcfReader& reader, const PointBitmap& selection) {
@@ -95,24 +82,13 @@ int main(int argc, char** argv) {
     const FileHeader& header = reader.header();
     const Vec3d reference = cloudReferencePoint(header);
     const std::vector<NodeInfo> nodes = describeNodes(header, reader.nodes(), reference);
-    constexpr int kWidth = 1600, kHeight = 1000;
-    Camera camera;
-    camera.setViewport(kWidth, kHeight);
-    camera.renderOrigin = reference;
-    camera.setStandardView(0);
-    camera.fitBox({header.boundsMin[0], header.boundsMin[1], header.boundsMin[2]},
-                  {header.boundsMax[0], header.boundsMax[1], header.boundsMax[2]});
-    SelectionQuery query;
-    query.viewProjection = camera.viewProjection();
-    query.localOrigin = reference;
-    query.viewportWidth = kWidth;
-    query.viewportHeight = kHeight;
+    SelectionQuery query = bench::topViewQuery(header, reference);
     SelectionEngine engine;
     engine.open(path, 2);
     PointBitmap selection;
     selection.reset(header.pointCount);
     ScreenShape whole;
-    whole.setRectangle(0, 0, kWidth, kHeight);
+    whole.setRectangle(0, 0, bench::kViewWidth, bench::kViewHeight);
     engine.select(whole, CombineReplace, query, header, nodes, selection);  // readers open, file cached
 
     ClothParameters clothParameters;  // 1 m, tension 0.5, offset 0.2 m, vertical
@@ -132,11 +108,11 @@ int main(int argc, char** argv) {
     runs[2].filter = std::make_unique<ColorFilter>(coloring, 0x7D8241, 8.0, false);
     for (Run& run : runs) {
         query.filter = run.filter.get();
-        resetPeak();
+        resetPeakResident();
         const double before = statusMiB("VmRSS:");
-        const double cpu = cpuSeconds();
+        const double cpu = processorSeconds();
         const SelectionReport r = engine.select(whole, CombineReplace, query, header, nodes, selection);
-        const double used = cpuSeconds() - cpu;
+        const double used = processorSeconds() - cpu;
         const double peak = statusMiB("VmHWM:");
         std::printf("%s: %llu points in %.0f ms (first pass %.0f ms, second %.0f ms), %.1f M points/s, %llu selected, "
                     "peak %.0f MiB (%.0f MiB above the %.0f MiB before); %.0f ms of processor time, %.1f M points per "

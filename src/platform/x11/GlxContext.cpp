@@ -4,11 +4,10 @@
 
 #include <GL/glx.h>
 
-#include <atomic>
 #include <cstring>
-#include <mutex>
 
 #include "core/Log.h"
+#include "platform/GlLoaderOnce.h"
 #include "platform/x11/X11ErrorTrap.h"
 
 #ifndef GLX_CONTEXT_MAJOR_VERSION_ARB
@@ -56,20 +55,6 @@ void requestVerticalSync(Display* display, Window window) {
             glXGetProcAddressARB(reinterpret_cast<const GLubyte*>("glXSwapIntervalMESA")));
         if (swapInterval) swapInterval(1);
     }
-}
-
-// The GL function pointers are process-wide: loaded by the first context, then only read, so
-// views made on several threads never write them while another draws through them.
-std::mutex gLoaderLock;
-std::atomic<bool> gGlLoaded{false};
-
-bool loadGlOnce() {
-    if (gGlLoaded.load(std::memory_order_acquire)) return true;
-    std::lock_guard<std::mutex> guard(gLoaderLock);
-    if (gGlLoaded.load(std::memory_order_relaxed)) return true;
-    if (!gladLoadGLUserPtr(&loadGlFunction, nullptr)) return false;
-    gGlLoaded.store(true, std::memory_order_release);
-    return true;
 }
 
 }  // namespace
@@ -126,7 +111,7 @@ GLXContext createCoreContext(Display* display, Window window, GLXFBConfig config
         error = "cannot activate the OpenGL context";
         return nullptr;
     }
-    if (!loadGlOnce()) {
+    if (!loadGlFunctionsOnce(&loadGlFunction)) {
         glXMakeCurrent(display, None, nullptr);
         glXDestroyContext(display, context);
         error = "cannot load the OpenGL functions";

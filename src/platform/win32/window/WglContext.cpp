@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "core/Log.h"
+#include "platform/GlLoaderOnce.h"
 
 namespace ovcf {
 namespace {
@@ -36,10 +37,6 @@ CreateContextAttribsFunction gCreateContextAttribs = nullptr;
 ChoosePixelFormatFunction gChoosePixelFormat = nullptr;
 SwapIntervalFunction gSwapInterval = nullptr;
 
-// The GL function pointers are process-wide: loaded by the first context, then only read.
-std::mutex gLoaderLock;
-std::atomic<bool> gGlLoaded{false};
-
 PIXELFORMATDESCRIPTOR legacyDescriptor() {
     PIXELFORMATDESCRIPTOR descriptor{};
     descriptor.nSize = sizeof(PIXELFORMATDESCRIPTOR);  // 40
@@ -66,15 +63,6 @@ GLADapiproc loadGlFunction(void*, const char* name) {
         function = openGl ? GetProcAddress(openGl, name) : nullptr;
     }
     return reinterpret_cast<GLADapiproc>(reinterpret_cast<void*>(function));
-}
-
-bool loadGlOnce() {
-    if (gGlLoaded.load(std::memory_order_acquire)) return true;
-    std::lock_guard<std::mutex> guard(gLoaderLock);
-    if (gGlLoaded.load(std::memory_order_relaxed)) return true;
-    if (!gladLoadGLUserPtr(&loadGlFunction, nullptr)) return false;
-    gGlLoaded.store(true, std::memory_order_release);
-    return true;
 }
 
 }  // namespace
@@ -166,7 +154,7 @@ HGLRC createCoreContext(HDC deviceContext, std::string& error) {
         error = "cannot activate the OpenGL context";
         return nullptr;
     }
-    if (!loadGlOnce()) {
+    if (!loadGlFunctionsOnce(&loadGlFunction)) {
         wglMakeCurrent(nullptr, nullptr);
         wglDeleteContext(context);
         error = "cannot load the OpenGL functions";
