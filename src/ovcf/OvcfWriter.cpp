@@ -56,8 +56,9 @@ bool OvcfWriter::open(const std::string& path, const OvcfWriterParams& params, s
     }
     try {
         // A failed close of an earlier file still owes its deletion: begin() abandons it.
+        // The message names the file the caller asked for: the temporary one beside it is ours.
         if (!output_.begin(path)) {
-            error = "cannot create file '" + FileReplacement::temporaryPathFor(path) + "': " + file_.lastErrorText();
+            error = "cannot create file '" + path + "': " + file_.lastErrorText();
             return false;
         }
         path_ = path;

@@ -258,7 +258,7 @@ TEST(OvcfWriter, RefusesBadParametersAndUncreatableFiles) {
 
     const std::string path = dir.file("missing folder/x.ovcf");
     EXPECT_FALSE(writer.open(path, testParams(1, true), error));
-    const std::string prefix = "cannot create file '" + path + ".part': ";
+    const std::string prefix = "cannot create file '" + path + "': ";
     ASSERT_EQ(error.rfind(prefix, 0), 0u) << error;
     EXPECT_GT(error.size(), prefix.size());
     EXPECT_EQ(error.find("unknown error"), std::string::npos) << error;
