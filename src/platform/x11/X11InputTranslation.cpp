@@ -94,8 +94,10 @@ bool translateX11Event(const XEvent& event, InputEvent& out) {
             return true;
         }
         case FocusOut:
-            // Focus moving into one of our own children is no loss (the view has none).
-            if (event.xfocus.detail == NotifyInferior) return false;
+            // Focus moving into one of our own children is no loss (the view has none), nor is
+            // the pointer-root focus the view held only while the pointer was over it giving way
+            // to the focus the view takes itself on a press.
+            if (event.xfocus.detail == NotifyInferior || event.xfocus.detail == NotifyPointer) return false;
             out.type = InputCaptureLost;
             return true;
         case ConfigureNotify:
