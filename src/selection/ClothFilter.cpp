@@ -68,7 +68,7 @@ void ClothFilter::collect(unsigned worker, const PointRecord&, std::uint64_t, co
                                dot(local, frame_.w));
 }
 
-void ClothFilter::finish(std::vector<std::uint64_t>&) {
+void ClothFilter::finish(DroppedPoints&) {
     const auto start = std::chrono::steady_clock::now();
     LowestCellGrid& merged = workers_.front().cells;
     for (std::size_t w = 1; w < workers_.size(); ++w) {

@@ -40,8 +40,9 @@ public:
     std::uint64_t baseCount() const;  // points deselected by the last run's second pass
 
     void prepare(unsigned workerCount, const SelectionRegion* region) override;
+    unsigned pointCalls() const override { return CallsCollect; }
     void collect(unsigned worker, const PointRecord& point, std::uint64_t global, const Vec3d& local) override;
-    void finish(std::vector<std::uint64_t>& drop) override;
+    void finish(DroppedPoints& drop) override;
     bool needsSecondPass() const override { return true; }
     bool keep(unsigned worker, const PointRecord& point, std::uint64_t global, const Vec3d& local) override;
     const char* passName() const override { return "sporgenze"; }

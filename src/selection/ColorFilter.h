@@ -24,6 +24,7 @@ public:
 
     void prepare(unsigned workerCount, const SelectionRegion* region) override;
     void enterNode(unsigned worker, std::uint32_t node, std::uint32_t level) override;
+    unsigned pointCalls() const override { return CallsAccept; }
     bool accept(unsigned worker, const PointRecord& point, const Vec3d& local) override;
     const char* passName() const override { return "colore"; }
     void log(const SelectionReport& report) const override;

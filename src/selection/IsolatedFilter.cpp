@@ -62,7 +62,7 @@ void IsolatedFilter::observe(unsigned worker, const PointRecord& point, const Ve
     p = Pending{x, y, z, 1};
 }
 
-void IsolatedFilter::finish(std::vector<std::uint64_t>&) {
+void IsolatedFilter::finish(DroppedPoints&) {
     const auto start = std::chrono::steady_clock::now();
     if (workers_.empty()) return;
     for (auto& w : workers_) {

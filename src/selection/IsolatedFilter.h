@@ -28,8 +28,9 @@ public:
 
     double nodeMargin() const override { return margin_; }
     void prepare(unsigned workerCount, const SelectionRegion* region) override;
+    unsigned pointCalls() const override { return CallsObserve; }
     void observe(unsigned worker, const PointRecord& point, const Vec3d& local) override;
-    void finish(std::vector<std::uint64_t>& drop) override;
+    void finish(DroppedPoints& drop) override;
     bool needsSecondPass() const override { return true; }
     bool keep(unsigned worker, const PointRecord& point, std::uint64_t global, const Vec3d& local) override;
     const char* passName() const override { return "isolati"; }

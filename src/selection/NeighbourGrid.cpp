@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <thread>
 
+#include "core/ThreadRun.h"
+
 namespace ovcf {
 namespace {
 
@@ -122,16 +124,8 @@ void NeighbourGrid::countNeighbourhoods(unsigned threads, std::size_t parallelFr
         range(0, occupied.size());
         return;
     }
-    std::vector<std::thread> workers;
-    workers.reserve(threads);
     const std::size_t n = occupied.size();
-    try {
-        for (unsigned t = 0; t < threads; ++t) workers.emplace_back(range, n * t / threads, n * (t + 1) / threads);
-    } catch (...) {
-        for (std::thread& worker : workers) worker.join();
-        throw;
-    }
-    for (std::thread& worker : workers) worker.join();
+    runOnThreads(threads, [&](unsigned t) { range(n * t / threads, n * (t + 1) / threads); });
 }
 
 std::uint64_t NeighbourGrid::formGroups() {

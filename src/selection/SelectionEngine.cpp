@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "core/Log.h"
+#include "core/ThreadRun.h"
 #include "core/NumberFormat.h"
 #include "selection/ScreenProjection.h"
 #include "selection/SelectionFilter.h"
@@ -62,66 +63,28 @@ std::vector<std::uint64_t> sizedPartial(const NodeInfo& node) {
 
 void setBit(std::vector<std::uint64_t>& part, std::uint64_t bit) { part[bit >> 6] |= std::uint64_t{1} << (bit & 63); }
 
-// Runs work(worker) on `threads` threads (on the calling one when there is one) and joins them.
-template <class Work>
-void runWorkers(unsigned threads, const Work& work) {
-    if (threads <= 1) {
-        work(0);
-        return;
-    }
-    std::vector<std::thread> workers;
-    workers.reserve(threads);
-    try {
-        for (unsigned t = 0; t < threads; ++t) workers.emplace_back(work, t);
-    } catch (...) {
-        // Nothing may outlive the run: the started workers finish before the error goes up.
-        for (std::thread& worker : workers) worker.join();
-        throw;
-    }
-    for (std::thread& worker : workers) worker.join();
-}
-
 bool anyBit(const std::vector<std::uint64_t>& part) {
     return std::any_of(part.begin(), part.end(), [](std::uint64_t word) { return word != 0; });
 }
 
-// Clears the dropped points from the partial maps. A long list goes through a map of the
-// candidates' span (the partial maps share the global word alignment); a short one finds each
-// point's node by binary search over the candidates sorted by first point.
-void clearDropped(const std::vector<std::uint64_t>& drop, const std::vector<SelectionCandidate>& candidates,
-                  const std::vector<NodeInfo>& nodes, std::vector<std::vector<std::uint64_t>>& partials) {
-    if (drop.empty()) return;
+// The candidates' span of global words, which their partial maps share the alignment of.
+DroppedPoints dropSpan(const std::vector<SelectionCandidate>& candidates, const std::vector<NodeInfo>& nodes,
+                       const std::vector<std::vector<std::uint64_t>>& partials) {
     std::uint64_t firstWord = ~std::uint64_t{0}, endWord = 0;
     for (std::size_t c = 0; c < candidates.size(); ++c) {
         const NodeInfo& node = nodes[candidates[c].node];
         firstWord = std::min(firstWord, node.firstPoint >> 6);
         endWord = std::max(endWord, (node.firstPoint >> 6) + partials[c].size());
     }
-    if (drop.size() >= (endWord - firstWord) / 8) {
-        std::vector<std::uint64_t> dropped(static_cast<std::size_t>(endWord - firstWord), 0);
-        for (std::uint64_t g : drop)
-            if ((g >> 6) >= firstWord && (g >> 6) < endWord) dropped[(g >> 6) - firstWord] |= std::uint64_t{1} << (g & 63);
-        for (std::size_t c = 0; c < candidates.size(); ++c) {
-            const std::uint64_t* from = dropped.data() + ((nodes[candidates[c].node].firstPoint >> 6) - firstWord);
-            for (std::size_t k = 0; k < partials[c].size(); ++k) partials[c][k] &= ~from[k];
-        }
-        return;
-    }
-    std::vector<std::size_t> order(candidates.size());
-    for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
-    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-        return nodes[candidates[a].node].firstPoint < nodes[candidates[b].node].firstPoint;
-    });
-    for (std::uint64_t g : drop) {
-        auto it = std::upper_bound(order.begin(), order.end(), g, [&](std::uint64_t value, std::size_t c) {
-            return value < nodes[candidates[c].node].firstPoint;
-        });
-        if (it == order.begin()) continue;
-        const std::size_t c = *(it - 1);
-        const NodeInfo& node = nodes[candidates[c].node];
-        if (g >= node.firstPoint + node.pointCount || partials[c].empty()) continue;
-        const std::uint64_t bit = (node.firstPoint & 63) + (g - node.firstPoint);
-        partials[c][bit >> 6] &= ~(std::uint64_t{1} << (bit & 63));
+    return DroppedPoints(firstWord, endWord);
+}
+
+void clearDropped(const DroppedPoints& drop, const std::vector<SelectionCandidate>& candidates,
+                  const std::vector<NodeInfo>& nodes, std::vector<std::vector<std::uint64_t>>& partials) {
+    if (!drop.any()) return;
+    for (std::size_t c = 0; c < candidates.size(); ++c) {
+        const std::uint64_t firstWord = nodes[candidates[c].node].firstPoint >> 6;
+        for (std::size_t k = 0; k < partials[c].size(); ++k) partials[c][k] &= ~drop.word(firstWord + k);
     }
 }
 
@@ -200,6 +163,9 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
     Totals totals;
     const PointBitmap* deleted = query.deleted && query.deleted->count() > 0 ? query.deleted : nullptr;
 
+    const unsigned calls = filter ? filter->pointCalls() : 0u;
+    const bool observes = calls & SelectionFilter::CallsObserve, accepts = calls & SelectionFilter::CallsAccept,
+               collects = calls & SelectionFilter::CallsCollect;
     const auto work = [&](unsigned worker) {
         OvcfReader& reader = pool_.reader(worker);
         std::vector<PointRecord> points;
@@ -228,19 +194,19 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
             for (std::size_t j = 0; j < count; ++j) {
                 const PointRecord& point = points[j];
                 const Vec3d local = projection.local(point);
-                if (filter && !(deleted && deleted->test(node.firstPoint + j))) filter->observe(worker, point, local);
+                if (observes && !(deleted && deleted->test(node.firstPoint + j))) filter->observe(worker, point, local);
                 if (query.region && !query.region->contains(local)) continue;
                 double x, y;
                 if (!projection.project(local, x, y)) continue;
                 ++examined;
                 if (!shape.contains(static_cast<float>(x), static_cast<float>(y))) continue;
                 ++inShape;
-                if (filter && !filter->accept(worker, point, local)) {
+                if (accepts && !filter->accept(worker, point, local)) {
                     ++rejected;
                     continue;
                 }
                 setBit(part, base + j);
-                if (filter) filter->collect(worker, point, node.firstPoint + j, local);
+                if (collects) filter->collect(worker, point, node.firstPoint + j, local);
             }
         }
         totals.examined += examined;
@@ -249,11 +215,11 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
         totals.nodesRead += read;
     };
 
-    runWorkers(threads, work);
+    runOnThreads(threads, work);
     report.firstPassSeconds = elapsed();
 
     if (filter) {
-        std::vector<std::uint64_t> drop;
+        DroppedPoints drop = dropSpan(candidates, nodes, partials);
         filter->finish(drop);
         clearDropped(drop, candidates, nodes, partials);
         const double solved = elapsed();
@@ -336,7 +302,7 @@ std::uint32_t SelectionEngine::secondPass(SelectionFilter& filter, const ScreenP
         }
         reread += read;
     };
-    runWorkers(static_cast<unsigned>(std::min<std::size_t>(again.size(), pool_.size())), work);
+    runOnThreads(static_cast<unsigned>(std::min<std::size_t>(again.size(), pool_.size())), work);
     return reread;
 }
 

@@ -9,6 +9,7 @@
 
 #include "navigation/Vec3.h"
 #include "ovcf/PointRecord.h"
+#include "selection/DroppedPoints.h"
 #include "selection/SelectionQuery.h"
 
 namespace ovcf {
@@ -19,6 +20,10 @@ public:
     // Node boxes are widened by this much before the shape and region tests (neighbours just
     // outside the shape may count).
     virtual double nodeMargin() const { return 0.0; }
+    // The per-point calls below that the filter makes use of: a run makes only those, as they
+    // come for every one of tens of millions of points.
+    enum PointCalls : unsigned { CallsObserve = 1, CallsAccept = 2, CallsCollect = 4 };
+    virtual unsigned pointCalls() const { return CallsObserve | CallsAccept | CallsCollect; }
     // Called once before the workers start; `region` is the clip box in use, or null.
     virtual void prepare(unsigned workerCount, const SelectionRegion* region) {}
     // Before a worker goes through the points of a node it has read (first pass).
@@ -29,8 +34,9 @@ public:
     virtual bool accept(unsigned worker, const PointRecord& point, const Vec3d& local) { return true; }
     // Points kept in the shape, with their global index.
     virtual void collect(unsigned worker, const PointRecord& point, std::uint64_t global, const Vec3d& local) {}
-    // After the join, on the calling thread: global indices to remove from this run's result.
-    virtual void finish(std::vector<std::uint64_t>& drop) {}
+    // After the join, called on the calling thread: marks the points to remove from this run's
+    // result (it may mark them from threads of its own, joined before it returns).
+    virtual void finish(DroppedPoints& drop) {}
     // Whether the filter needs every point read (no node may be taken whole without reading).
     virtual bool needsPoints() const { return true; }
     // Whether, after finish(), the candidate nodes with a selected point are read again (on the

@@ -1,9 +1,11 @@
 #include "selection/SpacingFilter.h"
 
+#include <atomic>
 #include <chrono>
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
+#include "core/ThreadRun.h"
 
 namespace ovcf {
 
@@ -30,36 +32,35 @@ void SpacingFilter::collect(unsigned worker, const PointRecord& point, std::uint
         const std::int64_t d = q[a] - static_cast<std::int64_t>(c[a]) * divide_[a].divisor() - half_[a];
         squared += d * d;
     }
-    const Pending pending{cellHash(c[0], c[1], c[2]), SpacingCell::make(c[0], c[1], c[2], static_cast<float>(squared), global)};
-    Worker& w = *workers_[worker];
-    w.grid.prefetch(pending.hash);
-    if (w.filled < kAhead) {
-        w.ring[w.filled++] = pending;
-        return;
-    }
-    Pending& oldest = w.ring[w.next];
-    w.grid.add(oldest.hash, oldest.cell);
-    oldest = pending;
-    w.next = (w.next + 1) % kAhead;
+    const std::uint64_t hash = cellHash(c[0], c[1], c[2]);
+    workers_[worker]->cells.add(hash, SpacingCell::make(c[0], c[1], c[2], static_cast<float>(squared), global));
 }
 
-void SpacingFilter::Worker::drain() {
-    for (unsigned i = 0; i < filled; ++i) grid.add(ring[i].hash, ring[i].cell);
-    filled = next = 0;
-}
-
-void SpacingFilter::finish(std::vector<std::uint64_t>& drop) {
+void SpacingFilter::finish(DroppedPoints& drop) {
     const auto start = std::chrono::steady_clock::now();
-    if (workers_.empty()) return;
-    for (auto& w : workers_) w->drain();
-    SpacingGrid& merged = workers_[0]->grid;
-    for (std::size_t w = 1; w < workers_.size(); ++w) {
-        merged.mergeFrom(workers_[w]->grid);
-        workers_[w]->grid = SpacingGrid();
-    }
-    kept_ = merged.size();
-    merged.appendKept(drop);
-    workers_[0]->grid = SpacingGrid();
+    std::uint64_t cells = 0;
+    for (const auto& w : workers_) cells += w->cells.size();
+    // A few thousand cells are not worth a thread.
+    const unsigned threads = cells < 100000 ? 1u : static_cast<unsigned>(workers_.size());
+    std::vector<std::size_t> kept(std::max(threads, 1u), 0);
+    std::atomic<std::size_t> next{0};
+    runOnThreads(threads, [&](unsigned t) {
+        SpacingGrid grid;
+        std::vector<std::uint64_t> list;
+        for (std::size_t p = next.fetch_add(1); p < SpacingCellBuffer::kPartitions; p = next.fetch_add(1)) {
+            for (const auto& w : workers_)
+                w->cells.drain(p, [&](const SpacingCell* run, std::size_t count) {
+                    for (std::size_t i = 0; i < count; ++i) grid.add(cellHash(run[i].x, run[i].y, run[i].z), run[i]);
+                });
+            kept[t] += grid.size();
+            list.clear();
+            grid.takeKept(list);
+            for (std::uint64_t g : list) drop.mark(g);
+        }
+    });
+    kept_ = 0;
+    for (std::size_t k : kept) kept_ += k;
+    workers_.clear();
     solveSeconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 

@@ -7,7 +7,7 @@
 
 #include "ovcf/FileFormat.h"
 #include "selection/SelectionFilter.h"
-#include "selection/SpacingGrid.h"
+#include "selection/SpacingCellBuffer.h"
 
 namespace ovcf {
 
@@ -17,8 +17,9 @@ public:
     SpacingFilter(double spacing, const FileHeader& header);
 
     void prepare(unsigned workerCount, const SelectionRegion* region) override;
+    unsigned pointCalls() const override { return CallsCollect; }
     void collect(unsigned worker, const PointRecord& point, std::uint64_t global, const Vec3d& local) override;
-    void finish(std::vector<std::uint64_t>& drop) override;
+    void finish(DroppedPoints& drop) override;
     void fillReport(SelectionReport& report) const override;
     void log(const SelectionReport& report) const override;
 
@@ -26,20 +27,9 @@ public:
     std::int64_t edge(int axis) const { return divide_[axis].divisor(); }
 
 private:
-    // Probes wait a few points in a ring, their slot prefetched, so that the misses of the large
-    // table overlap.
-    static constexpr unsigned kAhead = 16;
-    struct Pending {
-        std::uint64_t hash;
-        SpacingCell cell;
-    };
     struct alignas(64) Worker {
-        SpacingGrid grid;
-        Pending ring[kAhead];
-        unsigned filled = 0, next = 0;
-        void drain();
+        SpacingCellBuffer cells;
     };
-
     double spacing_;
     FloorDivider divide_[3];
     std::int64_t half_[3];

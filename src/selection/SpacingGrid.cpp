@@ -10,21 +10,13 @@ void SpacingGrid::rehash(std::size_t capacity) {
         if (!cell.empty()) place(cellHash(cell.x, cell.y, cell.z), cell);
 }
 
-void SpacingGrid::reserve(std::size_t n) {
-    const std::size_t capacity = cellTableCapacity(n);
-    if (capacity > slots_.size()) rehash(capacity);
-}
-
-void SpacingGrid::mergeFrom(const SpacingGrid& other) {
-    reserve(entries_ + other.entries_);
-    for (const SpacingCell& cell : other.slots_)
-        if (!cell.empty()) add(cellHash(cell.x, cell.y, cell.z), cell);
-}
-
-void SpacingGrid::appendKept(std::vector<std::uint64_t>& out) const {
-    out.reserve(out.size() + entries_);
-    for (const SpacingCell& cell : slots_)
-        if (!cell.empty()) out.push_back(cell.index());
+void SpacingGrid::takeKept(std::vector<std::uint64_t>& out) {
+    for (SpacingCell& cell : slots_) {
+        if (cell.empty()) continue;
+        out.push_back(cell.index());
+        cell = SpacingCell{};
+    }
+    entries_ = 0;
 }
 
 }  // namespace ovcf

@@ -52,14 +52,10 @@ public:
             }
         }
     }
-    void prefetch(std::uint64_t hash) const { prefetchSlot(&slots_[hash & (slots_.size() - 1)]); }
 
-    // Room for n entries without growing.
-    void reserve(std::size_t n);
-    // Every cell of `other` into this one by the same rule.
-    void mergeFrom(const SpacingGrid& other);
-    // The kept point of every cell, appended in slot order.
-    void appendKept(std::vector<std::uint64_t>& out) const;
+    // Appends the kept point of every cell in slot order and empties the table, which stays as
+    // large as it was, to be filled again.
+    void takeKept(std::vector<std::uint64_t>& out);
 
     std::size_t size() const { return entries_; }
     std::size_t capacity() const { return slots_.size(); }

@@ -172,7 +172,7 @@ TEST(IsolatedFilterGrid, LargeOrSparseGridsAreCoarsenedAndLogTheLargerRadius) {
             p.y = 10 * (i / row);
             filter.observe(0, p, {});
         }
-        std::vector<std::uint64_t> drop;
+        DroppedPoints drop;
         filter.finish(drop);
         EXPECT_EQ(filter.level(), c.level) << c.points;
         EXPECT_EQ(filter.grid().size(), c.cells) << c.points;

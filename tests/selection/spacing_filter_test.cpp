@@ -3,6 +3,7 @@
 // unselected, every other point in the shape is selected, whatever the number of workers.
 #include <climits>
 #include <map>
+#include <random>
 
 #include "FilterTestCloud.h"
 #include "core/NumberFormat.h"
@@ -97,27 +98,92 @@ TEST(SpacingFilterSettings, ASpacingOfZeroOrLessTurnsTheFilterOff) {
     EXPECT_NE(makeSelectionFilter(settings, context), nullptr);
 }
 
-TEST(SpacingGrid, EquidistantPointsKeepTheLowerIndexWhateverTheOrderAndMerge) {
+TEST(SpacingGrid, EquidistantPointsKeepTheLowerIndexWhateverTheOrder) {
     const std::uint64_t hash = cellHash(1, -2, 3);
     const SpacingCell high = SpacingCell::make(1, -2, 3, 25.0f, 9), low = SpacingCell::make(1, -2, 3, 25.0f, 4),
                       nearer = SpacingCell::make(1, -2, 3, 16.0f, 30);
-    SpacingGrid forward, backward, merged, other;
+    SpacingGrid forward, backward;
     forward.add(hash, low);
     forward.add(hash, high);
     backward.add(hash, high);
     backward.add(hash, low);
-    merged.add(hash, high);
-    other.add(hash, low);
-    merged.mergeFrom(other);
-    for (const SpacingGrid* grid : {&forward, &backward, &merged}) {
+    for (SpacingGrid* grid : {&forward, &backward}) {
         std::vector<std::uint64_t> kept;
-        grid->appendKept(kept);
+        grid->takeKept(kept);
         EXPECT_EQ(kept, std::vector<std::uint64_t>{4});
+        EXPECT_EQ(grid->size(), 0u);
     }
-    merged.add(hash, nearer);
+    // An emptied table is filled again from scratch.
+    forward.add(hash, high);
+    forward.add(hash, nearer);
     std::vector<std::uint64_t> kept;
-    merged.appendKept(kept);
+    forward.takeKept(kept);
     EXPECT_EQ(kept, std::vector<std::uint64_t>{30});
+}
+
+TEST(SpacingCellBuffer, DrainsEachPartitionWholeAndInOrder) {
+    // 100,000 cells in one partition cross every chunk size; three go to another.
+    const std::uint64_t busy = std::uint64_t{7} << (64 - SpacingCellBuffer::kPartitionBits), quiet = ~std::uint64_t{0};
+    SpacingCellBuffer buffer;
+    for (std::uint64_t i = 0; i < 100000; ++i) {
+        buffer.add(busy | i, SpacingCell::make(0, 0, 0, 0.0f, i));
+        if (i % 40000 == 0) buffer.add(quiet, SpacingCell::make(0, 0, 0, 0.0f, 1000000 + i));
+    }
+    EXPECT_EQ(buffer.size(), 100003u);
+    const auto drained = [&](std::size_t p) {
+        std::vector<std::uint64_t> indices;
+        buffer.drain(p, [&](const SpacingCell* run, std::size_t count) {
+            for (std::size_t i = 0; i < count; ++i) indices.push_back(run[i].index());
+        });
+        return indices;
+    };
+    const std::vector<std::uint64_t> first = drained(7);
+    ASSERT_EQ(first.size(), 100000u);
+    for (std::uint64_t i = 0; i < first.size(); ++i) ASSERT_EQ(first[i], i);
+    EXPECT_EQ(drained(SpacingCellBuffer::kPartitions - 1), (std::vector<std::uint64_t>{1000000, 1040000, 1080000}));
+    EXPECT_TRUE(drained(7).empty());
+    EXPECT_TRUE(drained(0).empty());
+}
+
+TEST(SpacingFilterMerge, WorkersCellsMergeToTheNearestPointOfEveryCellOnAnyNumberOfThreads) {
+    // 400,000 points over about 250,000 cells of 10 units, with repeated points whose tie goes to
+    // the lower index, handed to the workers in a shuffled order.
+    FileHeader header;
+    header.step[0] = header.step[1] = header.step[2] = 0.001;
+    std::mt19937 random(5);
+    std::vector<PointRecord> points(400000);
+    for (std::size_t g = 0; g < points.size(); ++g) {
+        if (g % 9 == 5) {
+            points[g] = points[g / 2];
+            continue;
+        }
+        points[g].x = std::uint32_t(random() % 6300) - 3000u;
+        points[g].y = std::uint32_t(random() % 6300);
+        points[g].z = std::uint32_t(random() % 63);
+    }
+    std::vector<bool> in(points.size(), true);
+    const Thinned want = thin(points, in, 10);
+    std::set<std::uint64_t> keep;
+    for (std::uint64_t g = 0; g < points.size(); ++g)
+        if (!want.selected.count(g)) keep.insert(g);
+    std::vector<std::uint64_t> order(points.size());
+    for (std::uint64_t g = 0; g < order.size(); ++g) order[g] = g;
+    std::shuffle(order.begin(), order.end(), random);
+
+    for (unsigned workers : {1u, 3u, 16u}) {
+        SpacingFilter filter(0.01, header);
+        filter.prepare(workers, nullptr);
+        for (std::size_t i = 0; i < order.size(); ++i) filter.collect(unsigned(i % workers), points[order[i]], order[i], Vec3d{});
+        DroppedPoints drop(0, (points.size() + 63) / 64);
+        filter.finish(drop);
+        std::set<std::uint64_t> marked;
+        for (std::uint64_t g = 0; g < points.size(); ++g)
+            if (drop.word(g >> 6) >> (g & 63) & 1) marked.insert(g);
+        EXPECT_EQ(marked, keep) << workers;
+        SelectionReport report;
+        filter.fillReport(report);
+        EXPECT_EQ(report.filterKept, want.cells) << workers;
+    }
 }
 
 TEST(CellGrid, TableCapacityCellEdgesAndFloorDivision) {
