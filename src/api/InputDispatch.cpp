@@ -2,7 +2,9 @@
 
 #include <cmath>
 
+#include "api/ExportGuard.h"
 #include "api/ViewObject.h"
+#include "core/Log.h"
 
 namespace ovcf {
 namespace {
@@ -188,19 +190,25 @@ void dispatchInput(const InputEvent& event, void* context) {
     auto& view = *static_cast<PcViewObject*>(context);
     if (view.tag != kViewTag || !view.controller || !view.navigation || !view.tools) return;
     ViewCallScope call(view);
-    switch (event.type) {
-        case InputButtonDown: onButtonDown(view, event); break;
-        case InputButtonUp: onButtonUp(view, event); break;
-        case InputPointerMove: onPointerMove(view, event); break;
-        case InputPointerLeft: onPointerLeft(view); break;
-        case InputWheel: view.navigation->wheel(event.wheel); break;
-        case InputKeyDown: onKeyDown(view, event); break;
-        case InputCaptureLost: onCaptureLost(view); break;
-        case InputSizeChanged:
-            view.controller->resize(static_cast<int>(event.x), static_cast<int>(event.y));
-            break;
-        default: break;
-    }
+    // Input arrives through the window procedure, called from the host's message loop: nothing
+    // thrown here may unwind into it. The gesture is lost, the view goes on.
+    const int failed = guardedGlobal(1, [&] {
+        switch (event.type) {
+            case InputButtonDown: onButtonDown(view, event); break;
+            case InputButtonUp: onButtonUp(view, event); break;
+            case InputPointerMove: onPointerMove(view, event); break;
+            case InputPointerLeft: onPointerLeft(view); break;
+            case InputWheel: view.navigation->wheel(event.wheel); break;
+            case InputKeyDown: onKeyDown(view, event); break;
+            case InputCaptureLost: onCaptureLost(view); break;
+            case InputSizeChanged:
+                view.controller->resize(static_cast<int>(event.x), static_cast<int>(event.y));
+                break;
+            default: break;
+        }
+        return 0;
+    });
+    if (failed) logLine(LogError, "input della vista non eseguito: %s", lastError().c_str());
 }
 
 }  // namespace ovcf

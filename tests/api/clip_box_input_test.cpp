@@ -4,23 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <iterator>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "../view/PngInspect.h"
-#include "OrvanePC.h"
-#include "TestParentWindow.h"
-#include "TestSupport.h"
-#include "ViewInput.h"
+#include "ViewInputTest.h"
 
 namespace {
-
-using ovcf::test::TempDir;
-using ovcf::test::TestParentWindow;
 
 constexpr int kWidth = 320, kHeight = 240;
 constexpr int kGrid = 200;
@@ -28,62 +18,24 @@ constexpr double kSpacing = 0.05, kX0 = 500000.0, kY0 = 4000000.0, kZ0 = 100.0;
 constexpr int kStray = 12;  // points 5 m above the grid, near its middle
 constexpr int kEdlParam = 8, kGradientParam = 20;
 
-std::string lastError() {
-    char text[512];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
-class ClipBoxInput : public ::testing::Test {
+class ClipBoxInput : public ovcf::test::ViewInputTest {
 protected:
-    static void onLog(int, const char* message, void* user) {
-        auto* self = static_cast<ClipBoxInput*>(user);
-        std::lock_guard<std::mutex> lock(self->logMutex);
-        self->logLines.emplace_back(message);
-    }
-    static void onEvent(int event, const PcViewState*, void* user) { static_cast<ClipBoxInput*>(user)->events.push_back(event); }
+    ClipBoxInput() : ViewInputTest("orvane_clipbox") {}
 
     void SetUp() override {
-        const std::string cache = dir.file("grid.ovcf");
         std::vector<double> xyz;
         for (int i = 0; i < kGrid; ++i)
             for (int j = 0; j < kGrid; ++j) xyz.insert(xyz.end(), {kX0 + i * kSpacing, kY0 + j * kSpacing, kZ0});
         for (int k = 0; k < kStray; ++k)
             xyz.insert(xyz.end(), {kX0 + (90 + 2 * k) * kSpacing, kY0 + (95 + k) * kSpacing, kZ0 + 5.0});
-        ASSERT_EQ(PC_BuildCacheFromMemory(cache.c_str(), xyz.data(), nullptr, int64_t(xyz.size() / 3), 0.001, nullptr,
-                                          nullptr),
-                  PC_OK)
-            << lastError();
-        parent = TestParentWindow::create(kWidth, kHeight);
-        ASSERT_TRUE(parent) << "no display";
-        view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
-        ASSERT_NE(view, nullptr) << lastError();
-        child = parent->firstChild();
-        PC_SetLogCallback(&onLog, this);
-        PC_SetEventCallback(view, &onEvent, this);
-        ASSERT_EQ(PC_OpenFile(view, cache.c_str()), PC_OK) << lastError();
+        ASSERT_NO_FATAL_FAILURE(buildAndOpen(dir.file("grid.ovcf"), xyz, {}, kWidth, kHeight));
         PC_SetValue(view, kEdlParam, 0);
         PC_SetValue(view, kGradientParam, 0);
         PC_SetStandardView(view, 0);
         render();
         events.clear();
-    }
-    void TearDown() override {
-        PC_SetLogCallback(nullptr, nullptr);
-        if (view) PC_DestroyView(view);
-    }
-
-    void render() {
-        for (int frame = 0; frame < 300 && PC_Render(view) == 1; ++frame) {
-        }
-    }
-    void pump() { ovcf::test::pumpView(*parent, view); }
-    void drag(int fromX, int fromY, int toX, int toY) {
-        ovcf::test::dragInView(*parent, child, view, 0, fromX, fromY, toX, toY);
-    }
-    bool logged(const std::string& line) {
-        std::lock_guard<std::mutex> lock(logMutex);
-        return std::find(logLines.begin(), logLines.end(), line) != logLines.end();
     }
 
     // The points a rectangle selection over (x0, y0, x1, y1) takes, as (i, j) grid cells; stray
@@ -112,24 +64,11 @@ protected:
 
     // The colour of a pixel of the picture on screen.
     std::array<uint8_t, 3> pixel(int x, int y) {
-        render();
-        const std::string path = dir.file("shot.png");
-        EXPECT_EQ(PC_SaveScreenshot(view, path.c_str()), PC_OK) << lastError();
-        std::ifstream in(path, std::ios::binary);
-        const std::vector<uint8_t> file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        const ovcf::test::InspectedPng png = ovcf::test::inspectPng(file);
+        const ovcf::test::InspectedPng png = screenshot();
         const std::size_t row = std::size_t(y) * (1 + 3 * png.width);
         EXPECT_EQ(png.raw.at(row), 0) << "unfiltered rows";
         return {png.raw.at(row + 1 + 3 * x), png.raw.at(row + 2 + 3 * x), png.raw.at(row + 3 + 3 * x)};
     }
-
-    TempDir dir{"orvane_clipbox"};
-    std::unique_ptr<TestParentWindow> parent;
-    PcView view = nullptr;
-    std::uintptr_t child = 0;
-    std::mutex logMutex;
-    std::vector<std::string> logLines;
-    std::vector<int> events;
 };
 
 TEST_F(ClipBoxInput, TheBoxKeepsTheGridUnderTheRectangleAndDropsWhatFloatsAbove) {

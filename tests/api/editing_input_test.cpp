@@ -6,21 +6,14 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <mutex>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "OrvanePC.h"
-#include "TestParentWindow.h"
-#include "TestSupport.h"
-#include "ViewInput.h"
+#include "ViewInputTest.h"
 
 namespace {
-
-using ovcf::test::TempDir;
-using ovcf::test::TestParentWindow;
 
 constexpr int kWidth = 320;
 constexpr int kHeight = 240;
@@ -29,11 +22,7 @@ constexpr double kSpacing = 0.015;
 constexpr double kX0 = 500000.0, kY0 = 4000000.0, kZ0 = 100.0;
 constexpr int kPointBudgetParam = 13;
 
-std::string lastError() {
-    char text[512];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
 std::string grouped(uint64_t n) {
     std::string digits = std::to_string(n), out;
@@ -72,67 +61,33 @@ struct ScaleRange {
     bool consistent() const { return lo > 0.0 && lo <= hi; }
 };
 
-class EditingInput : public ::testing::Test {
+class EditingInput : public ovcf::test::ViewInputTest {
 protected:
-    static void onLog(int, const char* message, void* user) {
-        auto* self = static_cast<EditingInput*>(user);
-        std::lock_guard<std::mutex> lock(self->logMutex);
-        self->logLines.emplace_back(message);
-    }
-    static void onEvent(int event, const PcViewState* state, void* user) {
-        auto* self = static_cast<EditingInput*>(user);
-        self->events.push_back(event);
-        self->lastState = *state;
-    }
+    EditingInput() : ViewInputTest("orvane_editing") {}
 
     void SetUp() override {
         cache = dir.file("grid.ovcf");
         std::vector<double> xyz;
         std::vector<uint32_t> rgb;
         gridCloud(xyz, rgb);
-        ASSERT_EQ(PC_BuildCacheFromMemory(cache.c_str(), xyz.data(), rgb.data(), static_cast<int64_t>(rgb.size()), 0.001,
-                                          nullptr, nullptr),
-                  PC_OK)
-            << lastError();
-        parent = TestParentWindow::create(kWidth, kHeight);
-        ASSERT_TRUE(parent) << "no display";
-        view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
-        ASSERT_NE(view, nullptr) << lastError();
-        child = parent->firstChild();
-        PC_SetLogCallback(&onLog, this);
-        PC_SetEventCallback(view, &onEvent, this);
-        openGrid();
-    }
-    void TearDown() override {
-        PC_SetLogCallback(nullptr, nullptr);
-        if (view) PC_DestroyView(view);
+        ASSERT_NO_FATAL_FAILURE(buildAndOpen(cache, xyz, rgb, kWidth, kHeight));
+        afterOpening();
     }
 
     void openGrid() {
-        ASSERT_EQ(PC_OpenFile(view, cache.c_str()), PC_OK) << lastError();
+        ASSERT_EQ(PC_OpenFile(view, cache.c_str()), PC_OK) << lastLibraryError();
+        afterOpening();
+    }
+    void afterOpening() {
         PC_SetValue(view, kPointBudgetParam, 100000);  // the picture shows only part of the points
         PC_SetStandardView(view, 0);                    // from the top: the grid maps to pixels by one scale
-        for (int frame = 0; frame < 200 && PC_Render(view) == 1; ++frame) {
-        }
+        render(200);
         events.clear();
     }
 
-    void pump() { ovcf::test::pumpView(*parent, view); }
-    void drag(int fromX, int fromY, int toX, int toY) {
-        ovcf::test::dragInView(*parent, child, view, 0, fromX, fromY, toX, toY);
-    }
-    void click(int button, int x, int y) { ovcf::test::clickInView(*parent, child, view, button, x, y); }
     void key(int virtualKey) {
         parent->sendKey(child, virtualKey);
         pump();
-    }
-    bool logged(const std::string& line) {
-        std::lock_guard<std::mutex> lock(logMutex);
-        return std::find(logLines.begin(), logLines.end(), line) != logLines.end();
-    }
-    bool loggedStart(const std::string& start) {
-        std::lock_guard<std::mutex> lock(logMutex);
-        return std::any_of(logLines.begin(), logLines.end(), [&](const std::string& l) { return l.rfind(start, 0) == 0; });
     }
     PcViewState state() {
         PcViewState s{};
@@ -148,7 +103,7 @@ protected:
         std::vector<double> xyz(3 * kGrid * kGrid);
         std::vector<uint8_t> flags(kGrid * kGrid);
         EXPECT_EQ(PC_ReadAllPoints(view, xyz.data(), nullptr, flags.data(), kGrid * kGrid, 0, 0), kGrid * kGrid)
-            << lastError();
+            << lastLibraryError();
         PointSet hidden;
         for (size_t k = 0; k < flags.size(); ++k)
             if (!flags[k])
@@ -166,15 +121,7 @@ protected:
         y = kHeight / 2.0 - scale * (j - (kGrid - 1) / 2.0) * kSpacing;
     }
 
-    TempDir dir{"orvane_editing"};
     std::string cache;
-    std::unique_ptr<TestParentWindow> parent;
-    PcView view = nullptr;
-    std::uintptr_t child = 0;
-    std::mutex logMutex;
-    std::vector<std::string> logLines;
-    std::vector<int> events;
-    PcViewState lastState{};
 };
 
 // The rectangle's block of grid points tells the scale; a shape then selects exactly the points
@@ -289,9 +236,9 @@ TEST_F(EditingInput, PolygonVerticesRightClickAndTooFewOnEnter) {
     click(0, 120, 120);
     EXPECT_EQ(state().polygonVertexCount, 1u);
     EXPECT_EQ(PC_ConfirmPolygon(view), PC_WRONG_STATE);
-    EXPECT_EQ(lastError(), "the polygon needs at least three vertices");
+    EXPECT_EQ(lastLibraryError(), "the polygon needs at least three vertices");
     EXPECT_EQ(PC_RemoveLastVertex(view), PC_WRONG_STATE);
-    EXPECT_EQ(lastError(), "there is no vertex to remove");
+    EXPECT_EQ(lastLibraryError(), "there is no vertex to remove");
 }
 
 TEST_F(EditingInput, EscapeAbandonsTheShapeAndKeepsTheSelection) {
@@ -361,7 +308,7 @@ TEST_F(EditingInput, ConfirmedDeletionsReachTheFileAndTheCacheStillMatchesTheHos
     const uint64_t k = PC_DeleteSelected(view);
     ASSERT_EQ(k, gone.size());
     events.clear();
-    ASSERT_EQ(PC_ConfirmChanges(view), PC_OK) << lastError();
+    ASSERT_EQ(PC_ConfirmChanges(view), PC_OK) << lastLibraryError();
     EXPECT_EQ(events, std::vector<int>{PC_EVENT_FILE_STATE_CHANGED});
     EXPECT_EQ(PC_HasUnsavedChanges(view), 0);
     EXPECT_EQ(PC_UndoDeletion(view), 0u) << "confirming drops the undo records";
@@ -379,20 +326,20 @@ TEST_F(EditingInput, ConfirmedDeletionsReachTheFileAndTheCacheStillMatchesTheHos
     uint64_t signature = 0;
     ASSERT_EQ(PC_ComputeSignature(cache.c_str(), xyz.data(), rgb.data(), static_cast<int64_t>(rgb.size()), &signature),
               PC_OK);
-    EXPECT_EQ(PC_CheckCache(cache.c_str(), static_cast<int64_t>(rgb.size()), signature), PC_CACHE_MATCHES) << lastError();
+    EXPECT_EQ(PC_CheckCache(cache.c_str(), static_cast<int64_t>(rgb.size()), signature), PC_CACHE_MATCHES) << lastLibraryError();
 
     openGrid();  // reopening shows the confirmed deletions
     EXPECT_EQ(PC_DeletedCount(view), k);
     EXPECT_EQ(PC_HasUnsavedChanges(view), 0);
 
     EXPECT_EQ(PC_RestoreAllDeleted(view), k);
-    ASSERT_EQ(PC_ConfirmChanges(view), PC_OK) << lastError();
+    ASSERT_EQ(PC_ConfirmChanges(view), PC_OK) << lastLibraryError();
     openGrid();
     EXPECT_EQ(PC_DeletedCount(view), 0u);
     gridCloud(xyz, rgb);
     ASSERT_EQ(PC_ComputeSignature(cache.c_str(), xyz.data(), rgb.data(), static_cast<int64_t>(rgb.size()), &signature),
               PC_OK);
-    EXPECT_EQ(PC_CheckCache(cache.c_str(), static_cast<int64_t>(rgb.size()), signature), PC_CACHE_MATCHES) << lastError();
+    EXPECT_EQ(PC_CheckCache(cache.c_str(), static_cast<int64_t>(rgb.size()), signature), PC_CACHE_MATCHES) << lastLibraryError();
 }
 
 TEST_F(EditingInput, ReadingBackChecksTheCapacityAndSortsWholePoints) {
@@ -401,17 +348,17 @@ TEST_F(EditingInput, ReadingBackChecksTheCapacityAndSortsWholePoints) {
     std::vector<uint32_t> rgb(n);
     std::vector<uint8_t> flags(n);
     EXPECT_EQ(PC_ReadAllPoints(view, xyz.data(), rgb.data(), flags.data(), n - 1, 0, 0), -1);
-    EXPECT_EQ(lastError(), "the buffer holds " + std::to_string(n - 1) + " points but the cloud has " + std::to_string(n) +
+    EXPECT_EQ(lastLibraryError(), "the buffer holds " + std::to_string(n - 1) + " points but the cloud has " + std::to_string(n) +
                                ": resize it first");
     EXPECT_EQ(PC_ReadAllPoints(view, nullptr, rgb.data(), flags.data(), n, 0, 0), -1);
-    EXPECT_EQ(lastError(), "invalid output buffer");
+    EXPECT_EQ(lastLibraryError(), "invalid output buffer");
 
     PC_SetSelectionTool(view, 1);
     drag(100, 80, 200, 160);
     const int64_t k = static_cast<int64_t>(PC_DeleteSelected(view));
     ASSERT_GT(k, 0);
     EXPECT_EQ(PC_ReadSurvivingPoints(view, xyz.data(), rgb.data(), n - k - 1, 0), -1);
-    EXPECT_EQ(lastError(), "the buffer holds " + std::to_string(n - k - 1) + " points but " + std::to_string(n - k) +
+    EXPECT_EQ(lastLibraryError(), "the buffer holds " + std::to_string(n - k - 1) + " points but " + std::to_string(n - k) +
                                " survive: resize it first");
     ASSERT_EQ(PC_ReadSurvivingPoints(view, xyz.data(), rgb.data(), n - k, 1), n - k);
     for (int64_t p = 0; p < n - k; ++p) {

@@ -6,67 +6,31 @@
 #include <array>
 #include <cstdio>
 #include <cmath>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "../view/PngInspect.h"
-#include "OrvanePC.h"
-#include "TestParentWindow.h"
-#include "TestSupport.h"
-#include "ViewInput.h"
+#include "ViewInputTest.h"
 
 namespace {
-
-using ovcf::test::TempDir;
-using ovcf::test::TestParentWindow;
 
 constexpr int kWidth = 320, kHeight = 240;
 constexpr double kX0 = 500000.0, kY0 = 4000000.0, kZ0 = 100.0;
 enum Param { ColorMode = 1, SizeMode = 2, PixelSize = 3, Edl = 8, CubeVisible = 16, OverlayVisible = 18, Gradient = 20 };
 using Rgb = std::array<uint8_t, 3>;
 
-std::string lastError() {
-    char text[512];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
 uint32_t packed(const Rgb& c) { return uint32_t(c[0]) << 16 | uint32_t(c[1]) << 8 | c[2]; }
 
-class PickingInput : public ::testing::Test {
+class PickingInput : public ovcf::test::ViewInputTest {
 protected:
-    static void onLog(int, const char* message, void* user) {
-        auto* self = static_cast<PickingInput*>(user);
-        std::lock_guard<std::mutex> lock(self->logMutex);
-        self->logLines.emplace_back(message);
-    }
-    static void onEvent(int event, const PcViewState*, void* user) { static_cast<PickingInput*>(user)->events.push_back(event); }
-
-    void TearDown() override {
-        PC_SetLogCallback(nullptr, nullptr);
-        if (view) PC_DestroyView(view);
-    }
+    PickingInput() : ViewInputTest("orvane_picking") {}
 
     // A view over the given points (x, y, z triples around kX0, kY0, kZ0), seen from `standardView`,
     // one-pixel square points, no lighting, plain background.
     void open(const std::vector<double>& xyz, const std::vector<uint32_t>& rgb, int standardView) {
-        const std::string cache = dir.file("cloud.ovcf");
-        ASSERT_EQ(PC_BuildCacheFromMemory(cache.c_str(), xyz.data(), rgb.empty() ? nullptr : rgb.data(),
-                                          int64_t(xyz.size() / 3), 0.001, nullptr, nullptr),
-                  PC_OK)
-            << lastError();
-        parent = TestParentWindow::create(kWidth, kHeight);
-        ASSERT_TRUE(parent) << "no display";
-        view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
-        ASSERT_NE(view, nullptr) << lastError();
-        child = parent->firstChild();
-        PC_SetLogCallback(&onLog, this);
-        PC_SetEventCallback(view, &onEvent, this);
-        ASSERT_EQ(PC_OpenFile(view, cache.c_str()), PC_OK) << lastError();
+        ASSERT_NO_FATAL_FAILURE(buildAndOpen(dir.file("cloud.ovcf"), xyz, rgb, kWidth, kHeight));
         for (auto [id, value] : {std::pair{Edl, 0}, {Gradient, 0}, {SizeMode, 0}, {PixelSize, 1}, {CubeVisible, 0}})
             PC_SetValue(view, id, value);
         PC_SetStandardView(view, standardView);
@@ -74,42 +38,12 @@ protected:
         events.clear();
     }
 
-    void render() {
-        for (int frame = 0; frame < 300 && PC_Render(view) == 1; ++frame) {
-        }
-    }
-    void pump() { ovcf::test::pumpView(*parent, view); }
-    void click(int button, int x, int y) { ovcf::test::clickInView(*parent, child, view, button, x, y); }
     void moveTo(int x, int y) {
         parent->sendMove(child, x, y);
         pump();
         render();
     }
-    int logCount(const std::string& line) {
-        std::lock_guard<std::mutex> lock(logMutex);
-        return int(std::count(logLines.begin(), logLines.end(), line));
-    }
-    std::vector<std::string> linesStarting(const std::string& start) {
-        std::lock_guard<std::mutex> lock(logMutex);
-        std::vector<std::string> found;
-        for (const std::string& l : logLines)
-            if (l.rfind(start, 0) == 0) found.push_back(l);
-        return found;
-    }
-    bool loggedStart(const std::string& start) {
-        std::lock_guard<std::mutex> lock(logMutex);
-        return std::any_of(logLines.begin(), logLines.end(), [&](const std::string& l) { return l.rfind(start, 0) == 0; });
-    }
 
-    // The picture on screen, rows from the top.
-    ovcf::test::InspectedPng screenshot() {
-        render();
-        const std::string path = dir.file("shot.png");
-        EXPECT_EQ(PC_SaveScreenshot(view, path.c_str()), PC_OK) << lastError();
-        std::ifstream in(path, std::ios::binary);
-        const std::vector<uint8_t> file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        return ovcf::test::inspectPng(file);
-    }
     static Rgb pixel(const ovcf::test::InspectedPng& png, int x, int y) {
         const std::size_t at = std::size_t(y) * (1 + 3 * png.width) + 1 + 3 * std::size_t(x);
         return {png.raw.at(at), png.raw.at(at + 1), png.raw.at(at + 2)};
@@ -121,14 +55,6 @@ protected:
                 if (pixel(png, x, y) == colour) return {x, y};
         return {-1, -1};
     }
-
-    TempDir dir{"orvane_picking"};
-    std::unique_ptr<TestParentWindow> parent;
-    PcView view = nullptr;
-    std::uintptr_t child = 0;
-    std::mutex logMutex;
-    std::vector<std::string> logLines;
-    std::vector<int> events;
 };
 
 // Two points seen from the top: red and low near the middle, green and high far off.
@@ -136,7 +62,7 @@ class TwoPoints : public PickingInput {
 protected:
     static constexpr Rgb kRed{220, 30, 40}, kGreen{20, 200, 90};
     void SetUp() override {
-        open({kX0, kY0, kZ0, kX0 + 8, kY0 + 5, kZ0 + 2}, {packed(kRed), packed(kGreen)}, 0);
+        ASSERT_NO_FATAL_FAILURE(open({kX0, kY0, kZ0, kX0 + 8, kY0 + 5, kZ0 + 2}, {packed(kRed), packed(kGreen)}, 0));
         std::tie(redX, redY) = find(screenshot(), kRed);
         ASSERT_GE(redX, 0) << "the red point is drawn";
     }
@@ -153,7 +79,7 @@ TEST_F(TwoPoints, TheOnlyPointNearTheCursorIsPickedUpToTwelvePixelsAway) {
     EXPECT_EQ(PC_PickColor(view, -20, redY), 0xFFFFFFFFu) << "outside the viewport";
     EXPECT_EQ(PC_PickColor(view, redX, kHeight + 3), 0xFFFFFFFFu);
     EXPECT_EQ(PC_PickColor(nullptr, redX, redY), 0xFFFFFFFFu);
-    EXPECT_EQ(lastError(), "invalid view handle");
+    EXPECT_EQ(lastLibraryError(), "invalid view handle");
     EXPECT_EQ(logCount("colore prelevato: #DC1E28 con la colorazione colori reali"), 4);
     EXPECT_EQ(PC_GetColor(view, 4), 0xFFFFFFu) << "the pick leaves the colour filter's reference alone";
 }
@@ -222,7 +148,7 @@ TEST_P(PlaneInput, ThreeClicksTurnTheViewOntoThePlane) {
             const double u = i * 0.1, v = j * 0.1;
             xyz.insert(xyz.end(), {kX0 + c.surface(u, v, 0), kY0 + c.surface(u, v, 1), kZ0 + c.surface(u, v, 2)});
         }
-    open(xyz, {}, c.standardView);
+    ASSERT_NO_FATAL_FAILURE(open(xyz, {}, c.standardView));
     PC_StartPlaneByThreePoints(view);
     EXPECT_EQ(PC_PlanePickState(view), 0);
     EXPECT_EQ(logCount("vista su piano per 3 punti: armata, cliccare il primo punto"), 1);
@@ -251,7 +177,7 @@ TEST_P(PlaneInput, ThreeClicksTurnTheViewOntoThePlane) {
     EXPECT_TRUE(near(yaw, c.yaw, 1e-3)) << c.name << " yaw " << yaw;
     EXPECT_TRUE(near(pitch, c.pitch, 1e-3)) << c.name << " pitch " << pitch;
     EXPECT_EQ(PC_RemoveLastPlanePoint(view), 7);
-    EXPECT_EQ(lastError(), "there is no plane point to remove");
+    EXPECT_EQ(lastLibraryError(), "there is no plane point to remove");
     PC_CancelPlanePick(view);
     EXPECT_EQ(logCount("vista su piano: risultato dimenticato, la vista resta dov'e'"), 1);
     EXPECT_EQ(PC_PlanePickState(view), -1);
@@ -272,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(PickingInput, CollinearPointsAreRejectedAndTheRightClickAndEscapeUndoThePick) {
     std::vector<double> xyz;
     for (int i = 0; i < 200; ++i) xyz.insert(xyz.end(), {kX0 + i * 0.05, kY0, kZ0});
-    open(xyz, {}, 0);
+    ASSERT_NO_FATAL_FAILURE(open(xyz, {}, 0));
     PC_SetValue(view, PixelSize, 3);
     render();
     EXPECT_EQ(PC_RemoveLastPlanePoint(view), 7);
