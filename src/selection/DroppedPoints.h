@@ -24,7 +24,8 @@ public:
         if ((global >> 6) < firstWord_ || w >= words_.size()) return;
         std::atomic_ref<std::uint64_t>(words_[static_cast<std::size_t>(w)])
             .fetch_or(std::uint64_t{1} << (global & 63), std::memory_order_relaxed);
-        marked_.store(true, std::memory_order_relaxed);
+        // Written once only: a flag every thread wrote at every mark would bounce between caches.
+        if (!marked_.load(std::memory_order_relaxed)) marked_.store(true, std::memory_order_relaxed);
     }
 
     // The marks of global word w; 0 outside the span. Only once the marking threads have joined.

@@ -1,16 +1,16 @@
-// A selection worker's spacing cells, appended as they come into 1024 buffers chosen by the top
-// bits of the cell's hash. After the join each buffer of every worker merges into a table small
-// enough for the processor's cache: one table of the whole cloud, hundreds of megabytes probed at
-// random, is several times slower than reading the cells twice in order.
+// A selection worker's spacing cells, kept in 4096 partitions chosen by the top bits of the cell's
+// hash. Cells are appended as they come and a partition is folded to one cell per grid cell (by
+// the grid's own rule) whenever it has grown enough since it was last folded, so that it never
+// holds more than a few times its grid cells: thinning a few hundred million points to a coarse
+// grid needs little memory, and a fine grid costs sequential passes, not a table of the whole
+// cloud probed at random. After the join each partition of every worker merges in a table small
+// enough for the processor's cache.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <new>
 #include <vector>
 
-#include "platform/LargeBlock.h"
 #include "selection/SpacingGrid.h"
 
 namespace ovcf {
@@ -19,83 +19,93 @@ class SpacingCellBuffer {
 public:
     static constexpr unsigned kPartitionBits = 12;
     static constexpr std::size_t kPartitions = std::size_t{1} << kPartitionBits;
+    // A partition is folded first when it reaches this many cells, which fill its first three
+    // chunks exactly.
+    static constexpr std::uint32_t kFirstFold = 448;
 
     static std::size_t partitionOf(std::uint64_t hash) { return static_cast<std::size_t>(hash >> (64 - kPartitionBits)); }
 
-    SpacingCellBuffer() : tails_(kPartitions), chunks_(kPartitions) {}
+    SpacingCellBuffer() : parts_(kPartitions) {}
     SpacingCellBuffer(const SpacingCellBuffer&) = delete;
     SpacingCellBuffer& operator=(const SpacingCellBuffer&) = delete;
-    ~SpacingCellBuffer() {
-        for (const Block& block : blocks_) freeLargeBlock(block.cells, block.count * sizeof(SpacingCell));
-    }
+    ~SpacingCellBuffer();
 
+    // `hash` is cellHash of the cell. Points of one cell often come one shortly after another: a
+    // small table of recent cells, one per slot, settles them before they reach the partitions.
     void add(std::uint64_t hash, const SpacingCell& cell) {
-        const std::size_t p = partitionOf(hash);
-        Tail& tail = tails_[p];
-        if (tail.cursor == tail.limit) grow(p);
-        *tail.cursor++ = cell;
-        ++size_;
+        SpacingCell& recent = recent_[hash & (kRecent - 1)];
+        if (recent.sameCell(cell) && !recent.empty()) {
+            if (cell.beats(recent)) recent = cell;
+            return;
+        }
+        if (!recent.empty()) append(cellHash(recent.x, recent.y, recent.z), recent);
+        recent = cell;
     }
+    // The recent cells into their partitions; before the first drain.
+    void flushRecent();
 
-    // Calls visit(cells, count) for every run of the cells of partition p, in the order they came,
-    // and forgets them (their memory goes with the buffer). Different partitions may be drained on
-    // different threads at once.
+    // Calls visit(cells, count) for every run of the cells of partition p and forgets them (their
+    // memory goes with the buffer). Different partitions may be drained on different threads.
     template <class Visit>
     void drain(std::size_t p, const Visit& visit) {
-        std::vector<SpacingCell*>& chunks = chunks_[p];
-        for (std::size_t i = 0; i < chunks.size(); ++i) {
-            const std::size_t count =
-                i + 1 < chunks.size() ? chunkCapacity(i) : static_cast<std::size_t>(tails_[p].cursor - chunks[i]);
-            visit(static_cast<const SpacingCell*>(chunks[i]), count);
-        }
-        std::vector<SpacingCell*>().swap(chunks);
-        tails_[p] = Tail{};
+        Part& part = parts_[p];
+        forRuns(part, visit);
+        part = Part{};
     }
 
-    // Cells added since construction (drained ones included).
-    std::uint64_t size() const { return size_; }
+    // Cells held now, over all partitions.
+    std::uint64_t size() const;
 
 private:
-    struct Tail {
+    struct Part {
         SpacingCell* cursor = nullptr;
         SpacingCell* limit = nullptr;
+        std::uint32_t count = 0;
+        std::uint32_t foldAt = kFirstFold;
+        std::uint32_t chunk = 0;  // the chunk the cursor is in, counted from 1; 0 before the first
+        std::vector<SpacingCell*> chunks;
     };
     struct Block {
         SpacingCell* cells;
         std::size_t count;
     };
-    // A partition's chunks grow from 64 cells to 8192, so that a small selection costs little
-    // memory and a large one few chunks. They are cut from blocks that double from 4096 cells to
-    // 1.4 million (32 MiB), taken whole from the system: tens of millions of cells then cost a few
-    // hundred page faults (huge pages where the system allows) instead of a hundred thousand.
-    static std::size_t chunkCapacity(std::size_t i) { return std::size_t{64} << std::min<std::size_t>(i, 7); }
 
-    void grow(std::size_t p) {
-        std::vector<SpacingCell*>& chunks = chunks_[p];
-        const std::size_t capacity = chunkCapacity(chunks.size());
-        chunks.reserve(chunks.size() + 1);
-        if (static_cast<std::size_t>(blockEnd_ - blockCursor_) < capacity) {
-            const std::size_t count = blocks_.empty() ? 4096 : std::min<std::size_t>(blocks_.back().count * 2, kLargestBlock);
-            blocks_.reserve(blocks_.size() + 1);
-            void* memory = allocateLargeBlock(count * sizeof(SpacingCell));
-            if (!memory) throw std::bad_alloc();
-            blocks_.push_back({static_cast<SpacingCell*>(memory), count});
-            blockCursor_ = blocks_.back().cells;
-            blockEnd_ = blockCursor_ + count;
+    // A partition's chunks grow from 64 cells to 8192, so that a small selection costs little
+    // memory and a large one few chunks.
+    static std::size_t chunkCapacity(std::size_t i) { return std::size_t{64} << (i < 7 ? i : 7); }
+
+    template <class Visit>
+    static void forRuns(const Part& part, const Visit& visit) {
+        for (std::size_t i = 0; i < part.chunk; ++i) {
+            const std::size_t count =
+                i + 1 < part.chunk ? chunkCapacity(i) : static_cast<std::size_t>(part.cursor - part.chunks[i]);
+            visit(static_cast<const SpacingCell*>(part.chunks[i]), count);
         }
-        chunks.push_back(blockCursor_);
-        tails_[p] = {blockCursor_, blockCursor_ + capacity};
-        blockCursor_ += capacity;
     }
 
-    static constexpr std::size_t kLargestBlock = (std::size_t{32} << 20) / sizeof(SpacingCell);
+    void append(std::uint64_t hash, const SpacingCell& cell) {
+        const std::size_t p = partitionOf(hash);
+        Part& part = parts_[p];
+        if (part.cursor == part.limit) nextChunk(part);
+        *part.cursor++ = cell;
+        // The partition's next line is wanted only thousands of cells later: fetch it now, so
+        // that the write then finds it in the cache instead of waiting for memory.
+        prefetchSlot(part.cursor + 3);
+        if (++part.count == part.foldAt) fold(part);
+    }
+    void nextChunk(Part& part);
+    void fold(Part& part);
+    SpacingCell* carve(std::size_t count);
 
-    std::vector<Tail> tails_;
-    std::vector<std::vector<SpacingCell*>> chunks_;
+    static constexpr std::size_t kRecent = 4096;
+
+    std::vector<SpacingCell> recent_ = std::vector<SpacingCell>(kRecent);
+    std::vector<Part> parts_;
     std::vector<Block> blocks_;
     SpacingCell* blockCursor_ = nullptr;
     SpacingCell* blockEnd_ = nullptr;
-    std::uint64_t size_ = 0;
+    SpacingGrid folding_;
+    std::vector<SpacingCell> kept_;
 };
 
 }  // namespace ovcf

@@ -39,7 +39,10 @@ void SpacingFilter::collect(unsigned worker, const PointRecord& point, std::uint
 void SpacingFilter::finish(DroppedPoints& drop) {
     const auto start = std::chrono::steady_clock::now();
     std::uint64_t cells = 0;
-    for (const auto& w : workers_) cells += w->cells.size();
+    for (const auto& w : workers_) {
+        w->cells.flushRecent();
+        cells += w->cells.size();
+    }
     // A few thousand cells are not worth a thread.
     const unsigned threads = cells < 100000 ? 1u : static_cast<unsigned>(workers_.size());
     std::vector<std::size_t> kept(std::max(threads, 1u), 0);

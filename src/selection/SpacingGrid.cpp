@@ -11,12 +11,7 @@ void SpacingGrid::rehash(std::size_t capacity) {
 }
 
 void SpacingGrid::takeKept(std::vector<std::uint64_t>& out) {
-    for (SpacingCell& cell : slots_) {
-        if (cell.empty()) continue;
-        out.push_back(cell.index());
-        cell = SpacingCell{};
-    }
-    entries_ = 0;
+    takeCells([&](const SpacingCell& cell) { out.push_back(cell.index()); });
 }
 
 }  // namespace ovcf

@@ -21,6 +21,12 @@ struct SpacingCell {
     }
     std::uint64_t index() const { return ~invertedIndex; }
     bool empty() const { return invertedIndex == 0; }
+    bool sameCell(const SpacingCell& other) const { return x == other.x && y == other.y && z == other.z; }
+    // Whether this point is kept rather than `other` of the same cell: nearer the centre, or as
+    // near with a lower index.
+    bool beats(const SpacingCell& other) const {
+        return distance < other.distance || (distance == other.distance && index() < other.index());
+    }
 };
 
 class SpacingGrid {
@@ -43,8 +49,8 @@ public:
                 ++entries_;
                 return;
             }
-            if (slot.x == cell.x && slot.y == cell.y && slot.z == cell.z) {
-                if (cell.distance < slot.distance || (cell.distance == slot.distance && cell.index() < slot.index())) {
+            if (slot.sameCell(cell)) {
+                if (cell.beats(slot)) {
                     slot.distance = cell.distance;
                     slot.invertedIndex = cell.invertedIndex;
                 }
@@ -56,6 +62,16 @@ public:
     // Appends the kept point of every cell in slot order and empties the table, which stays as
     // large as it was, to be filled again.
     void takeKept(std::vector<std::uint64_t>& out);
+    // The same with each kept cell handed to each(cell).
+    template <class Each>
+    void takeCells(const Each& each) {
+        for (SpacingCell& cell : slots_) {
+            if (cell.empty()) continue;
+            each(static_cast<const SpacingCell&>(cell));
+            cell = SpacingCell{};
+        }
+        entries_ = 0;
+    }
 
     std::size_t size() const { return entries_; }
     std::size_t capacity() const { return slots_.size(); }

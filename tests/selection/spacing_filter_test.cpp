@@ -121,28 +121,38 @@ TEST(SpacingGrid, EquidistantPointsKeepTheLowerIndexWhateverTheOrder) {
     EXPECT_EQ(kept, std::vector<std::uint64_t>{30});
 }
 
-TEST(SpacingCellBuffer, DrainsEachPartitionWholeAndInOrder) {
-    // 100,000 cells in one partition cross every chunk size; three go to another.
-    const std::uint64_t busy = std::uint64_t{7} << (64 - SpacingCellBuffer::kPartitionBits), quiet = ~std::uint64_t{0};
+TEST(SpacingCellBuffer, FoldsAPartitionToTheNearestPointOfEachCellAndDrainsItWhole) {
+    // 100,000 points over 3,000 cells that all fall in partition 7, which is folded again and again
+    // into the chunks it already has; and three cells of other partitions.
+    std::vector<std::int32_t> xs;
+    for (std::int32_t x = 0; xs.size() < 3000; ++x)
+        if (SpacingCellBuffer::partitionOf(cellHash(x, -x, 2)) == 7) xs.push_back(x);
     SpacingCellBuffer buffer;
-    for (std::uint64_t i = 0; i < 100000; ++i) {
-        buffer.add(busy | i, SpacingCell::make(0, 0, 0, 0.0f, i));
-        if (i % 40000 == 0) buffer.add(quiet, SpacingCell::make(0, 0, 0, 0.0f, 1000000 + i));
-    }
-    EXPECT_EQ(buffer.size(), 100003u);
-    const auto drained = [&](std::size_t p) {
-        std::vector<std::uint64_t> indices;
-        buffer.drain(p, [&](const SpacingCell* run, std::size_t count) {
-            for (std::size_t i = 0; i < count; ++i) indices.push_back(run[i].index());
-        });
-        return indices;
+    std::map<std::array<std::int32_t, 3>, std::pair<float, std::uint64_t>> nearest;
+    const auto add = [&](std::int32_t x, std::int32_t y, std::int32_t z, float distance, std::uint64_t index) {
+        buffer.add(cellHash(x, y, z), SpacingCell::make(x, y, z, distance, index));
+        const auto [at, fresh] = nearest.emplace(std::array{x, y, z}, std::make_pair(distance, index));
+        if (!fresh && std::make_pair(distance, index) < at->second) at->second = {distance, index};
     };
-    const std::vector<std::uint64_t> first = drained(7);
-    ASSERT_EQ(first.size(), 100000u);
-    for (std::uint64_t i = 0; i < first.size(); ++i) ASSERT_EQ(first[i], i);
-    EXPECT_EQ(drained(SpacingCellBuffer::kPartitions - 1), (std::vector<std::uint64_t>{1000000, 1040000, 1080000}));
-    EXPECT_TRUE(drained(7).empty());
-    EXPECT_TRUE(drained(0).empty());
+    for (std::uint64_t i = 0; i < 100000; ++i) {
+        const std::int32_t x = xs[i * 7 % xs.size()];
+        add(x, -x, 2, float(i * 7919 % 1000), i);
+        if (i % 40000 == 0) add(-1, std::int32_t(i), 0, 1.0f, 1000000 + i);
+    }
+    buffer.flushRecent();
+    EXPECT_LE(buffer.size(), 2 * xs.size() + 3);
+    std::map<std::array<std::int32_t, 3>, std::pair<float, std::uint64_t>> drained;
+    for (std::size_t p = 0; p < SpacingCellBuffer::kPartitions; ++p)
+        buffer.drain(p, [&](const SpacingCell* run, std::size_t n) {
+            for (std::size_t i = 0; i < n; ++i) {
+                EXPECT_EQ(SpacingCellBuffer::partitionOf(cellHash(run[i].x, run[i].y, run[i].z)), p);
+                const std::pair<float, std::uint64_t> point{run[i].distance, run[i].index()};
+                const auto [at, fresh] = drained.emplace(std::array{run[i].x, run[i].y, run[i].z}, point);
+                if (!fresh && point < at->second) at->second = point;
+            }
+        });
+    EXPECT_EQ(drained, nearest);
+    EXPECT_EQ(buffer.size(), 0u);
 }
 
 TEST(SpacingFilterMerge, WorkersCellsMergeToTheNearestPointOfEveryCellOnAnyNumberOfThreads) {
