@@ -28,6 +28,43 @@ public:
         if (!marked_.load(std::memory_order_relaxed)) marked_.store(true, std::memory_order_relaxed);
     }
 
+    // The same for a map only one thread marks.
+    void markUnshared(std::uint64_t global) {
+        const std::uint64_t w = (global >> 6) - firstWord_;
+        if ((global >> 6) < firstWord_ || w >= words_.size()) return;
+        words_[static_cast<std::size_t>(w)] |= std::uint64_t{1} << (global & 63);
+        marked_.store(true, std::memory_order_relaxed);
+    }
+
+    // One thread's marks, kept apart while the threads run and added to the map after the join:
+    // an atomic mark at a random place of a shared map is a locked access that no other memory
+    // access may overlap, several times slower than a plain one.
+    class ThreadMarks {
+    public:
+        explicit ThreadMarks(const DroppedPoints& map) : firstWord_(map.firstWord_), words_(map.words_.size(), 0) {}
+        void mark(std::uint64_t global) {
+            const std::uint64_t w = (global >> 6) - firstWord_;
+            if ((global >> 6) < firstWord_ || w >= words_.size()) return;
+            words_[static_cast<std::size_t>(w)] |= std::uint64_t{1} << (global & 63);
+        }
+
+    private:
+        friend class DroppedPoints;
+        std::uint64_t firstWord_;
+        CellSlots<std::uint64_t> words_;
+    };
+    // Whether `threads` maps of their own fit in a modest amount of memory (64 MiB in all).
+    bool threadMarksFit(unsigned threads) const { return threads * words_.size() * sizeof(std::uint64_t) <= (std::size_t{64} << 20); }
+    // After the join.
+    void absorb(const ThreadMarks& marks) {
+        std::uint64_t any = 0;
+        for (std::size_t w = 0; w < words_.size(); ++w) {
+            words_[w] |= marks.words_[w];
+            any |= marks.words_[w];
+        }
+        if (any) marked_.store(true, std::memory_order_relaxed);
+    }
+
     // The marks of global word w; 0 outside the span. Only once the marking threads have joined.
     std::uint64_t word(std::uint64_t w) const {
         return w >= firstWord_ && w - firstWord_ < words_.size() ? words_[static_cast<std::size_t>(w - firstWord_)] : 0;

@@ -30,7 +30,7 @@ void SpacingCellBuffer::flushRecent() {
 
 std::uint64_t SpacingCellBuffer::size() const {
     std::uint64_t total = 0;
-    for (const Part& part : parts_) total += part.count;
+    for (std::size_t p = 0; p < kPartitions; ++p) forRuns(p, [&](const SpacingCell*, std::size_t count) { total += count; });
     return total;
 }
 
@@ -50,35 +50,38 @@ SpacingCell* SpacingCellBuffer::carve(std::size_t count) {
 }
 
 // A folded partition writes into the chunks it already has before it takes a new one.
-void SpacingCellBuffer::nextChunk(Part& part) {
-    if (part.chunk == part.chunks.size()) {
-        part.chunks.reserve(part.chunks.size() + 1);
-        part.chunks.push_back(carve(chunkCapacity(part.chunks.size())));
+void SpacingCellBuffer::nextChunk(std::size_t p) {
+    Chain& chain = chains_[p];
+    if (chain.chunk == chain.chunks.size()) {
+        chain.chunks.reserve(chain.chunks.size() + 1);
+        chain.chunks.push_back(carve(chunkCapacity(chain.chunks.size())));
     }
-    part.cursor = part.chunks[part.chunk];
-    part.limit = part.cursor + chunkCapacity(part.chunk);
-    ++part.chunk;
+    tails_[p].cursor = chain.chunks[chain.chunk];
+    tails_[p].room = static_cast<std::uint32_t>(chunkCapacity(chain.chunk));
+    ++chain.chunk;
 }
 
-void SpacingCellBuffer::fold(Part& part) {
-    forRuns(part, [&](const SpacingCell* run, std::size_t count) {
+void SpacingCellBuffer::fold(std::size_t p) {
+    std::size_t before = 0;
+    forRuns(p, [&](const SpacingCell* run, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) folding_.add(cellHash(run[i].x, run[i].y, run[i].z), run[i]);
+        before += count;
     });
     kept_.clear();
     folding_.takeCells([&](const SpacingCell& cell) { kept_.push_back(cell); });
     // The kept cells go back to the front of the partition's own chunks, fewer than were there.
-    part.chunk = 0;
-    part.cursor = part.limit = nullptr;
+    Tail& tail = tails_[p];
+    chains_[p].chunk = 0;
+    tail.room = 0;
     for (const SpacingCell& cell : kept_) {
-        if (part.cursor == part.limit) nextChunk(part);
-        *part.cursor++ = cell;
+        if (tail.room == 0) nextChunk(p);
+        *tail.cursor++ = cell;
+        --tail.room;
     }
     // Folding again once the partition has doubled keeps it within twice its cells; when the fold
     // hardly took anything away, points of one cell are rare here and the next fold waits longer.
-    const std::size_t before = part.count;
-    part.count = static_cast<std::uint32_t>(kept_.size());
-    const std::uint32_t growth = kept_.size() * 10 >= before * 9 ? 8 : 2;
-    part.foldAt = std::max(kFirstFold, growth * part.count);
+    const std::size_t growth = kept_.size() * 10 >= before * 9 ? 8 : 2;
+    tail.untilFold = static_cast<std::uint32_t>(std::max<std::size_t>(kFirstFold, growth * kept_.size()) - kept_.size());
 }
 
 }  // namespace ovcf

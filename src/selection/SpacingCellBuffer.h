@@ -25,7 +25,7 @@ public:
 
     static std::size_t partitionOf(std::uint64_t hash) { return static_cast<std::size_t>(hash >> (64 - kPartitionBits)); }
 
-    SpacingCellBuffer() : parts_(kPartitions) {}
+    SpacingCellBuffer() : tails_(kPartitions), chains_(kPartitions) {}
     SpacingCellBuffer(const SpacingCellBuffer&) = delete;
     SpacingCellBuffer& operator=(const SpacingCellBuffer&) = delete;
     ~SpacingCellBuffer();
@@ -48,22 +48,25 @@ public:
     // memory goes with the buffer). Different partitions may be drained on different threads.
     template <class Visit>
     void drain(std::size_t p, const Visit& visit) {
-        Part& part = parts_[p];
-        forRuns(part, visit);
-        part = Part{};
+        forRuns(p, visit);
+        tails_[p] = Tail{};
+        chains_[p] = Chain{};
     }
 
     // Cells held now, over all partitions.
     std::uint64_t size() const;
 
 private:
-    struct Part {
+    // What every added cell touches, kept small so that the tails of all partitions stay in the
+    // processor's cache; the rest of a partition is in its chain.
+    struct Tail {
         SpacingCell* cursor = nullptr;
-        SpacingCell* limit = nullptr;
-        std::uint32_t count = 0;
-        std::uint32_t foldAt = kFirstFold;
-        std::uint32_t chunk = 0;  // the chunk the cursor is in, counted from 1; 0 before the first
+        std::uint32_t room = 0;  // cells the cursor's chunk still takes
+        std::uint32_t untilFold = kFirstFold;
+    };
+    struct Chain {
         std::vector<SpacingCell*> chunks;
+        std::uint32_t chunk = 0;  // the chunks in use, the cursor in the last of them
     };
     struct Block {
         SpacingCell* cells;
@@ -75,32 +78,34 @@ private:
     static std::size_t chunkCapacity(std::size_t i) { return std::size_t{64} << (i < 7 ? i : 7); }
 
     template <class Visit>
-    static void forRuns(const Part& part, const Visit& visit) {
-        for (std::size_t i = 0; i < part.chunk; ++i) {
-            const std::size_t count =
-                i + 1 < part.chunk ? chunkCapacity(i) : static_cast<std::size_t>(part.cursor - part.chunks[i]);
-            visit(static_cast<const SpacingCell*>(part.chunks[i]), count);
+    void forRuns(std::size_t p, const Visit& visit) const {
+        const Chain& chain = chains_[p];
+        for (std::size_t i = 0; i < chain.chunk; ++i) {
+            const std::size_t count = i + 1 < chain.chunk ? chunkCapacity(i) : chunkCapacity(i) - tails_[p].room;
+            visit(static_cast<const SpacingCell*>(chain.chunks[i]), count);
         }
     }
 
     void append(std::uint64_t hash, const SpacingCell& cell) {
         const std::size_t p = partitionOf(hash);
-        Part& part = parts_[p];
-        if (part.cursor == part.limit) nextChunk(part);
-        *part.cursor++ = cell;
+        Tail& tail = tails_[p];
+        if (tail.room == 0) nextChunk(p);
+        *tail.cursor++ = cell;
+        --tail.room;
         // The partition's next line is wanted only thousands of cells later: fetch it now, so
         // that the write then finds it in the cache instead of waiting for memory.
-        prefetchSlot(part.cursor + 3);
-        if (++part.count == part.foldAt) fold(part);
+        prefetchSlot(tail.cursor + 3);
+        if (--tail.untilFold == 0) fold(p);
     }
-    void nextChunk(Part& part);
-    void fold(Part& part);
+    void nextChunk(std::size_t p);
+    void fold(std::size_t p);
     SpacingCell* carve(std::size_t count);
 
-    static constexpr std::size_t kRecent = 4096;
+    static constexpr std::size_t kRecent = 16384;
 
     std::vector<SpacingCell> recent_ = std::vector<SpacingCell>(kRecent);
-    std::vector<Part> parts_;
+    std::vector<Tail> tails_;
+    std::vector<Chain> chains_;
     std::vector<Block> blocks_;
     SpacingCell* blockCursor_ = nullptr;
     SpacingCell* blockEnd_ = nullptr;

@@ -46,6 +46,9 @@ void SpacingFilter::finish(DroppedPoints& drop) {
     // A few thousand cells are not worth a thread.
     const unsigned threads = cells < 100000 ? 1u : static_cast<unsigned>(workers_.size());
     std::vector<std::size_t> kept(std::max(threads, 1u), 0);
+    std::vector<std::unique_ptr<DroppedPoints::ThreadMarks>> marks;
+    if (threads > 1 && drop.threadMarksFit(threads))
+        for (unsigned t = 0; t < threads; ++t) marks.push_back(std::make_unique<DroppedPoints::ThreadMarks>(drop));
     std::atomic<std::size_t> next{0};
     runOnThreads(threads, [&](unsigned t) {
         SpacingGrid grid;
@@ -58,9 +61,15 @@ void SpacingFilter::finish(DroppedPoints& drop) {
             kept[t] += grid.size();
             list.clear();
             grid.takeKept(list);
-            for (std::uint64_t g : list) drop.mark(g);
+            if (!marks.empty())
+                for (std::uint64_t g : list) marks[t]->mark(g);
+            else if (threads == 1)
+                for (std::uint64_t g : list) drop.markUnshared(g);
+            else
+                for (std::uint64_t g : list) drop.mark(g);
         }
     });
+    for (const auto& own : marks) drop.absorb(*own);
     kept_ = 0;
     for (std::size_t k : kept) kept_ += k;
     workers_.clear();
