@@ -21,10 +21,10 @@ SpacingCellBuffer::~SpacingCellBuffer() {
 }
 
 void SpacingCellBuffer::flushRecent() {
-    for (SpacingCell& cell : recent_) {
-        if (cell.empty()) continue;
-        append(cellHash(cell.x, cell.y, cell.z), cell);
-        cell = SpacingCell{};
+    for (std::size_t slot = 0; slot < kRecent; ++slot) {
+        if (recent_[slot].empty()) continue;
+        append(recentPartition_[slot], recent_[slot]);
+        recent_[slot] = SpacingCell{};
     }
 }
 

@@ -33,13 +33,15 @@ public:
     // `hash` is cellHash of the cell. Points of one cell often come one shortly after another: a
     // small table of recent cells, one per slot, settles them before they reach the partitions.
     void add(std::uint64_t hash, const SpacingCell& cell) {
-        SpacingCell& recent = recent_[hash & (kRecent - 1)];
+        const std::size_t slot = hash & (kRecent - 1);
+        SpacingCell& recent = recent_[slot];
         if (recent.sameCell(cell) && !recent.empty()) {
             if (cell.beats(recent)) recent = cell;
             return;
         }
-        if (!recent.empty()) append(cellHash(recent.x, recent.y, recent.z), recent);
+        if (!recent.empty()) append(recentPartition_[slot], recent);
         recent = cell;
+        recentPartition_[slot] = static_cast<std::uint16_t>(partitionOf(hash));
     }
     // The recent cells into their partitions; before the first drain.
     void flushRecent();
@@ -86,8 +88,7 @@ private:
         }
     }
 
-    void append(std::uint64_t hash, const SpacingCell& cell) {
-        const std::size_t p = partitionOf(hash);
+    void append(std::size_t p, const SpacingCell& cell) {
         Tail& tail = tails_[p];
         if (tail.room == 0) nextChunk(p);
         *tail.cursor++ = cell;
@@ -104,6 +105,7 @@ private:
     static constexpr std::size_t kRecent = 16384;
 
     std::vector<SpacingCell> recent_ = std::vector<SpacingCell>(kRecent);
+    std::vector<std::uint16_t> recentPartition_ = std::vector<std::uint16_t>(kRecent);
     std::vector<Tail> tails_;
     std::vector<Chain> chains_;
     std::vector<Block> blocks_;
