@@ -32,8 +32,6 @@ int faceOfAxis(int axis, bool positive) {
     return positive ? kPositive[axis] : kNegative[axis];
 }
 
-double component(const Vec3d& v, int axis) { return axis == 0 ? v.x : (axis == 1 ? v.y : v.z); }
-
 }  // namespace
 
 int standardViewOfFace(int face) { return face >= 0 && face < kCubeFaceCount ? face : -1; }

@@ -8,7 +8,7 @@
 namespace ovcf {
 namespace {
 
-constexpr double kDegrees = 180.0 / 3.14159265358979323846;
+constexpr double kDegreesPerRadian = 180.0 / 3.14159265358979323846;
 constexpr double kTiny = 1e-12;
 
 }  // namespace
@@ -30,16 +30,16 @@ std::optional<PlaneResult> fitPlane(const Vec3d& p1, const Vec3d& p2, const Vec3
     const double side = std::fabs(s) > kTiny ? s : u.z;
     if (side < 0.0) u = -u;
     r.normal = u;
-    r.inclination = std::acos(std::min(std::fabs(u.z), 1.0)) * kDegrees;
+    r.inclination = std::acos(std::min(std::fabs(u.z), 1.0)) * kDegreesPerRadian;
 
     const Vec3d up = u.z < 0.0 ? -u : u;
     if (std::fabs(up.x) > kTiny || std::fabs(up.y) > kTiny) {
-        r.azimuth = std::atan2(up.x, up.y) * kDegrees + 0.0;  // no "-0.0" in the log
+        r.azimuth = std::atan2(up.x, up.y) * kDegreesPerRadian + 0.0;  // no "-0.0" in the log
         if (r.azimuth < 0.0) r.azimuth += 360.0;
     }
     const double h = std::hypot(u.x, u.y);
-    r.yaw = h > kTiny ? std::atan2(u.y, u.x) * kDegrees : currentYaw;
-    r.pitch = std::atan2(u.z, h) * kDegrees;
+    r.yaw = h > kTiny ? std::atan2(u.y, u.x) * kDegreesPerRadian : currentYaw;
+    r.pitch = std::atan2(u.z, h) * kDegreesPerRadian;
     r.valid = true;
     return r;
 }
@@ -117,7 +117,7 @@ bool PlanePick::addPoint(const std::optional<Vec3d>& position, bool fromDepth, C
     camera.target = fit->centroid;
     camera.lookAlong(fit->normal);
     const Vec3d view = camera.eyePosition() - camera.target;
-    const double off = std::acos(std::clamp(dot(normalized(view), fit->normal), -1.0, 1.0)) * kDegrees;
+    const double off = std::acos(std::clamp(dot(normalized(view), fit->normal), -1.0, 1.0)) * kDegreesPerRadian;
     logLine(LogInfo,
             "vista su piano per 3 punti: inclinazione %.3f gradi sull'orizzontale, massima pendenza verso %.1f gradi di azimut, normale (%.6f, %.6f, %.6f)",
             fit->inclination, fit->azimuth, fit->normal.x, fit->normal.y, fit->normal.z);

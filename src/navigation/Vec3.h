@@ -28,6 +28,9 @@ constexpr double dot(const Vec3d& a, const Vec3d& b) { return a.x * b.x + a.y * 
 constexpr Vec3d cross(const Vec3d& a, const Vec3d& b) {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
+// The coordinate along an axis: 0 x, 1 y, 2 z.
+inline double& component(Vec3d& v, int axis) { return axis == 0 ? v.x : axis == 1 ? v.y : v.z; }
+inline double component(const Vec3d& v, int axis) { return axis == 0 ? v.x : axis == 1 ? v.y : v.z; }
 inline double length(const Vec3d& v) { return std::sqrt(dot(v, v)); }
 // The unit vector along v; v itself when it has no length.
 inline Vec3d normalized(const Vec3d& v) {

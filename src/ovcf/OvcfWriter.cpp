@@ -22,7 +22,7 @@ constexpr std::uint64_t kZeroChunk = 1u << 20;
 constexpr std::uint64_t kMaxRawSize = 0xFFFFFFFFu;  // the record's 32-bit raw size field
 constexpr std::uint32_t kMaxLevel = 0xFF;           // the record's 8-bit level field
 
-void growTo(std::vector<std::uint8_t>& buffer, std::size_t size) {
+void growBuffer(std::vector<std::uint8_t>& buffer, std::size_t size) {
     if (buffer.size() < size) buffer.resize(size);
 }
 
@@ -115,7 +115,7 @@ bool OvcfWriter::writeNodeBlock(const NodeKey& key, const PointRecord* points, s
 
     const NodeOrigin origin = nodeOrigin(params_.rootOrigin, params_.rootExponent, key);
     const std::size_t rawSize = count * recordSize_;
-    growTo(rawBlock_, rawSize);
+    growBuffer(rawBlock_, rawSize);
     encodeNodeBlock(points, count, params_.pointFormat, origin, rawBlock_.data());
 
     std::uint64_t nodeSignature = 0;
@@ -127,7 +127,7 @@ bool OvcfWriter::writeNodeBlock(const NodeKey& key, const PointRecord* points, s
     std::size_t storedSize = rawSize;
     if (params_.compression && rawSize >= 1 && rawSize <= kMaxCompressibleRawSize) {
         const int bound = LZ4_compressBound(static_cast<int>(rawSize));
-        growTo(compressedBlock_, static_cast<std::size_t>(bound));
+        growBuffer(compressedBlock_, static_cast<std::size_t>(bound));
         const int packed = LZ4_compress_default(reinterpret_cast<const char*>(rawBlock_.data()),
                                                 reinterpret_cast<char*>(compressedBlock_.data()),
                                                 static_cast<int>(rawSize), bound);

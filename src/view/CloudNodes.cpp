@@ -12,8 +12,6 @@ bool usableBox(const double min[3], const double max[3]) {
     return true;
 }
 
-double& component(Vec3d& v, int axis) { return axis == 0 ? v.x : axis == 1 ? v.y : v.z; }
-
 // The node's cube in world coordinates.
 void cubeBox(const FileHeader& header, const HierarchyRecord& record, Vec3d& min, Vec3d& max) {
     const auto origin = nodeOrigin(header, record.key());
