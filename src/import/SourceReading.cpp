@@ -31,7 +31,7 @@ bool readSource(IndexerRun& run, PointSource& source, PointBucket& root, Integer
     const std::uint64_t expected = source.pointCount();
     ProgressReporter progress("lettura sorgente", expected, 2000);
     run.batch.resize(kIndexerBatchPoints);
-    root.expect(expected);
+    if (!root.expect(expected, error)) return false;
     std::uint64_t read = 0;
     std::uint64_t signature = 0;
     for (;;) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -59,10 +60,36 @@ TEST(PointBucketTest, HoldingExactlyTheLimitStaysInMemoryOneMoreSpills) {
     EXPECT_EQ(bucket.bytesOnDisk(), 0u);
     ASSERT_TRUE(bucket.add(points.data() + 100, 1, error));
     EXPECT_TRUE(bucket.isSpilled());
-    std::vector<PointRecord> back;
+    PointArray back;
     ASSERT_TRUE(bucket.readAll(back, error)) << error;
-    EXPECT_EQ(back, points);
+    EXPECT_TRUE(std::equal(back.begin(), back.end(), points.begin(), points.end()));
     EXPECT_EQ(bucket.bytesOnDisk(), 101u * 18u);
+}
+
+// A bucket told how many points will come spills at once when they would not fit, instead of
+// filling its memory first; what comes back is the same either way.
+TEST(PointBucketTest, ExpectingMoreThanTheLimitSpillsAtOnce) {
+    struct Case {
+        std::uint64_t expected;
+        bool spilledAtOnce;
+    };
+    for (const Case c : {Case{100, false}, Case{101, true}, Case{1000000, true}}) {
+        TempDir dir("bucket");
+        PointBucket bucket(dir.path(), "root", 100);
+        std::string error;
+        ASSERT_TRUE(bucket.expect(c.expected, error)) << error;
+        EXPECT_EQ(bucket.isSpilled(), c.spilledAtOnce) << c.expected;
+        const auto points = numbered(150);
+        ASSERT_TRUE(bucket.add(points.data(), 100, error)) << error;
+        EXPECT_EQ(bucket.isSpilled(), c.spilledAtOnce) << c.expected;
+        ASSERT_TRUE(bucket.add(points.data() + 100, 50, error)) << error;
+        EXPECT_TRUE(bucket.isSpilled());
+        ASSERT_TRUE(bucket.finishWriting(error)) << error;
+        EXPECT_EQ(bucket.bytesOnDisk(), 150u * 18u);
+        PointArray back;
+        ASSERT_TRUE(bucket.readAll(back, error)) << error;
+        EXPECT_TRUE(std::equal(back.begin(), back.end(), points.begin(), points.end())) << c.expected;
+    }
 }
 
 TEST(PointBucketTest, SpilledPointsComeBackInOrderAcrossBufferBoundaries) {
@@ -79,9 +106,9 @@ TEST(PointBucketTest, SpilledPointsComeBackInOrderAcrossBufferBoundaries) {
     }
     EXPECT_EQ(bucket.totalPoints(), points.size());
     ASSERT_TRUE(bucket.finishWriting(error));
-    std::vector<PointRecord> back;
+    PointArray back;
     ASSERT_TRUE(bucket.readAll(back, error)) << error;
-    EXPECT_EQ(back, points);
+    EXPECT_TRUE(std::equal(back.begin(), back.end(), points.begin(), points.end()));
     // Reading again starts over; giving back what was read keeps the rest intact.
     ASSERT_TRUE(bucket.beginReading(error));
     std::vector<PointRecord> piece(70000);
@@ -120,7 +147,7 @@ TEST(PointBucketTest, ReadNeedsBeginReadingAndEndsWithZero) {
 
 TEST(PointBucketTest, EmptyBucketReadsAsEmpty) {
     PointBucket bucket("/nonexistent-folder", "empty", 10);
-    std::vector<PointRecord> back(3);
+    PointArray back(3);
     std::string error;
     EXPECT_TRUE(bucket.readAll(back, error));
     EXPECT_TRUE(back.empty());
@@ -159,9 +186,9 @@ TEST(PointBucketTest, TakingPointsEmptiesTheBucket) {
     const auto points = numbered(50);
     std::string error;
     ASSERT_TRUE(bucket.add(points.data(), points.size(), error));
-    std::vector<PointRecord> taken;
+    PointArray taken;
     bucket.takePoints(taken);
-    EXPECT_EQ(taken, points);
+    EXPECT_TRUE(std::equal(taken.begin(), taken.end(), points.begin(), points.end()));
     EXPECT_EQ(bucket.totalPoints(), 0u);
 }
 
@@ -180,9 +207,9 @@ TEST(PointBucketTest, SharedPoolSpillsABucketBelowItsOwnLimit) {
     EXPECT_LE(pool.inUse(), pool.capacity());
     first.release();
     EXPECT_EQ(pool.inUse(), 0u);
-    std::vector<PointRecord> back;
+    PointArray back;
     ASSERT_TRUE(second.readAll(back, error));
-    EXPECT_EQ(back, points);
+    EXPECT_TRUE(std::equal(back.begin(), back.end(), points.begin(), points.end()));
 }
 
 }  // namespace
