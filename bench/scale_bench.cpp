@@ -5,8 +5,9 @@
 //   3. a rectangle selection over the whole view, drawn with the mouse, from the top;
 //   4. PC_DeleteSelected, 5. PC_ConfirmChanges, 6. PC_ReadAllPoints back into the host's arrays.
 // For each stage: seconds, million points per second, the peak resident memory and how far it
-// rose above the resident memory at the stage's start (the host's arrays are part of that). The
-// load average goes with the figures: the machine may be shared.
+// rose above the resident memory at the stage's start (the host's arrays are part of that), and
+// the processor seconds of all the process's threads. The load average goes with the figures:
+// the machine may be shared.
 //
 // usage: scale_bench [POINTS] [FOLDER]   (the cache and the import's scratch files go to FOLDER)
 #include <cmath>
@@ -26,6 +27,7 @@
 
 using namespace ovcf;
 using ovcf::bench::Clock;
+using ovcf::bench::processorSeconds;
 using ovcf::bench::resetPeakResident;
 using ovcf::bench::secondsSince;
 using ovcf::bench::statusMiB;
@@ -152,17 +154,20 @@ struct Stage {
     const char* name;
     Clock::time_point start;
     double residentAtStart;
+    double processorAtStart;
     explicit Stage(const char* label) : name(label) {
         resetPeakResident();
         residentAtStart = statusMiB("VmRSS:");
+        processorAtStart = processorSeconds();
         start = Clock::now();
     }
     // Prints the figures; `points` is what the stage went through.
     void report(std::uint64_t points, const char* note = "") const {
         const double seconds = secondsSince(start);
         const double peak = statusMiB("VmHWM:");
-        std::printf("%-34s %8.2f s  %8.2f M points/s  peak %7.0f MiB (%+6.0f MiB over its start)  %s%s\n", name, seconds,
-                    double(points) / seconds / 1e6, peak, peak - residentAtStart, loadAverage().c_str(), note);
+        std::printf("%-31s %7.2f s %8.2f M points/s  cpu %6.2f s  peak %6.0f MiB (%+5.0f MiB over its start)  %s%s\n", name,
+                    seconds, double(points) / seconds / 1e6, processorSeconds() - processorAtStart, peak,
+                    peak - residentAtStart, loadAverage().c_str(), note);
         std::fflush(stdout);
     }
 };

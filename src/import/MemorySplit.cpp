@@ -112,7 +112,7 @@ bool splitInMemory(IndexerRun& run, const NodeKey& key, PointArray& points, std:
     auto* other = static_cast<PointRecord*>(run.splitPoints.reserve(points.size() * sizeof(PointRecord) + 1));
     run.destinations.reserve(points.size() + 1);
     const bool ok = splitRange(run, key, points.data(), other, points.size(), error);
-    PointArray().swap(points);
+    points.release();
     return ok;
 }
 

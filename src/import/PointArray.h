@@ -1,49 +1,60 @@
-// The indexer's large point arrays (bucket contents, a node's points while it is split). Blocks
-// of 2 MiB and more come as whole pages from the system (huge pages on Linux where allowed):
-// filling a fresh array of hundreds of megabytes otherwise costs a page fault every 4 KiB, and
-// those faults weigh more than the copying itself. Smaller ones come from the ordinary heap.
+// The indexer's large point arrays (bucket contents, a node's points while it is split). Arrays
+// of 2 MiB and more are whole pages from the system (huge pages on Linux where allowed) and grow
+// by moving their pages, not by copying them into a fresh array: on a machine where the first
+// touch of a page is dear, filling hundreds of megabytes through doublings would otherwise touch
+// every point's memory two or three times. Smaller arrays live on the ordinary heap.
 #pragma once
 
 #include <cstddef>
-#include <new>
-#include <vector>
 
 #include "ovcf/PointRecord.h"
-#include "platform/LargeBlock.h"
 
 namespace ovcf {
 
-constexpr std::size_t kLargeArrayBytes = std::size_t{1} << 21;
-
-template <typename T>
-struct LargeArrayAllocator {
-    using value_type = T;
-
-    LargeArrayAllocator() = default;
-    template <typename U>
-    LargeArrayAllocator(const LargeArrayAllocator<U>&) {}
-
-    T* allocate(std::size_t n) {
-        const std::size_t bytes = n * sizeof(T);
-        if (bytes < kLargeArrayBytes) return static_cast<T*>(::operator new(bytes));
-        void* block = allocateLargeBlock(bytes);
-        if (!block) throw std::bad_alloc();
-        return static_cast<T*>(block);
-    }
-    void deallocate(T* p, std::size_t n) {
-        const std::size_t bytes = n * sizeof(T);
-        if (bytes < kLargeArrayBytes) ::operator delete(p);
-        else freeLargeBlock(p, bytes);
+class PointArray {
+public:
+    PointArray() = default;
+    ~PointArray() { release(); }
+    PointArray(const PointArray&) = delete;
+    PointArray& operator=(const PointArray&) = delete;
+    PointArray(PointArray&& other) noexcept { swap(other); }
+    PointArray& operator=(PointArray&& other) noexcept {
+        swap(other);
+        other.release();
+        return *this;
     }
 
-    template <typename U>
-    bool operator==(const LargeArrayAllocator<U>&) const { return true; }
+    PointRecord* data() { return data_; }
+    const PointRecord* data() const { return data_; }
+    std::size_t size() const { return size_; }
+    std::size_t capacity() const { return capacity_; }
+    bool empty() const { return size_ == 0; }
+    PointRecord* begin() { return data_; }
+    PointRecord* end() { return data_ + size_; }
+    const PointRecord* begin() const { return data_; }
+    const PointRecord* end() const { return data_ + size_; }
+    PointRecord& operator[](std::size_t i) { return data_[i]; }
+    const PointRecord& operator[](std::size_t i) const { return data_[i]; }
+
+    // Room for `points` in all (never less than now); throws std::bad_alloc when refused.
+    void reserve(std::size_t points);
+    // Appends within the capacity, growing it (doubling) when needed.
+    void append(const PointRecord* points, std::size_t count);
+    // New elements are zero.
+    void resize(std::size_t points);
+    void clear() { size_ = 0; }
+    // Frees the memory: empty, no capacity.
+    void release();
+    void swap(PointArray& other) noexcept;
+
+private:
+    PointRecord* data_ = nullptr;
+    std::size_t size_ = 0;
+    std::size_t capacity_ = 0;
 };
 
-using PointArray = std::vector<PointRecord, LargeArrayAllocator<PointRecord>>;
-
 // Uninitialised scratch memory that keeps its largest size, so that a run splitting node after
-// node faults its pages in once.
+// node touches its pages once.
 class ScratchBlock {
 public:
     ScratchBlock() = default;
@@ -52,19 +63,8 @@ public:
     ScratchBlock& operator=(const ScratchBlock&) = delete;
 
     // At least `bytes`; the contents are not kept when it grows.
-    void* reserve(std::size_t bytes) {
-        if (bytes <= bytes_) return data_;
-        release();
-        data_ = allocateLargeBlock(bytes);
-        if (!data_) throw std::bad_alloc();
-        bytes_ = bytes;
-        return data_;
-    }
-    void release() {
-        freeLargeBlock(data_, bytes_);
-        data_ = nullptr;
-        bytes_ = 0;
-    }
+    void* reserve(std::size_t bytes);
+    void release();
 
 private:
     void* data_ = nullptr;

@@ -45,7 +45,7 @@ bool PointBucket::appendInMemory(const PointRecord* points, std::size_t count) {
         giveBackMemory();
         poolTaken_ = pool_ ? capacity : 0;
     }
-    memory_.insert(memory_.end(), points, points + count);
+    memory_.append(points, count);
     return true;
 }
 
@@ -95,7 +95,7 @@ bool PointBucket::spill(std::string& error) {
             return fail(error, "writing to the temporary file failed: " + file_.lastErrorText());
         bytesOnDisk_ += memory_.size() * kRecordBytes;
     }
-    PointArray().swap(memory_);
+    memory_.release();
     giveBackMemory();
     return true;
 }
@@ -180,7 +180,7 @@ void PointBucket::release() {
     if (file_.isOpen()) file_.close();
     if (!filePath_.empty()) SystemFile::deleteFile(filePath_);  // a file left over is not worth a failure
     filePath_.clear();
-    PointArray().swap(memory_);
+    memory_.release();
     std::vector<PointRecord>().swap(writeBuffer_);
     giveBackMemory();
     total_ = 0;

@@ -66,6 +66,25 @@ TEST(PointBucketTest, HoldingExactlyTheLimitStaysInMemoryOneMoreSpills) {
     EXPECT_EQ(bucket.bytesOnDisk(), 101u * 18u);
 }
 
+// Point arrays grow from the heap into whole pages (2 MiB and more) and from pages into more
+// pages, keeping every point; growing by resize adds zeros; moving hands the memory over.
+TEST(PointArrayTest, KeepsItsPointsWhileGrowingFromTheHeapIntoPages) {
+    const auto points = numbered(300000);  // 5,4 MB
+    PointArray array;
+    for (std::size_t done = 0; done < points.size(); done += 7001)
+        array.append(points.data() + done, std::min<std::size_t>(7001, points.size() - done));
+    ASSERT_EQ(array.size(), points.size());
+    EXPECT_TRUE(std::equal(array.begin(), array.end(), points.begin(), points.end()));
+    array.resize(400000);
+    EXPECT_TRUE(std::equal(points.begin(), points.end(), array.begin()));
+    EXPECT_TRUE(std::all_of(array.begin() + 300000, array.end(), [](const PointRecord& p) { return p == PointRecord{}; }));
+    PointArray moved = std::move(array);
+    EXPECT_TRUE(array.empty());
+    EXPECT_EQ(array.capacity(), 0u);
+    moved.resize(10);  // shrinking keeps the front
+    EXPECT_TRUE(std::equal(moved.begin(), moved.end(), points.begin()));
+}
+
 // A bucket told how many points will come spills at once when they would not fit, instead of
 // filling its memory first; what comes back is the same either way.
 TEST(PointBucketTest, ExpectingMoreThanTheLimitSpillsAtOnce) {
@@ -147,7 +166,8 @@ TEST(PointBucketTest, ReadNeedsBeginReadingAndEndsWithZero) {
 
 TEST(PointBucketTest, EmptyBucketReadsAsEmpty) {
     PointBucket bucket("/nonexistent-folder", "empty", 10);
-    PointArray back(3);
+    PointArray back;
+    back.resize(3);
     std::string error;
     EXPECT_TRUE(bucket.readAll(back, error));
     EXPECT_TRUE(back.empty());
