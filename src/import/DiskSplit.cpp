@@ -10,7 +10,8 @@ bool splitOnDisk(IndexerRun& run, const NodeKey& key, PointBucket& bucket, std::
     if (logLevelThreshold() <= LogDebug)
         logLine(LogDebug, "nodo %s: suddivisione su disco di %s punti", nodeName(key).c_str(),
                 formatCount(bucket.totalPoints()).c_str());
-    ChildBuckets children = makeChildBuckets(run, key);
+    ChildBuckets children;
+    if (!makeChildBuckets(run, key, bucket.totalPoints(), children, error)) return false;
     NodeSampler sampler(run, key, children);
     run.batch.resize(kIndexerBatchPoints);
     if (!bucket.beginReading(error)) return false;

@@ -1,16 +1,24 @@
 #include "import/NodeSampler.h"
 
+#include <algorithm>
+
 #include "import/BucketProcessing.h"
 #include "import/NodeOutput.h"
 
 namespace ovcf {
 
-ChildBuckets makeChildBuckets(IndexerRun& run, const NodeKey& key) {
-    ChildBuckets children;
+bool makeChildBuckets(IndexerRun& run, const NodeKey& key, std::uint64_t points, ChildBuckets& children,
+                      std::string& error) {
     for (std::uint32_t octant = 0; octant < 8; ++octant)
         children[octant] =
             std::make_unique<PointBucket>(run.folder, nodeName(childKey(key, octant)), run.bucketLimit, &run.pool);
-    return children;
+    // An even share each: beyond a bucket's own limit they all spill; otherwise as many stay as
+    // the pool holds.
+    const std::uint64_t share = std::max<std::uint64_t>(points / 8, 1);
+    const std::uint64_t inMemory = share > run.bucketLimit ? 0 : std::min<std::uint64_t>(8, run.pool.capacity() / share);
+    for (std::uint64_t octant = inMemory; octant < 8; ++octant)
+        if (!children[octant]->spillNow(error)) return false;
+    return true;
 }
 
 NodeSampler::NodeSampler(IndexerRun& run, const NodeKey& key, ChildBuckets& children) : run_(run), children_(children) {

@@ -15,8 +15,12 @@ namespace ovcf {
 
 using ChildBuckets = std::array<std::unique_ptr<PointBucket>, 8>;
 
-// The eight child buckets of node `key`, named after the child nodes.
-ChildBuckets makeChildBuckets(IndexerRun& run, const NodeKey& key);
+// The eight child buckets of node `key`, named after the child nodes, for about `points` points
+// in all. Those the shared pool could not hold are on disk from the start: filling their memory
+// first would only end in writing it all out when the pool says no. Which buckets are on disk
+// changes how fast, never what, the octree comes out.
+bool makeChildBuckets(IndexerRun& run, const NodeKey& key, std::uint64_t points, ChildBuckets& children,
+                      std::string& error);
 
 class NodeSampler {
 public:

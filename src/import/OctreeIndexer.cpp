@@ -94,7 +94,7 @@ bool indexSource(PointSource& source, const std::string& outputPath, const Impor
     const bool splitWhileReading = rootSplitWhileReading(run, source, announced);
     if (splitWhileReading) {
         if (!computeRootCube(announced, run.cube, error)) return false;
-        children = makeChildBuckets(run, NodeKey{});
+        if (!makeChildBuckets(run, NodeKey{}, source.pointCount(), children, error)) return false;
         NodeSampler sampler(run, NodeKey{}, children);
         const PointSink sink = [&sampler](const PointRecord* points, std::size_t count, std::string& e) {
             return sampler.add(points, count, e);

@@ -33,6 +33,8 @@ public:
     // its memory only to write it all out at the spill: the file is the same either way.
     bool expect(std::uint64_t points, std::string& error);
     bool add(const PointRecord* points, std::size_t count, std::string& error);
+    // Moves the bucket to its file now, for a bucket that is known to end up there.
+    bool spillNow(std::string& error) { return isSpilled() || spill(error); }
     // Writes out what the buffer holds; the buffer's memory is given back until the next add.
     bool finishWriting(std::string& error);
     bool beginReading(std::string& error);
