@@ -20,13 +20,13 @@ bool processBucket(IndexerRun& run, const NodeKey& key, PointBucket& bucket, std
         // Refused before its points are read: they would not fit.
         if (count > run.options.largestInseparableNode || count > run.largestLeaf)
             return emitLeaf(run, key, nullptr, count, error);
-        std::vector<PointRecord> points;
+        PointArray points;
         if (!bucket.readAll(points, error)) return false;
         releaseBucket(run, bucket);
         return emitLeaf(run, key, points.data(), points.size(), error);
     }
     if (bucket.isSpilled()) return splitOnDisk(run, key, bucket, error);
-    std::vector<PointRecord> points;
+    PointArray points;
     bucket.takePoints(points);
     return splitInMemory(run, key, points, error);
 }

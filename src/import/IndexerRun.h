@@ -14,6 +14,7 @@
 #include "import/ImportOptions.h"
 #include "import/ImportStats.h"
 #include "import/NodeGrid.h"
+#include "import/PointArray.h"
 #include "import/RootCube.h"
 #include "ovcf/OvcfWriter.h"
 
@@ -45,7 +46,8 @@ struct IndexerRun {
     std::vector<PointRecord> batch;
     std::vector<PointRecord> kept;
     std::array<std::vector<PointRecord>, 8> staging;
-    std::unique_ptr<std::uint8_t[]> destinations;  // of each point of a node split in memory
+    ScratchBlock splitPoints;   // the second array of a node split in memory
+    ScratchBlock destinations;  // the way each point of that node goes
 };
 
 // Calls the progress hook, when there is one, with the fraction for the points written so far;

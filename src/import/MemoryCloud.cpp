@@ -60,6 +60,17 @@ bool MemoryCloud::read(PointRecord* points, std::size_t capacity, std::size_t& c
     return true;
 }
 
+bool MemoryCloud::quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const {
+    if (count_ == 0 || !allFinite_) return false;
+    for (int axis = 0; axis < 3; ++axis) {
+        min[axis] = quantizeCoordinate(bounds_.min[axis], offset_[axis], step_[axis]);
+        max[axis] = quantizeCoordinate(bounds_.max[axis], offset_[axis], step_[axis]);
+        // Beyond 31 bits the indexer reads coordinates as negative: no order to rely on.
+        if (min[axis] > max[axis] || max[axis] > 0x7FFFFFFFu) return false;
+    }
+    return true;
+}
+
 std::string MemoryCloud::description() const {
     char text[160];
     std::snprintf(text, sizeof text, "nuvola in memoria, %s punti, %s, passo %.4f m", formatCount(count_).c_str(),

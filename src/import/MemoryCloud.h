@@ -26,6 +26,9 @@ public:
     Bounds3 bounds() const override { return bounds_; }
     bool read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) override;
     std::string description() const override;
+    // Exact: the coordinates' extremes quantise to the extremes of the quantised points, since
+    // quantising never reverses the order of two coordinates.
+    bool quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const override;
 
     // Whether every quantised coordinate fits in 31 bits; false with the reason otherwise. An
     // empty cloud passes.

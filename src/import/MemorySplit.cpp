@@ -1,9 +1,6 @@
 #include "import/MemorySplit.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
-#include <new>
 
 #include "import/BucketProcessing.h"
 #include "import/NodeOutput.h"
@@ -11,10 +8,6 @@
 namespace ovcf {
 
 namespace {
-
-struct FreeDeleter {
-    void operator()(PointRecord* p) const { std::free(p); }
-};
 
 constexpr std::uint8_t kStays = 8;  // destination of a point that stays in the node
 
@@ -47,7 +40,7 @@ bool splitRange(IndexerRun& run, const NodeKey& key, PointRecord* source, PointR
     const NodeGrid grid = run.grid;
     OccupancyBitmap& occupancy = run.occupancy;
     std::uint64_t* const words = occupancy.words();
-    std::uint8_t* const destination = run.destinations.get();
+    std::uint8_t* const destination = static_cast<std::uint8_t*>(run.destinations.reserve(count + 1));
 
     // First pass, in order: the first point of each cell stays. Branch-free, since whether a cell
     // is taken is unpredictable, and counted in a register, since runs of points going the same
@@ -113,15 +106,13 @@ bool splitRange(IndexerRun& run, const NodeKey& key, PointRecord* source, PointR
 
 }  // namespace
 
-bool splitInMemory(IndexerRun& run, const NodeKey& key, std::vector<PointRecord>& points, std::string& error) {
-    // Uninitialised on purpose: every element is written before it is read, and zeroing
-    // hundreds of megabytes first would cost a pass over them.
-    std::unique_ptr<PointRecord, FreeDeleter> other(static_cast<PointRecord*>(std::malloc(points.size() * sizeof(PointRecord) + 1)));
-    run.destinations.reset(new std::uint8_t[points.size() + 1]);
-    if (!other) throw std::bad_alloc();
-    const bool ok = splitRange(run, key, points.data(), other.get(), points.size(), error);
-    std::vector<PointRecord>().swap(points);
-    run.destinations.reset();
+bool splitInMemory(IndexerRun& run, const NodeKey& key, PointArray& points, std::string& error) {
+    // Kept from node to node: the pages of a fresh block of hundreds of megabytes cost more to
+    // fault in than the split itself. Every element is written before it is read.
+    auto* other = static_cast<PointRecord*>(run.splitPoints.reserve(points.size() * sizeof(PointRecord) + 1));
+    run.destinations.reserve(points.size() + 1);
+    const bool ok = splitRange(run, key, points.data(), other, points.size(), error);
+    points.release();
     return ok;
 }
 

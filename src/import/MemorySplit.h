@@ -12,6 +12,6 @@ namespace ovcf {
 
 // `points` (emptied on return) belong to node `key`, which has more points than a leaf may hold
 // and can still be split.
-bool splitInMemory(IndexerRun& run, const NodeKey& key, std::vector<PointRecord>& points, std::string& error);
+bool splitInMemory(IndexerRun& run, const NodeKey& key, PointArray& points, std::string& error);
 
 }  // namespace ovcf

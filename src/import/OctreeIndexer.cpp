@@ -9,6 +9,7 @@
 #include "import/ImportConsistency.h"
 #include "import/ImportPreparation.h"
 #include "import/IndexerRun.h"
+#include "import/NodeSampler.h"
 #include "import/PointBucket.h"
 #include "import/SourceReading.h"
 #include "import/TemporaryFolder.h"
@@ -61,6 +62,22 @@ void collectWriterStats(const OvcfWriter& writer, ImportStats& stats) {
     stats.signatureOut = writer.signature();
 }
 
+// The integer box of a source that knows it before reading, when the root will be split and
+// would not fit in memory: then the root cube is fixed first and the reading pass samples the
+// root and fills its children's buckets itself, instead of writing every point to a root bucket
+// on disk and reading it all back. The file comes out the same.
+bool rootSplitWhileReading(const IndexerRun& run, const PointSource& source, IntegerBox& box) {
+    const std::uint64_t count = source.pointCount();
+    if (count <= run.bucketLimit || count <= run.options.maxNodePoints) return false;
+    std::array<std::uint32_t, 3> min{}, max{};
+    if (!source.quantizedBounds(min, max)) return false;
+    for (int axis = 0; axis < 3; ++axis) {
+        box.min[axis] = static_cast<std::int32_t>(min[axis]);
+        box.max[axis] = static_cast<std::int32_t>(max[axis]);
+    }
+    return true;
+}
+
 // Everything from the reading pass to the closed file; the buckets and the writer live only in
 // here, so that their files are gone before the scratch folder is removed.
 bool indexSource(PointSource& source, const std::string& outputPath, const ImportOptions& options,
@@ -69,11 +86,33 @@ bool indexSource(PointSource& source, const std::string& outputPath, const Impor
     IndexerRun run(options, stats, folder);
     warnAboutDiskSpace(folder, source.pointCount());
     logRamBudget(options.ramBudget, run.bucketLimit);
+    run.occupancy.resize(options.gridSize * options.gridSize * options.gridSize);
 
     PointBucket root(folder, "root", run.bucketLimit, &run.pool);
-    IntegerBox box;
-    if (!readSource(run, source, root, box, error)) return false;
-    if (!root.finishWriting(error)) return false;
+    ChildBuckets children;
+    IntegerBox announced, box;
+    const bool splitWhileReading = rootSplitWhileReading(run, source, announced);
+    if (splitWhileReading) {
+        if (!computeRootCube(announced, run.cube, error)) return false;
+        if (!makeChildBuckets(run, NodeKey{}, source.pointCount(), children, error)) return false;
+        NodeSampler sampler(run, NodeKey{}, children);
+        const PointSink sink = [&sampler](const PointRecord* points, std::size_t count, std::string& e) {
+            return sampler.add(points, count, e);
+        };
+        if (!readSource(run, source, sink, box, error)) return false;
+        sampler.finish();
+        if (box.min != announced.min || box.max != announced.max || stats.pointsRead <= options.maxNodePoints) {
+            error = "internal error: the points read do not match the bounding box the source announced";
+            return false;
+        }
+    } else {
+        if (!root.expect(source.pointCount(), error)) return false;
+        const PointSink sink = [&root](const PointRecord* points, std::size_t count, std::string& e) {
+            return root.add(points, count, e);
+        };
+        if (!readSource(run, source, sink, box, error)) return false;
+        if (!root.finishWriting(error)) return false;
+    }
     stats.readingSeconds = secondsSince(start);
 
     const Clock::time_point indexingStart = Clock::now();
@@ -86,8 +125,9 @@ bool indexSource(PointSource& source, const std::string& outputPath, const Impor
     if (!run.writer.open(outputPath, writerParams(source, options, box, run.cube), error)) return false;
     run.totalPoints = stats.pointsRead;
     run.progress.emplace("indicizzazione", stats.pointsRead, 2000);
-    run.occupancy.resize(options.gridSize * options.gridSize * options.gridSize);
-    if (!processBucket(run, NodeKey{}, root, error)) return false;
+    const bool indexed = splitWhileReading ? writeSampleThenChildren(run, NodeKey{}, children, nullptr, error)
+                                           : processBucket(run, NodeKey{}, root, error);
+    if (!indexed) return false;
     // Checked before the file is closed: a wrong file never takes the place of the old cache.
     collectWriterStats(run.writer, stats);
     if (!checkImportConsistency(stats, error)) return false;

@@ -45,16 +45,18 @@ bool PointBucket::appendInMemory(const PointRecord* points, std::size_t count) {
         giveBackMemory();
         poolTaken_ = pool_ ? capacity : 0;
     }
-    memory_.insert(memory_.end(), points, points + count);
+    memory_.append(points, count);
     return true;
 }
 
-void PointBucket::expect(std::uint64_t points) {
-    if (isSpilled() || points > ramLimit_ || points <= memory_.capacity()) return;
-    if (pool_ && !pool_->tryTake(points)) return;
+bool PointBucket::expect(std::uint64_t points, std::string& error) {
+    if (isSpilled() || points <= memory_.capacity()) return true;
+    if (total_ + points > ramLimit_) return spill(error);
+    if (pool_ && !pool_->tryTake(points)) return true;
     memory_.reserve(static_cast<std::size_t>(points));
     giveBackMemory();
     poolTaken_ = pool_ ? points : 0;
+    return true;
 }
 
 bool PointBucket::add(const PointRecord* points, std::size_t count, std::string& error) {
@@ -93,7 +95,7 @@ bool PointBucket::spill(std::string& error) {
             return fail(error, "writing to the temporary file failed: " + file_.lastErrorText());
         bytesOnDisk_ += memory_.size() * kRecordBytes;
     }
-    std::vector<PointRecord>().swap(memory_);
+    memory_.release();
     giveBackMemory();
     return true;
 }
@@ -152,7 +154,7 @@ void PointBucket::discardReadPoints() {
     discarded_ = cursor_;
 }
 
-bool PointBucket::readAll(std::vector<PointRecord>& points, std::string& error) {
+bool PointBucket::readAll(PointArray& points, std::string& error) {
     points.clear();
     if (total_ == 0) return true;
     if (!beginReading(error)) return false;
@@ -168,7 +170,7 @@ bool PointBucket::readAll(std::vector<PointRecord>& points, std::string& error) 
     return true;
 }
 
-void PointBucket::takePoints(std::vector<PointRecord>& points) {
+void PointBucket::takePoints(PointArray& points) {
     points.clear();
     points.swap(memory_);
     release();
@@ -178,7 +180,7 @@ void PointBucket::release() {
     if (file_.isOpen()) file_.close();
     if (!filePath_.empty()) SystemFile::deleteFile(filePath_);  // a file left over is not worth a failure
     filePath_.clear();
-    std::vector<PointRecord>().swap(memory_);
+    memory_.release();
     std::vector<PointRecord>().swap(writeBuffer_);
     giveBackMemory();
     total_ = 0;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "import/BucketMemoryPool.h"
+#include "import/PointArray.h"
 #include "ovcf/PointRecord.h"
 #include "platform/SystemFile.h"
 
@@ -28,9 +29,12 @@ public:
     PointBucket& operator=(const PointBucket&) = delete;
 
     // A hint that about `points` will be added: a bucket that will hold them in memory makes room
-    // once instead of growing. Ignored when they would not fit.
-    void expect(std::uint64_t points);
+    // once instead of growing. One that could not hold them spills at once rather than filling
+    // its memory only to write it all out at the spill: the file is the same either way.
+    bool expect(std::uint64_t points, std::string& error);
     bool add(const PointRecord* points, std::size_t count, std::string& error);
+    // Moves the bucket to its file now, for a bucket that is known to end up there.
+    bool spillNow(std::string& error) { return isSpilled() || spill(error); }
     // Writes out what the buffer holds; the buffer's memory is given back until the next add.
     bool finishWriting(std::string& error);
     bool beginReading(std::string& error);
@@ -40,9 +44,9 @@ public:
     // pages for the points read so far, which can then not be read again.
     void discardReadPoints();
     // Every point, in order, into `points` (resized).
-    bool readAll(std::vector<PointRecord>& points, std::string& error);
+    bool readAll(PointArray& points, std::string& error);
     // For a bucket still in memory: moves its points into `points` and releases the bucket.
-    void takePoints(std::vector<PointRecord>& points);
+    void takePoints(PointArray& points);
     // Deletes the file and frees both arrays; the bucket is empty and in memory again.
     void release();
 
@@ -64,7 +68,7 @@ private:
     std::string filePath_;
     std::uint64_t ramLimit_;
     BucketMemoryPool* pool_;
-    std::vector<PointRecord> memory_;
+    PointArray memory_;
     std::uint64_t poolTaken_ = 0;  // points of memory_'s capacity charged to the pool
     std::vector<PointRecord> writeBuffer_;
     SystemFile file_;

@@ -27,11 +27,10 @@ std::uint64_t batchSignature(const PointRecord* points, std::size_t count, std::
 
 }  // namespace
 
-bool readSource(IndexerRun& run, PointSource& source, PointBucket& root, IntegerBox& box, std::string& error) {
+bool readSource(IndexerRun& run, PointSource& source, const PointSink& sink, IntegerBox& box, std::string& error) {
     const std::uint64_t expected = source.pointCount();
     ProgressReporter progress("lettura sorgente", expected, 2000);
     run.batch.resize(kIndexerBatchPoints);
-    root.expect(expected);
     std::uint64_t read = 0;
     std::uint64_t signature = 0;
     for (;;) {
@@ -41,7 +40,7 @@ bool readSource(IndexerRun& run, PointSource& source, PointBucket& root, Integer
         const PointRecord* points = run.batch.data();
         for (std::size_t i = 0; i < count; ++i) box.add(points[i]);
         signature += batchSignature(points, count, run.options.pointFormat);
-        if (!root.add(points, count, error)) return false;
+        if (!sink(points, count, error)) return false;
         read += count;
         progress.update(read);
         if (run.options.progressHook) {

@@ -1,7 +1,9 @@
-// The reading pass: every point of the source once, into the root bucket, with the integer
-// bounding box and the signature of the points read.
+// The reading pass: every point of the source once, into the root bucket (or straight into the
+// root's sampling), with the integer bounding box and the signature of the points read.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 
 #include "import/IndexerRun.h"
@@ -11,7 +13,10 @@
 
 namespace ovcf {
 
+// Where each batch goes; false with a message stops the reading.
+using PointSink = std::function<bool(const PointRecord* points, std::size_t count, std::string& error)>;
+
 // Fills run.stats.pointsRead and run.stats.signatureIn.
-bool readSource(IndexerRun& run, PointSource& source, PointBucket& root, IntegerBox& box, std::string& error);
+bool readSource(IndexerRun& run, PointSource& source, const PointSink& sink, IntegerBox& box, std::string& error);
 
 }  // namespace ovcf

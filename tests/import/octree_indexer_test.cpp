@@ -12,6 +12,7 @@
 #include "import/ImportSummary.h"
 #include "import/MemoryCloud.h"
 #include "import/OctreeIndexer.h"
+#include "import/RootCube.h"
 
 namespace ovcf {
 namespace {
@@ -243,6 +244,81 @@ TEST(OctreeIndexerTest, SpilledRunWritesTheSameOctreeAsTheRunInMemory) {
     }
     expectSoundOctree(dir.file("disk.ovcf"), points, options);
     EXPECT_EQ(test::folderEntries(dir.path()).size(), 2u);  // the two outputs, no scratch left
+}
+
+// A source that announces its quantised bounds before it is read, truthfully or not.
+class AnnouncingSource final : public PointSource {
+public:
+    AnnouncingSource(std::vector<PointRecord> points, const std::array<std::uint32_t, 3>& min,
+                     const std::array<std::uint32_t, 3>& max)
+        : inner_(std::move(points)), min_(min), max_(max) {}
+    std::uint64_t pointCount() const override { return inner_.pointCount(); }
+    std::array<double, 3> step() const override { return inner_.step(); }
+    std::array<double, 3> offset() const override { return inner_.offset(); }
+    bool hasColour() const override { return true; }
+    Bounds3 bounds() const override { return {}; }
+    bool read(PointRecord* out, std::size_t capacity, std::size_t& count, std::string& error) override {
+        return inner_.read(out, capacity, count, error);
+    }
+    std::string description() const override { return inner_.description(); }
+    std::uint32_t fullPointFormat() const override { return 2; }
+    bool quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const override {
+        min = min_;
+        max = max_;
+        return true;
+    }
+
+private:
+    RecordSource inner_;
+    std::array<std::uint32_t, 3> min_, max_;
+};
+
+void expectSameOctree(const std::string& a, const std::string& b) {
+    const auto left = test::readWholeFile(a);
+    const auto right = test::readWholeFile(b);
+    ASSERT_EQ(left.size(), right.size());
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        EXPECT_EQ(std::memcmp(&left[i].record, &right[i].record, sizeof(HierarchyRecord)), 0) << "node " << i;
+        EXPECT_EQ(left[i].points, right[i].points) << "node " << i;
+    }
+}
+
+// A root that cannot stay in memory is split while the source is read when the source knows its
+// bounds: the same octree as splitting it from a bucket, without the root's bucket on disk. A
+// source whose points leave the bounds it announced fails and leaves nothing behind.
+TEST(OctreeIndexerTest, RootSplitWhileReadingWritesTheSameOctree) {
+    TempDir dir("indexer");
+    const test::HostCloud host = test::hostCloud(200000, 11);
+    ImportOptions options = smallOptions(dir);
+    options.gridSize = 32;
+    MemoryCloud inMemory(host.xyz.data(), host.colours.data(), host.size(), 0.001);
+    ASSERT_TRUE(build(inMemory, dir.file("memory.ovcf"), options).ok);
+    options.ramBudget = 4 << 20;  // 29,127 points a bucket
+    MemoryCloud whileReading(host.xyz.data(), host.colours.data(), host.size(), 0.001);
+    const Build split = build(whileReading, dir.file("split.ovcf"), options);
+    ASSERT_TRUE(split.ok) << split.error;
+    EXPECT_LT(split.stats.temporaryBytes, 200000u * 18u);  // the children at most, not the root
+    expectSameOctree(dir.file("memory.ovcf"), dir.file("split.ovcf"));
+
+    const auto points = test::randomRecords(100000, 1 << 18, 5);
+    IntegerBox box;
+    for (const PointRecord& p : points) box.add(p);
+    const std::array<std::uint32_t, 3> min{std::uint32_t(box.min[0]), std::uint32_t(box.min[1]), std::uint32_t(box.min[2])};
+    const std::array<std::uint32_t, 3> max{std::uint32_t(box.max[0]), std::uint32_t(box.max[1]), std::uint32_t(box.max[2])};
+    RecordSource plain(points);
+    ASSERT_TRUE(build(plain, dir.file("plain.ovcf"), options).ok);
+    AnnouncingSource truthful(points, min, max);
+    ASSERT_TRUE(build(truthful, dir.file("announced.ovcf"), options).ok);
+    expectSameOctree(dir.file("plain.ovcf"), dir.file("announced.ovcf"));
+    for (std::uint32_t axis = 0; axis < 3; ++axis) {
+        std::array<std::uint32_t, 3> smaller = max;
+        smaller[axis] -= 1;
+        AnnouncingSource lying(points, min, smaller);
+        const Build failed = build(lying, dir.file("lying.ovcf"), options);
+        EXPECT_FALSE(failed.ok);
+        EXPECT_EQ(failed.error, "internal error: the points read do not match the bounding box the source announced");
+    }
+    EXPECT_EQ(test::folderEntries(dir.path()).size(), 4u);  // the outputs that succeeded, no scratch left
 }
 
 TEST(OctreeIndexerTest, ProgressRisesToOneThroughTheReadingShare) {

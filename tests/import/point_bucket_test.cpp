@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -59,10 +60,55 @@ TEST(PointBucketTest, HoldingExactlyTheLimitStaysInMemoryOneMoreSpills) {
     EXPECT_EQ(bucket.bytesOnDisk(), 0u);
     ASSERT_TRUE(bucket.add(points.data() + 100, 1, error));
     EXPECT_TRUE(bucket.isSpilled());
-    std::vector<PointRecord> back;
+    PointArray back;
     ASSERT_TRUE(bucket.readAll(back, error)) << error;
-    EXPECT_EQ(back, points);
+    EXPECT_TRUE(std::equal(back.begin(), back.end(), points.begin(), points.end()));
     EXPECT_EQ(bucket.bytesOnDisk(), 101u * 18u);
+}
+
+// Point arrays grow from the heap into whole pages (2 MiB and more) and from pages into more
+// pages, keeping every point; growing by resize adds zeros; moving hands the memory over.
+TEST(PointArrayTest, KeepsItsPointsWhileGrowingFromTheHeapIntoPages) {
+    const auto points = numbered(300000);  // 5,4 MB
+    PointArray array;
+    for (std::size_t done = 0; done < points.size(); done += 7001)
+        array.append(points.data() + done, std::min<std::size_t>(7001, points.size() - done));
+    ASSERT_EQ(array.size(), points.size());
+    EXPECT_TRUE(std::equal(array.begin(), array.end(), points.begin(), points.end()));
+    array.resize(400000);
+    EXPECT_TRUE(std::equal(points.begin(), points.end(), array.begin()));
+    EXPECT_TRUE(std::all_of(array.begin() + 300000, array.end(), [](const PointRecord& p) { return p == PointRecord{}; }));
+    PointArray moved = std::move(array);
+    EXPECT_TRUE(array.empty());
+    EXPECT_EQ(array.capacity(), 0u);
+    moved.resize(10);  // shrinking keeps the front
+    EXPECT_TRUE(std::equal(moved.begin(), moved.end(), points.begin()));
+}
+
+// A bucket told how many points will come spills at once when they would not fit, instead of
+// filling its memory first; what comes back is the same either way.
+TEST(PointBucketTest, ExpectingMoreThanTheLimitSpillsAtOnce) {
+    struct Case {
+        std::uint64_t expected;
+        bool spilledAtOnce;
+    };
+    for (const Case c : {Case{100, false}, Case{101, true}, Case{1000000, true}}) {
+        TempDir dir("bucket");
+        PointBucket bucket(dir.path(), "root", 100);
+        std::string error;
+        ASSERT_TRUE(bucket.expect(c.expected, error)) << error;
+        EXPECT_EQ(bucket.isSpilled(), c.spilledAtOnce) << c.expected;
+        const auto points = numbered(150);
+        ASSERT_TRUE(bucket.add(points.data(), 100, error)) << error;
+        EXPECT_EQ(bucket.isSpilled(), c.spilledAtOnce) << c.expected;
+        ASSERT_TRUE(bucket.add(points.data() + 100, 50, error)) << error;
+        EXPECT_TRUE(bucket.isSpilled());
+        ASSERT_TRUE(bucket.finishWriting(error)) << error;
+        EXPECT_EQ(bucket.bytesOnDisk(), 150u * 18u);
+        PointArray back;
+        ASSERT_TRUE(bucket.readAll(back, error)) << error;
+        EXPECT_TRUE(std::equal(back.begin(), back.end(), points.begin(), points.end())) << c.expected;
+    }
 }
 
 TEST(PointBucketTest, SpilledPointsComeBackInOrderAcrossBufferBoundaries) {
@@ -79,9 +125,9 @@ TEST(PointBucketTest, SpilledPointsComeBackInOrderAcrossBufferBoundaries) {
     }
     EXPECT_EQ(bucket.totalPoints(), points.size());
     ASSERT_TRUE(bucket.finishWriting(error));
-    std::vector<PointRecord> back;
+    PointArray back;
     ASSERT_TRUE(bucket.readAll(back, error)) << error;
-    EXPECT_EQ(back, points);
+    EXPECT_TRUE(std::equal(back.begin(), back.end(), points.begin(), points.end()));
     // Reading again starts over; giving back what was read keeps the rest intact.
     ASSERT_TRUE(bucket.beginReading(error));
     std::vector<PointRecord> piece(70000);
@@ -120,7 +166,8 @@ TEST(PointBucketTest, ReadNeedsBeginReadingAndEndsWithZero) {
 
 TEST(PointBucketTest, EmptyBucketReadsAsEmpty) {
     PointBucket bucket("/nonexistent-folder", "empty", 10);
-    std::vector<PointRecord> back(3);
+    PointArray back;
+    back.resize(3);
     std::string error;
     EXPECT_TRUE(bucket.readAll(back, error));
     EXPECT_TRUE(back.empty());
@@ -159,9 +206,9 @@ TEST(PointBucketTest, TakingPointsEmptiesTheBucket) {
     const auto points = numbered(50);
     std::string error;
     ASSERT_TRUE(bucket.add(points.data(), points.size(), error));
-    std::vector<PointRecord> taken;
+    PointArray taken;
     bucket.takePoints(taken);
-    EXPECT_EQ(taken, points);
+    EXPECT_TRUE(std::equal(taken.begin(), taken.end(), points.begin(), points.end()));
     EXPECT_EQ(bucket.totalPoints(), 0u);
 }
 
@@ -180,9 +227,9 @@ TEST(PointBucketTest, SharedPoolSpillsABucketBelowItsOwnLimit) {
     EXPECT_LE(pool.inUse(), pool.capacity());
     first.release();
     EXPECT_EQ(pool.inUse(), 0u);
-    std::vector<PointRecord> back;
+    PointArray back;
     ASSERT_TRUE(second.readAll(back, error));
-    EXPECT_EQ(back, points);
+    EXPECT_TRUE(std::equal(back.begin(), back.end(), points.begin(), points.end()));
 }
 
 }  // namespace

@@ -22,6 +22,17 @@ void* allocateLargeBlock(std::size_t bytes) {
     return block;
 }
 
+void* resizeLargeBlock(void* block, std::size_t oldBytes, std::size_t newBytes) {
+    if (oldBytes == 0) oldBytes = 1;
+    if (newBytes == 0) newBytes = 1;
+    void* moved = mremap(block, oldBytes, newBytes, MREMAP_MAYMOVE);
+    if (moved == MAP_FAILED) return nullptr;
+#if defined(MADV_HUGEPAGE)
+    if (newBytes >= kHugePage) madvise(moved, newBytes, MADV_HUGEPAGE);
+#endif
+    return moved;
+}
+
 void freeLargeBlock(void* block, std::size_t bytes) {
     if (block) munmap(block, bytes == 0 ? 1 : bytes);
 }
