@@ -75,9 +75,9 @@ private:
         std::size_t count;
     };
 
-    // A partition's chunks grow from 64 cells to 8192, so that a small selection costs little
-    // memory and a large one few chunks.
-    static std::size_t chunkCapacity(std::size_t i) { return std::size_t{64} << (i < 7 ? i : 7); }
+    // A partition's chunks take 64, 128, then 256 cells each: a chunk is filled to its end but
+    // for the last one, and the last one's unused room still costs the pages it lies on.
+    static std::size_t chunkCapacity(std::size_t i) { return std::size_t{64} << (i < 2 ? i : 2); }
 
     template <class Visit>
     void forRuns(std::size_t p, const Visit& visit) const {
