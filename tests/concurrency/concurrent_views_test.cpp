@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -21,22 +22,29 @@ std::atomic<int> gLinesB{0};
 void countA(int, const char*, void* user) { static_cast<std::atomic<int>*>(user)->fetch_add(1); }
 void countB(int, const char*, void* user) { static_cast<std::atomic<int>*>(user)->fetch_add(1); }
 
+std::mutex gFailuresMutex;
+std::vector<std::string> gFailures;
+
+void fail(const char* what) {
+    char text[512];
+    PC_LastError(text, sizeof text);
+    std::lock_guard<std::mutex> lock(gFailuresMutex);
+    gFailures.push_back(std::string(what) + ": " + text);
+}
+
 // One host UI thread: its own window, views on it one after the other.
-void uiThread(const std::string& cloud, const std::string& shot, std::atomic<int>& failures) {
+void uiThread(const std::string& cloud, const std::string& shot) {
     auto parent = TestParentWindow::create(160, 120);
-    if (!parent) {
-        ++failures;
-        return;
-    }
+    if (!parent) return fail("parent window");
     for (int round = 0; round < 3; ++round) {
         PcView view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
         if (!view) {
-            ++failures;
+            fail("PC_CreateView");
             continue;
         }
-        if (PC_OpenFile(view, cloud.c_str()) != PC_OK) ++failures;
+        if (PC_OpenFile(view, cloud.c_str()) != PC_OK) fail("PC_OpenFile");
         renderUntilComplete(view);
-        if (PC_SaveScreenshot(view, shot.c_str()) != PC_OK) ++failures;
+        if (PC_SaveScreenshot(view, shot.c_str()) != PC_OK) fail("PC_SaveScreenshot");
         PC_DestroyView(view);
     }
 }
@@ -55,15 +63,14 @@ TEST(ConcurrentViews, TwoUiThreadsAndALogCallbackChangingMeanwhile) {
         }
         PC_SetLogCallback(&countA, &gLinesA);
     });
-    std::atomic<int> failures{0};
-    std::thread first(uiThread, cloud, dir.file("first.png"), std::ref(failures));
-    std::thread second(uiThread, cloud, dir.file("second.png"), std::ref(failures));
+    std::thread first(uiThread, cloud, dir.file("first.png"));
+    std::thread second(uiThread, cloud, dir.file("second.png"));
     first.join();
     second.join();
     done = true;
     switcher.join();
     PC_SetLogCallback(nullptr, nullptr);
-    EXPECT_EQ(failures.load(), 0);
+    EXPECT_EQ(gFailures, std::vector<std::string>{});
     // The callbacks were in place while views logged (creation, opening a cloud).
     EXPECT_GT(gLinesA.load() + gLinesB.load(), 0);
 }

@@ -1,5 +1,7 @@
 #include <windows.h>
 
+#include <mutex>
+
 #include "TestParentWindow.h"
 
 namespace ovcf::test {
@@ -17,11 +19,16 @@ public:
     }
 
     bool open(int width, int height) {
-        WNDCLASSW windowClass{};
-        windowClass.lpfnWndProc = DefWindowProcW;
-        windowClass.hInstance = GetModuleHandleW(nullptr);
-        windowClass.lpszClassName = L"OrvaneTestParent";
-        RegisterClassW(&windowClass);
+        // Once for the process: under Wine, a thread whose registration finds the class already
+        // there can be refused the class by CreateWindowExW while another thread still registers it.
+        static std::once_flag registered;
+        std::call_once(registered, [] {
+            WNDCLASSW windowClass{};
+            windowClass.lpfnWndProc = DefWindowProcW;
+            windowClass.hInstance = GetModuleHandleW(nullptr);
+            windowClass.lpszClassName = L"OrvaneTestParent";
+            RegisterClassW(&windowClass);
+        });
         window_ = CreateWindowExW(0, L"OrvaneTestParent", L"test parent", WS_POPUP | WS_CLIPCHILDREN, 0, 0,
                                   100, 100, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
         if (!window_) return false;
