@@ -20,19 +20,18 @@ public:
 
     // Safe from several threads at once; a point outside the span is ignored.
     void mark(std::uint64_t global) {
-        const std::uint64_t w = (global >> 6) - firstWord_;
-        if ((global >> 6) < firstWord_ || w >= words_.size()) return;
-        std::atomic_ref<std::uint64_t>(words_[static_cast<std::size_t>(w)])
-            .fetch_or(std::uint64_t{1} << (global & 63), std::memory_order_relaxed);
+        std::uint64_t* word = wordOf(words_, firstWord_, global);
+        if (!word) return;
+        std::atomic_ref<std::uint64_t>(*word).fetch_or(std::uint64_t{1} << (global & 63), std::memory_order_relaxed);
         // Written once only: a flag every thread wrote at every mark would bounce between caches.
         if (!marked_.load(std::memory_order_relaxed)) marked_.store(true, std::memory_order_relaxed);
     }
 
     // The same for a map only one thread marks.
     void markUnshared(std::uint64_t global) {
-        const std::uint64_t w = (global >> 6) - firstWord_;
-        if ((global >> 6) < firstWord_ || w >= words_.size()) return;
-        words_[static_cast<std::size_t>(w)] |= std::uint64_t{1} << (global & 63);
+        std::uint64_t* word = wordOf(words_, firstWord_, global);
+        if (!word) return;
+        *word |= std::uint64_t{1} << (global & 63);
         marked_.store(true, std::memory_order_relaxed);
     }
 
@@ -43,9 +42,7 @@ public:
     public:
         explicit ThreadMarks(const DroppedPoints& map) : firstWord_(map.firstWord_), words_(map.words_.size(), 0) {}
         void mark(std::uint64_t global) {
-            const std::uint64_t w = (global >> 6) - firstWord_;
-            if ((global >> 6) < firstWord_ || w >= words_.size()) return;
-            words_[static_cast<std::size_t>(w)] |= std::uint64_t{1} << (global & 63);
+            if (std::uint64_t* word = wordOf(words_, firstWord_, global)) *word |= std::uint64_t{1} << (global & 63);
         }
 
     private:
@@ -72,6 +69,12 @@ public:
     bool any() const { return marked_.load(std::memory_order_relaxed); }
 
 private:
+    // The word of a map holding the point's bit; null outside the map's span.
+    static std::uint64_t* wordOf(CellSlots<std::uint64_t>& words, std::uint64_t firstWord, std::uint64_t global) {
+        const std::uint64_t w = global >> 6;
+        return w >= firstWord && w - firstWord < words.size() ? &words[static_cast<std::size_t>(w - firstWord)] : nullptr;
+    }
+
     std::uint64_t firstWord_ = 0;
     CellSlots<std::uint64_t> words_;
     std::atomic<bool> marked_{false};
