@@ -159,7 +159,7 @@ int main(int argc, char** argv) {
     std::vector<double> xyz(3 * points);
     std::vector<std::uint32_t> rgb(points);
     std::vector<std::uint8_t> flags(points);
-    const ReadBackSource source{path, &history.deleted(), &history.deletedInNode(), nullptr, reference};
+    const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, reference};
     start = Clock::now();
     const std::int64_t back = readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), std::int64_t(points)}, false, error);
     double seconds = secondsSince(start);

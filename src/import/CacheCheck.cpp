@@ -1,5 +1,7 @@
 #include "import/CacheCheck.h"
 
+#include "core/Log.h"
+#include "ovcf/CommitRecovery.h"
 #include "ovcf/OvcfReader.h"
 
 namespace ovcf {
@@ -20,6 +22,9 @@ const char* cacheCheckText(CacheCheckResult result) {
 CacheCheckResult checkCache(const std::string& cachePath, std::uint64_t pointCount, std::uint64_t signature,
                             std::string& detail) {
     detail.clear();
+    // A commit that died half-way is undone first; the probe reads through a journal that stays.
+    std::string recovery;
+    if (!recoverInterruptedCommit(cachePath, recovery)) logLine(LogWarn, "%s", recovery.c_str());
     FileHeader header;
     switch (OvcfReader::probeHeader(cachePath, header, detail)) {
     case ProbeValid: break;

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "import/PointFileWriter.h"
+#include "ovcf/CommitRecovery.h"
+#include "ovcf/ConfirmedState.h"
 #include "ovcf/OvcfReader.h"
 #include "platform/SystemFile.h"
 
@@ -22,14 +24,18 @@ bool exportPoints(const std::string& cachePath, const std::string& outputPath, b
     std::unique_ptr<PointFileWriter> writer = pointFileWriterFor(outputPath, error);
     if (!writer) return false;
     OvcfReader reader;
-    if (!reader.open(cachePath, error)) return false;
+    if (!recoverInterruptedCommit(cachePath, error) || !reader.open(cachePath, error)) return false;
     const FileHeader& header = reader.header();
 
-    std::vector<std::uint8_t> deleted;
+    // The confirmed map, read under the commit lock: never one half-way through a commit.
+    ConfirmedState confirmed;
+    if (!readConfirmedState(reader.file(), cachePath, confirmed, error)) return false;
+    warnWhenCountDisagrees(cachePath, confirmed);
+    std::vector<std::uint64_t> deleted;
     std::uint64_t deletedCount = 0;
-    if (!allPoints && header.deletedCount > 0) {
-        if (!reader.readDeletedMap(deleted, error)) return false;
-        for (std::uint8_t byte : deleted) deletedCount += static_cast<std::uint64_t>(std::popcount(byte));
+    if (!allPoints && confirmed.mapCount > 0) {
+        deleted = std::move(confirmed.map);
+        deletedCount = confirmed.mapCount;
     }
     const std::uint64_t total = header.pointCount - deletedCount;
 
@@ -46,7 +52,7 @@ bool exportPoints(const std::string& cachePath, const std::string& outputPath, b
             kept.clear();
             for (std::size_t j = 0; j < points.size(); ++j) {
                 const std::uint64_t g = first + j;
-                if (g / 8 < deleted.size() && (deleted[g / 8] >> (g % 8)) & 1u) continue;
+                if (g / 64 < deleted.size() && (deleted[g / 64] >> (g % 64)) & 1u) continue;
                 kept.push_back(points[j]);
             }
             batch = kept.data();

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "ovcf/HeaderUpdate.h"
+#include "ovcf/JournalledWrite.h"
 
 namespace ovcf {
 
@@ -10,7 +10,8 @@ bool updateSignature(const std::string& cachePath, std::uint64_t expectedAlive, 
                      std::string& error) {
     SystemFile file;
     FileHeader header;
-    if (!openForHeaderUpdate(cachePath, file, header, error)) return false;
+    std::uint64_t fileSize = 0;
+    if (!openForCommit(cachePath, file, error) || !readCommitHeader(file, header, fileSize, error)) return false;
     const std::uint64_t alive = header.pointCount - header.deletedCount;
     if (alive != expectedAlive) {
         error = "the signature covers " + std::to_string(expectedAlive) + " points but the file has " +
@@ -18,9 +19,13 @@ bool updateSignature(const std::string& cachePath, std::uint64_t expectedAlive, 
         return false;
     }
     // Only the current signature changes; the one from the build stays.
-    header.currentSignature = newSignature;
-    if (!writeHeaderBack(file, header)) {
-        error = "writing the header failed: " + file.lastErrorText();
+    InPlaceChange change;
+    change.before = header;
+    change.after = header;
+    change.after.currentSignature = newSignature;
+    if (!writeInPlace(file, cachePath, fileSize, change, error)) {
+        if (error.rfind("header update failed: ", 0) == 0)
+            error = "writing the header failed: " + error.substr(sizeof "header update failed: " - 1);
         return false;
     }
     return true;

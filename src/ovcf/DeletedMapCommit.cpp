@@ -1,55 +1,53 @@
 #include "ovcf/DeletedMapCommit.h"
 
-#include <algorithm>
-#include <cstring>
-#include <vector>
+#include <bit>
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
-#include "ovcf/FileFormat.h"
-#include "ovcf/HeaderUpdate.h"
-#include "platform/SystemFile.h"
+#include "ovcf/JournalledWrite.h"
+#include "ovcf/SignatureDelta.h"
 
 namespace ovcf {
 namespace {
 
-constexpr std::size_t kPage = 4096;
+std::uint64_t countOf(std::uint64_t word) { return static_cast<std::uint64_t>(std::popcount(word)); }
 
-// The bytes a commit overwrote, to put back when a later write of the same commit fails.
-struct SavedRange {
-    std::uint64_t offset;
-    std::vector<std::uint8_t> bytes;
-};
-
-// Writes the changed pages of the map (all of them without `previous`), saving what each write
-// replaces first.
-bool writeMap(SystemFile& file, std::uint64_t offset, const std::uint8_t* bytes, std::size_t count,
-              const std::uint8_t* previous, std::vector<SavedRange>& saved) {
-    for (std::size_t at = 0; at < count;) {
-        std::size_t end = std::min(count, at + kPage);
-        if (previous && std::memcmp(bytes + at, previous + at, end - at) == 0) {
-            at = end;
-            continue;
-        }
-        // Neighbouring changed pages go out in one write.
-        while (previous && end < count) {
-            const std::size_t next = std::min(count, end + kPage);
-            if (std::memcmp(bytes + end, previous + end, next - end) == 0) break;
-            end = next;
-        }
-        SavedRange range{offset + at, std::vector<std::uint8_t>(end - at)};
-        if (!file.readAt(range.offset, range.bytes.data(), range.bytes.size())) return false;
-        saved.push_back(std::move(range));
-        if (!file.seek(offset + at) || !file.write(bytes + at, end - at)) return false;
-        at = end;
-    }
-    return true;
+const std::uint8_t* bytesOf(const std::vector<std::uint64_t>& words) {
+    return reinterpret_cast<const std::uint8_t*>(words.data());
 }
 
-// Puts back what a failed commit overwrote, newest first, so that the file is as it was.
-void restore(SystemFile& file, const std::vector<SavedRange>& saved) {
-    for (auto range = saved.rbegin(); range != saved.rend(); ++range)
-        if (file.seek(range->offset)) file.write(range->bytes.data(), range->bytes.size());
+void logCommitted(const std::string& path, std::uint64_t deleted, std::uint64_t points) {
+    if (logLevelThreshold() <= LogInfo)
+        logLine(LogInfo, "cancellazioni confermate su '%s': %s punti su %s", fileNameOf(path).c_str(),
+                formatCount(deleted).c_str(), formatCount(points).c_str());
+}
+
+// The file's map with the writer's own changes applied: the bits it set since it last synced
+// are set, those it cleared are cleared, every other bit is the file's.
+void merge(const std::vector<std::uint64_t>& file, const std::vector<std::uint64_t>& last,
+           const std::vector<std::uint64_t>& wanted, CommitOutcome& outcome) {
+    outcome.map.resize(file.size());
+    outcome.deletedCount = outcome.deletedElsewhere = outcome.restoredElsewhere = 0;
+    for (std::size_t w = 0; w < file.size(); ++w) {
+        const std::uint64_t set = wanted[w] & ~last[w], cleared = last[w] & ~wanted[w];
+        const std::uint64_t word = (file[w] & ~cleared) | set;
+        outcome.map[w] = word;
+        outcome.deletedCount += countOf(word);
+        outcome.deletedElsewhere += countOf(word & ~wanted[w]);
+        outcome.restoredElsewhere += countOf(wanted[w] & ~word);
+    }
+}
+
+bool checkIdentity(const ConfirmedState& now, const std::string& path, const CommitRequest& request,
+                   std::string& error) {
+    FileId atPath;
+    // The path must still name the file this handle opened, and that must be the writer's file.
+    if (!SystemFile::fileIdAt(path, atPath) || !(atPath == now.file.id) ||
+        (request.opened && !(*request.opened == now.file))) {
+        error = kFileReplacedText;
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -59,47 +57,89 @@ std::string fileNameOf(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
+bool commitDeletions(OvcfReader& reader, const CommitRequest& request, CommitOutcome& outcome, std::string& error) {
+    outcome = {};
+    const std::string& path = reader.path();
+    SystemFile file;
+    if (!openForCommit(path, file, error)) return false;
+    ConfirmedState now;
+    if (!readConfirmedState(file, path, now, error, true)) return false;
+    if (!checkIdentity(now, path, request, error)) return false;
+    const std::vector<std::uint64_t>& last = *request.lastSynced;
+    const std::vector<std::uint64_t>& wanted = *request.wanted;
+    if (last.size() != now.map.size() || wanted.size() != now.map.size() ||
+        reader.header().pointCount != now.header.pointCount) {
+        error = "the deleted-points map does not match the file (" + std::to_string(wanted.size() * 8) +
+                " bytes, expected " + std::to_string(now.header.deletedMapSize) + ")";
+        return false;
+    }
+    merge(now.map, last, wanted, outcome);
+
+    outcome.signature = now.header.currentSignature;
+    if (now.header.currentSignature != 0) {
+        if (now.mapCount == now.header.deletedCount) {
+            SignatureChange change;
+            if (!changedSignature(reader, now.map, outcome.map, now.header.currentSignature, change, error)) return false;
+            outcome.signature = change.signature;
+            outcome.nodesRead = change.nodesRead;
+        } else {
+            // The stored signature belongs to a map the file no longer has: count it afresh.
+            warnWhenCountDisagrees(path, now);
+            if (!survivorsSignature(reader, outcome.map, outcome.signature, error)) return false;
+            outcome.recounted = true;
+            outcome.nodesRead = static_cast<std::uint32_t>(reader.nodes().size());
+        }
+    }
+    const std::size_t bytes = static_cast<std::size_t>(now.header.deletedMapSize);
+    const bool sameMap = std::equal(now.map.begin(), now.map.end(), outcome.map.begin());
+    if (sameMap && outcome.deletedCount == now.header.deletedCount && outcome.signature == now.header.currentSignature) {
+        logCommitted(path, outcome.deletedCount, now.header.pointCount);
+        return true;
+    }
+    InPlaceChange change;
+    change.before = now.header;
+    change.after = now.header;
+    change.after.deletedCount = outcome.deletedCount;
+    change.after.currentSignature = outcome.signature;
+    if (!sameMap) {
+        change.mapBefore = bytesOf(now.map);
+        change.mapAfter = bytesOf(outcome.map);
+        change.mapBytes = bytes;
+    }
+    if (!writeInPlace(file, path, now.file.fileSize, change, error)) return false;
+    outcome.wrote = true;
+    logCommitted(path, outcome.deletedCount, now.header.pointCount);
+    return true;
+}
+
 bool commitDeletedMap(const std::string& path, const std::uint8_t* bytes, std::size_t byteCount,
-                      std::uint64_t deletedCount, std::string& error, const std::uint8_t* previous,
-                      const std::uint64_t* currentSignature) {
+                      std::uint64_t deletedCount, std::string& error) {
     if (!bytes && byteCount != 0) {
         error = "invalid deleted-points map";
         return false;
     }
     SystemFile file;
-    FileHeader header;
-    if (!openForHeaderUpdate(path, file, header, error)) return false;
-    if (byteCount != header.deletedMapSize) {
+    if (!openForCommit(path, file, error)) return false;
+    ConfirmedState now;
+    if (!readConfirmedState(file, path, now, error, true)) return false;
+    if (byteCount != now.header.deletedMapSize) {
         error = "the deleted-points map does not match the file (" + std::to_string(byteCount) + " bytes, expected " +
-                std::to_string(header.deletedMapSize) + ")";
+                std::to_string(now.header.deletedMapSize) + ")";
         return false;
     }
-    if (deletedCount > header.pointCount) {
+    if (deletedCount > now.header.pointCount) {
         error = "the deleted count exceeds the number of points";
         return false;
     }
-    std::vector<SavedRange> saved;
-    if (byteCount != 0 && !writeMap(file, header.deletedMapOffset, bytes, byteCount, previous, saved)) {
-        error = "writing the deleted-points map failed: " + file.lastErrorText();
-        restore(file, saved);
-        return false;
-    }
-    header.deletedCount = deletedCount;
-    if (currentSignature) header.currentSignature = *currentSignature;
-    std::uint8_t encoded[kHeaderSize];
-    encodeHeader(header, encoded);
-    if (!file.seek(0) || !file.write(encoded, sizeof encoded)) {
-        error = "header update failed: " + file.lastErrorText();
-        restore(file, saved);
-        return false;
-    }
-    if (!file.close()) {
-        error = "header update failed: " + file.lastErrorText();
-        return false;
-    }
-    if (logLevelThreshold() <= LogInfo)
-        logLine(LogInfo, "cancellazioni confermate su '%s': %s punti su %s", fileNameOf(path).c_str(),
-                formatCount(deletedCount).c_str(), formatCount(header.pointCount).c_str());
+    InPlaceChange change;
+    change.before = now.header;
+    change.after = now.header;
+    change.after.deletedCount = deletedCount;
+    change.mapBefore = bytesOf(now.map);
+    change.mapAfter = bytes;
+    change.mapBytes = byteCount;
+    if (!writeInPlace(file, path, now.file.fileSize, change, error)) return false;
+    logCommitted(path, deletedCount, now.header.pointCount);
     return true;
 }
 

@@ -1,6 +1,7 @@
 // The light header read of the cache check: only the 512 header bytes, and stricter than a full
 // open about the version, so that an older module never trusts a cache it does not fully know.
 #include "OvcfReader.h"
+#include "ovcf/CommitJournal.h"
 
 namespace ovcf {
 
@@ -30,7 +31,12 @@ ProbeResult OvcfReader::probeHeader(const std::string& path, FileHeader& header,
         error = "the cache was written by a newer version of the module";
         return ProbeNewer;
     }
-    header = candidate;
+    // A commit that died half-way and could not be undone here (a read-only medium), or one
+    // still running: the state before it is the confirmed one.
+    CommitJournal journal;
+    header = readJournal(journalPathOf(path), fileSize, candidate, journal) == JournalState::Usable
+                 ? journalHeader(journal)
+                 : candidate;
     return ProbeValid;
 }
 

@@ -166,6 +166,23 @@ bool OvcfReader::readNodePoints(std::uint32_t nodeIndex, std::vector<PointRecord
     return true;
 }
 
+bool OvcfReader::openSame(OvcfReader& other, std::string& error) {
+    close();
+    if (!other.isOpen()) {
+        error = ".ovcf file not open";
+        return false;
+    }
+    if (!other.file_.duplicate(file_)) {
+        error = "cannot open '" + other.path_ + "' again: " + file_.lastErrorText();
+        return false;
+    }
+    path_ = other.path_;
+    header_ = other.header_;
+    nodes_ = other.nodes_;
+    fileSize_ = other.fileSize_;
+    return true;
+}
+
 bool OvcfReader::readDeletedMap(std::vector<std::uint8_t>& bytes, std::string& error) {
     if (!isOpen()) {
         error = ".ovcf file not open";

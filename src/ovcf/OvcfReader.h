@@ -35,6 +35,9 @@ public:
     // Closes any open file, then opens and validates `path` (any 1.x version).
     bool open(const std::string& path, std::string& error);
     void close();
+    // Opens the very file `other` has open, through a second handle, taking its validated header
+    // and hierarchy: it keeps reading that file even after another one was renamed over the path.
+    bool openSame(OvcfReader& other, std::string& error);
 
     // Points of node `nodeIndex` in block order, absolute coordinates; point j has the global
     // index nodes()[nodeIndex].firstPoint + j. The CRC check is optional because it walks the
@@ -48,6 +51,8 @@ public:
     const std::vector<HierarchyRecord>& nodes() const { return nodes_; }
     bool isOpen() const { return file_.isOpen(); }
     const std::string& path() const { return path_; }
+    // The open file, for its identity and the commit lock.
+    SystemFile& file() { return file_; }
 
     // The header check shared by every opener; a file size of 0 skips the check of the final
     // sections against the size. Messages are the Italian validation texts.

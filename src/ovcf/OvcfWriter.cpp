@@ -1,4 +1,5 @@
 #include "OvcfWriter.h"
+#include "CommitJournal.h"
 
 #include <algorithm>
 #include <cstring>
@@ -14,6 +15,19 @@
 
 namespace ovcf {
 namespace {
+
+// A journal left beside the target by a commit that died on the file just replaced belongs to
+// that file, not to this one: it goes, under the lock, so that no commit of the new file is
+// running meanwhile.
+void forgetOldJournal(const std::string& target) {
+    const std::string journal = journalPathOf(target);
+    SystemFile probe;
+    if (!probe.open(journal, SystemFile::Mode::Read)) return;
+    probe.close();
+    SystemFile file;
+    if (file.open(target, SystemFile::Mode::ReadWrite) && file.lock(SystemFile::LockMode::Exclusive))
+        SystemFile::deleteFile(journal);
+}
 
 // The deleted-points map is written from a zeroed buffer of at most this size, so that clouds of
 // billions of points need no map in memory at build time.
@@ -291,6 +305,7 @@ bool OvcfWriter::writeTail(std::string& error) {
     }
     // Blocks and header reach the disk before the rename puts the file in place.
     if (!output_.commit(error)) return false;
+    forgetOldJournal(output_.target());
     finished_ = true;
     fileBytes_ = mapEnd;
     return true;

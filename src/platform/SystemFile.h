@@ -13,6 +13,15 @@
 
 namespace ovcf {
 
+// Which file a handle or a path names, independent of how the path is spelt: device and file
+// number on POSIX, volume serial and file index on Windows. A file renamed over another has a
+// different one, which is how a view tells that its file was replaced.
+struct FileId {
+    std::uint64_t device = 0;
+    std::uint64_t number = 0;
+    bool operator==(const FileId&) const = default;
+};
+
 class SystemFile {
 public:
     enum class Mode {
@@ -46,6 +55,26 @@ public:
     bool tell(std::uint64_t& offset);
     bool size(std::uint64_t& bytes);
 
+    // The identity of the open file, and of the file a path names now.
+    bool fileId(FileId& id);
+    static bool fileIdAt(const std::string& utf8Path, FileId& id);
+
+    // Advisory locks that serialise commits between threads and processes: open-file-description
+    // locks (fcntl) on Linux, LockFileEx on Windows, both held per handle and released when the
+    // handle closes or the process dies. They cover one byte far past any data, so they never
+    // stand in the way of reads or writes of the file itself. Both block until granted; an
+    // exclusive lock needs a handle open for writing.
+    enum class LockMode { Shared, Exclusive };
+    bool lock(LockMode mode);
+    bool unlock();
+
+    // A second handle on the same open file, which keeps reading that file even after another
+    // one has been renamed over its path.
+    bool duplicate(SystemFile& copy);
+
+    // Makes the folder entries of `utf8Path` (a file created, renamed or removed there) durable.
+    static bool syncFolderOf(const std::string& utf8Path);
+
     // The text of a read that ended early.
     static constexpr const char* kEndOfFileText = "unexpected end of file";
 
@@ -53,8 +82,11 @@ public:
     std::string lastErrorText() const;
     // The last failing call failed because the file or a folder of its path does not exist.
     bool lastErrorIsNotFound() const;
+    // The last failing call failed because the file or its medium cannot be written.
+    bool lastErrorIsReadOnly() const;
 
-    // Removes a file; other handles opened in the share-all mode do not prevent it.
+    // Removes a file; other handles opened in the share-all mode do not prevent it. Asks the
+    // fault hook (Operation::Remove) first.
     static bool deleteFile(const std::string& utf8Path);
     // Renames `from` to `to`, replacing a file already there, and makes the rename durable; false
     // with the system's reason in `error`. Readers that have the old file open keep reading it
@@ -66,9 +98,9 @@ public:
     static bool sameFile(const std::string& a, const std::string& b);
 
     // Fault injection for tests, as SQLite does it: while a hook is set, every write(), flush()
-    // and replaceFile() asks it first, and fails with the system's disk-full error when it
-    // answers true. Process-wide; set it only while no other thread writes files.
-    enum class Operation { Write, Flush, Rename };
+    // replaceFile() and deleteFile() asks it first, and fails with the system's disk-full error
+    // when it answers true. Process-wide; set it only while no other thread writes files.
+    enum class Operation { Write, Flush, Rename, Remove };
     using FaultHook = bool (*)(Operation operation, void* context);
     static void setFaultHook(FaultHook hook, void* context);
 

@@ -3,6 +3,8 @@
 #include <memory>
 #include <vector>
 
+#include "ovcf/CommitRecovery.h"
+#include "ovcf/ConfirmedState.h"
 #include "ovcf/OvcfReader.h"
 #include "selection/DeletionHistory.h"
 #include "selection/FilterFactory.h"
@@ -23,15 +25,6 @@ const char* filterName(std::uint32_t kind) {
     }
 }
 
-// The file's confirmed deletions; bits past the last point stay clear.
-bool readDeleted(OvcfReader& reader, PointBitmap& deleted, std::string& error) {
-    deleted.reset(reader.header().pointCount);
-    if (reader.header().deletedCount == 0) return true;
-    std::vector<std::uint8_t> bytes;
-    if (!reader.readDeletedMap(bytes, error)) return false;
-    deleted.loadBytes(bytes.data(), bytes.size());
-    return true;
-}
 
 }  // namespace
 
@@ -47,16 +40,17 @@ bool cleanCloud(const std::string& path, const SelectionSettings& settings, bool
         return false;
     }
     OvcfReader reader;
-    if (!reader.open(path, error)) {
+    ConfirmedState confirmed;
+    if (!recoverInterruptedCommit(path, error) || !reader.open(path, error) ||
+        !readConfirmedState(reader.file(), path, confirmed, error)) {
         error = path + ": " + error;
         return false;
     }
+    warnWhenCountDisagrees(path, confirmed);
     const FileHeader& header = reader.header();
     PointBitmap deleted;
-    if (!readDeleted(reader, deleted, error)) {
-        error = path + ": " + error;
-        return false;
-    }
+    deleted.reset(header.pointCount);
+    deleted.loadWords(confirmed.map);
     result.deletedInFile = deleted.count();
 
     // The cloth drops vertically; colours are compared as the default view shows them.
@@ -86,7 +80,7 @@ bool cleanCloud(const std::string& path, const SelectionSettings& settings, bool
     ScreenShape everything;
     everything.setRectangle(0.0f, 0.0f, 2.0f, 2.0f);
     SelectionEngine engine;
-    engine.open(path, defaultSelectionReaders());
+    engine.open(path, defaultSelectionReaders(), &reader);
     if (!engine.readers().open()) {
         error = path + ": the file cannot be opened for reading";
         return false;
@@ -109,7 +103,8 @@ bool cleanCloud(const std::string& path, const SelectionSettings& settings, bool
     if (dryRun || result.newlyDeleted == 0) return true;
 
     DeletionHistory history;
-    history.open(path, nodes, deleted.words(), header.pointCount, header.currentSignature);
+    // The commit merges with whatever a view confirmed into the file while the filter ran.
+    history.open(path, nodes, confirmed);
     bool changed = false, wrote = false;
     history.deleteSelected(selection, changed);
     if (!history.confirm(reader, wrote, error)) {

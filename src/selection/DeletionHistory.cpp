@@ -5,10 +5,10 @@
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
-#include "import/SignatureRefresh.h"
 #include "ovcf/DeletedMapCommit.h"
 #include "ovcf/FileFormat.h"
 #include "ovcf/OvcfReader.h"
+#include "ovcf/SignatureDelta.h"
 
 namespace ovcf {
 namespace {
@@ -30,9 +30,15 @@ void DeletionHistory::open(const std::string& path, const std::vector<NodeInfo>&
     deleted_.loadWords(fileDeletedWords);
     inFile_ = deleted_;
     fileSignature_ = fileSignature;
+    opened_.reset();
     undo_.clear();
     unsaved_ = false;
     countPerNode();
+}
+
+void DeletionHistory::open(const std::string& path, const std::vector<NodeInfo>& nodes, const ConfirmedState& state) {
+    open(path, nodes, state.map, state.header.pointCount, state.header.currentSignature);
+    opened_ = state.file;
 }
 
 void DeletionHistory::close() {
@@ -41,6 +47,7 @@ void DeletionHistory::close() {
     deleted_.reset(0);
     inFile_.reset(0);
     fileSignature_ = 0;
+    opened_.reset();
     undo_.clear();
     unsaved_ = false;
     deletedInNode_.clear();
@@ -119,25 +126,23 @@ bool DeletionHistory::confirm(OvcfReader& reader, bool& wrote, std::string& erro
         return true;
     }
     const auto start = std::chrono::steady_clock::now();
-    const std::size_t bytes = static_cast<std::size_t>(deletedMapBytes(deleted_.pointCount()));
-    const auto* now = reinterpret_cast<const std::uint8_t*>(deleted_.words().data());
-    const auto* before = reinterpret_cast<const std::uint8_t*>(inFile_.words().data());
-    // The new signature is worked out first (reading only), from what the file held at the last
-    // confirmation, and goes into the header in the same write as the deleted count: the file
-    // changes all at once or not at all, and a retry after any failure starts from the same
-    // baseline.
-    SignatureChange change{fileSignature_, 0};
-    if (fileSignature_ != 0 && !changedSignature(reader, inFile_.words(), deleted_.words(), fileSignature_, change, error))
-        return false;
-    const auto signatureStart = std::chrono::steady_clock::now();
-    if (!commitDeletedMap(path_, now, bytes, deleted_.count(), error, before,
-                          fileSignature_ != 0 ? &change.signature : nullptr))
-        return false;
+    CommitRequest request;
+    request.opened = opened_ ? &*opened_ : nullptr;
+    request.lastSynced = &inFile_.words();
+    request.wanted = &deleted_.words();
+    CommitOutcome outcome;
+    if (!commitDeletions(reader, request, outcome, error)) return false;
+    adopted_ = outcome.deletedElsewhere != 0 || outcome.restoredElsewhere != 0;
+    if (adopted_) {
+        deleted_.loadWords(outcome.map);
+        countPerNode();
+        logLine(LogInfo, "confermate anche le modifiche di un altro programma: %s punti cancellati e %s ripristinati",
+                formatCount(outcome.deletedElsewhere).c_str(), formatCount(outcome.restoredElsewhere).c_str());
+    }
     inFile_ = deleted_;
-    const std::uint64_t signature = change.signature;
-    if (fileSignature_ != 0) logSignatureRefresh(deleted_.pointCount() - deleted_.count(), change.nodesRead,
-                                                 millisecondsSince(start) - millisecondsSince(signatureStart));
-    fileSignature_ = signature;
+    fileSignature_ = outcome.signature;
+    if (outcome.signature != 0)
+        logSignatureRefresh(deleted_.pointCount() - deleted_.count(), outcome.nodesRead, millisecondsSince(start));
     unsaved_ = false;
     undo_.clear();
     wrote = true;

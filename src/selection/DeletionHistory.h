@@ -4,9 +4,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "ovcf/ConfirmedState.h"
 #include "selection/BitmapRuns.h"
 #include "selection/PointBitmap.h"
 #include "view/CloudNodes.h"
@@ -23,6 +25,9 @@ public:
     void open(const std::string& path, const std::vector<NodeInfo>& nodes,
               const std::vector<std::uint64_t>& fileDeletedWords, std::uint64_t pointCount,
               std::uint64_t fileSignature);
+    // The same from the state read when the file was opened, whose identity every confirmation
+    // then checks: a file replaced since is never written.
+    void open(const std::string& path, const std::vector<NodeInfo>& nodes, const ConfirmedState& state);
     void close();
     bool isOpen() const { return !path_.empty(); }
 
@@ -32,14 +37,18 @@ public:
     std::uint64_t undo(PointBitmap& selection, bool& changed);
     std::uint64_t restoreAll(bool& changed);
 
-    // Writes the deletions into the file (`reader` open on it, for the signature). True with
-    // `wrote` false when nothing had changed. On failure everything stays as it was, marked
-    // unsaved, so that the next confirmation writes it all again.
+    // Writes the deletions into the file (`reader` open on it, for the signature), merged with
+    // what other writers confirmed since this history last synced with the file; their changes
+    // are then taken over here (not as undoable steps). True with `wrote` false when nothing had
+    // changed. On failure everything stays as it was, marked unsaved, deletions and undo records
+    // kept, so that the next confirmation writes it all again.
     bool confirm(OvcfReader& reader, bool& wrote, std::string& error);
 
     const PointBitmap& deleted() const { return deleted_; }
     std::uint64_t deletedCount() const { return deleted_.count(); }
     bool hasUnsavedChanges() const { return unsaved_; }
+    // The last confirmation took over changes that another writer had confirmed.
+    bool adoptedOtherChanges() const { return adopted_; }
     std::size_t undoDepth() const { return undo_.size(); }
     // Per node, in node-record order.
     const std::vector<std::uint32_t>& deletedInNode() const { return deletedInNode_; }
@@ -53,8 +62,10 @@ private:
     PointBitmap deleted_;
     PointBitmap inFile_;                 // the map as the file holds it
     std::uint64_t fileSignature_ = 0;    // the signature that goes with inFile_
+    std::optional<OpenedFile> opened_;   // the file this history belongs to
     std::vector<BitmapRuns> undo_;
     bool unsaved_ = false;
+    bool adopted_ = false;
     std::vector<std::uint32_t> deletedInNode_;
     std::vector<std::uint64_t> survivingInSubtree_;
 };

@@ -33,6 +33,10 @@ void sortByElevation(const HostPointBuffers& out, std::int64_t n) {
     }
 }
 
+bool openFor(const ReadBackSource& source, OvcfReader& reader, std::string& error) {
+    return source.opened ? reader.openSame(*source.opened, error) : reader.open(source.path, error);
+}
+
 // Reads every node in record order and hands each point to `take` (global index, record,
 // world position) until it returns false.
 template <typename Take>
@@ -74,7 +78,7 @@ std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers&
     }
     const auto start = std::chrono::steady_clock::now();
     OvcfReader reader;
-    if (!reader.open(source.path, error)) return -1;
+    if (!openFor(source, reader, error)) return -1;
     const PointBitmap& deleted = *source.deleted;
     std::int64_t written = 0;
     std::uint64_t hidden = 0;
@@ -124,7 +128,7 @@ std::int64_t readSurvivingPoints(const ReadBackSource& source, const HostPointBu
     }
     const auto start = std::chrono::steady_clock::now();
     OvcfReader reader;
-    if (!reader.open(source.path, error)) return -1;
+    if (!openFor(source, reader, error)) return -1;
     std::int64_t written = 0;
     const bool ok = readEveryPoint(reader, error, [&](std::uint32_t node, std::uint64_t first,
                                                       const std::vector<PointRecord>& points, const FileHeader& h) {

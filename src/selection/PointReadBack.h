@@ -13,6 +13,8 @@
 
 namespace ovcf {
 
+class OvcfReader;
+
 // The host's arrays, borrowed for one call: 3 doubles a point (required), 0x00RRGGBB colours and
 // show flags (both may be null), each holding `capacity` points.
 struct HostPointBuffers {
@@ -24,6 +26,9 @@ struct HostPointBuffers {
 
 struct ReadBackSource {
     std::string path;
+    // The view's own reader: when given, the points are read through a second handle on the
+    // file it has open rather than whatever file is at `path` now.
+    OvcfReader* opened = nullptr;
     const PointBitmap* deleted = nullptr;
     const std::vector<std::uint32_t>* deletedInNode = nullptr;  // per node; nodes without deletions are copied whole
     // The clip box, when it takes part: points outside get flag 0. Measured from `origin`.

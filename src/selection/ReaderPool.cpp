@@ -7,9 +7,10 @@
 
 namespace ovcf {
 
-void ReaderPool::reset(const std::string& path, int wanted) {
+void ReaderPool::reset(const std::string& path, int wanted, OvcfReader* source) {
     readers_.clear();
     path_ = path;
+    source_ = source;
     wanted_ = std::clamp(wanted, 1, kMaxReaders);
 }
 
@@ -20,7 +21,8 @@ bool ReaderPool::open() {
         auto reader = std::make_unique<OvcfReader>();
         std::string error;
         if (path_.empty()) error = "no file open";
-        if (path_.empty() || !reader->open(path_, error)) {
+        const bool opened = source_ ? reader->openSame(*source_, error) : reader->open(path_, error);
+        if (path_.empty() || !opened) {
             logLine(LogError, "selezione: impossibile aprire il file (%s)", error.c_str());
             return false;
         }

@@ -14,8 +14,10 @@ class ReaderPool {
 public:
     static constexpr int kMaxReaders = 16;
 
-    // Forgets any readers; `wanted` is clamped to 1..16.
-    void reset(const std::string& path, int wanted);
+    // Forgets any readers; `wanted` is clamped to 1..16. With a `source` (the view's own reader,
+    // which must outlive the pool's use) the readers are second handles on the very file it has
+    // open, so a file renamed over the path meanwhile is never read by mistake.
+    void reset(const std::string& path, int wanted, OvcfReader* source = nullptr);
     void close() { reset({}, 1); }
 
     // Opens readers until the pool holds the wanted count; false (and the error line) when one
@@ -27,6 +29,7 @@ public:
 
 private:
     std::string path_;
+    OvcfReader* source_ = nullptr;
     int wanted_ = 1;
     std::vector<std::unique_ptr<OvcfReader>> readers_;
 };

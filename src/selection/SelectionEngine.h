@@ -29,7 +29,7 @@ class SelectionEngine {
 public:
     // The cloud the selection reads; readers open on the first selection. `readers` is clamped
     // to 1..16.
-    void open(const std::string& path, int readers) { pool_.reset(path, readers); }
+    void open(const std::string& path, int readers, OvcfReader* source = nullptr) { pool_.reset(path, readers, source); }
     void close() { pool_.close(); }
 
     // One run. `nodes` are the cloud's nodes with their boxes in the query's local frame;

@@ -7,6 +7,7 @@
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
+#include "ovcf/CommitRecovery.h"
 
 namespace ovcf {
 namespace {
@@ -32,8 +33,7 @@ void CloudStreaming::clearState() {
     path_.clear();
     reference_ = {};
     levelCount_ = 0;
-    deletedWords_.clear();
-    deletedCount_ = 0;
+    confirmed_ = {};
     frame_ = {};
     lod_.reset(0);
     lod_.setEditCounts({});
@@ -52,6 +52,10 @@ bool CloudStreaming::open(const std::string& path, int loaderThreads, std::strin
 }
 
 bool CloudStreaming::openFile(const std::string& path, int loaderThreads, std::string& error) {
+    // A commit that died half-way is undone before anything is read; where that cannot be
+    // done (a read-only medium) the file is read through its journal.
+    std::string recovery;
+    if (!recoverInterruptedCommit(path, recovery)) logLine(LogWarn, "%s", recovery.c_str());
     if (!reader_.open(path, error)) return false;
 
     clearState();
@@ -73,24 +77,19 @@ bool CloudStreaming::openFile(const std::string& path, int loaderThreads, std::s
 }
 
 void CloudStreaming::loadDeletedMap() {
-    const std::uint64_t points = reader_.header().pointCount;
-    deletedWords_.assign(std::size_t((points + 63) / 64), 0);
-    deletedCount_ = 0;
-    // A file that records no confirmed deletion has an all-clear map: nothing to read.
-    if (reader_.header().deletedCount == 0) return;
-
-    std::vector<std::uint8_t> bytes;
     std::string error;
-    if (!reader_.readDeletedMap(bytes, error)) {
+    if (!readConfirmedState(reader_.file(), path_, confirmed_, error)) {
         logLine(LogWarn, "mappa dei cancellati non leggibile: %s", error.c_str());
+        const OpenedFile file = confirmed_.file;
+        confirmed_.map.assign(std::size_t((reader_.header().pointCount + 63) / 64), 0);
+        confirmed_.mapCount = 0;
+        confirmed_.header = reader_.header();
+        confirmed_.file = file;
         return;
     }
-    const std::uint64_t usable = std::min<std::uint64_t>(bytes.size(), (points + 7) / 8);
-    for (std::uint64_t i = 0; i < usable; ++i) deletedWords_[i / 8] |= std::uint64_t(bytes[i]) << (8 * (i % 8));
-    // Bits at and beyond the point count stay clear whatever the file holds there.
-    if (points % 64 != 0 && !deletedWords_.empty()) deletedWords_.back() &= (std::uint64_t{1} << (points % 64)) - 1;
-    for (std::uint64_t word : deletedWords_) deletedCount_ += std::uint64_t(std::popcount(word));
-    logLine(LogInfo, "cancellazioni gia' confermate nel file: %s punti", formatCount(deletedCount_).c_str());
+    warnWhenCountDisagrees(path_, confirmed_);
+    if (confirmed_.mapCount != 0)
+        logLine(LogInfo, "cancellazioni gia' confermate nel file: %s punti", formatCount(confirmed_.mapCount).c_str());
 }
 
 void CloudStreaming::close() {

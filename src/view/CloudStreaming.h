@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "navigation/Camera.h"
+#include "ovcf/ConfirmedState.h"
 #include "ovcf/OvcfReader.h"
 #include "view/CloudNodes.h"
 #include "view/LevelOfDetail.h"
@@ -90,8 +91,9 @@ public:
 
     // The deleted map read at open as 64-bit words (bit g % 64 of word g / 64 is point g), sized
     // to the point count, bits beyond it clear; all clear when the file has none.
-    const std::vector<std::uint64_t>& deletedWords() const { return deletedWords_; }
-    std::uint64_t deletedCount() const { return deletedCount_; }
+    // The deletions confirmed in the file when it was opened, with the file's identity.
+    const ConfirmedState& confirmed() const { return confirmed_; }
+    std::uint64_t deletedCount() const { return confirmed_.mapCount; }
 
     // The nearest point that `shown` accepts within `radius` of a render-space position, among
     // the resident nodes (context current: their vertices are read back from the GPU).
@@ -117,8 +119,7 @@ private:
     std::string path_;
     Vec3d reference_;
     std::uint32_t levelCount_ = 0;
-    std::vector<std::uint64_t> deletedWords_;
-    std::uint64_t deletedCount_ = 0;
+    ConfirmedState confirmed_;
     StreamingFrame frame_;
     bool open_ = false;
 };

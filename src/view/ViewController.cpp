@@ -79,8 +79,8 @@ bool ViewController::openCloud(const std::string& path, std::string& error) {
     cloud_ = std::move(cloud);
     frameNumber_ = 0;
     selected_.reset(cloud_->pointCount());
-    deletions_.open(path, cloud_->nodes(), cloud_->deletedWords(), cloud_->pointCount(), cloud_->header().currentSignature);
-    selection_.open(path, defaultSelectionReaders());
+    deletions_.open(path, cloud_->nodes(), cloud_->confirmed());
+    selection_.open(path, defaultSelectionReaders(), &cloud_->reader());
     lastSelection_ = {};
     camera.renderOrigin = cloud_->referencePoint();
     zoomAll();
@@ -194,6 +194,10 @@ bool ViewController::confirmChanges(bool& wrote, std::string& error) {
         return false;
     }
     if (!deletions_.confirm(cloud_->reader(), wrote, error)) return false;
+    if (deletions_.adoptedOtherChanges()) {
+        followDeletions();
+        requestRedraw(RedrawPicture);
+    }
     if (wrote) requestRedraw(RedrawCounts);
     return true;
 }
@@ -202,13 +206,14 @@ std::int64_t ViewController::readAllPoints(const HostPointBuffers& out, bool sor
                                            std::string& error) {
     const ClipBoxRegion region(clipBox, camera.renderOrigin);
     const bool clipped = hideOutsideClipBox && clipBox.isActive();
-    ReadBackSource source{cloud_->path(), &deletions_.deleted(), &deletions_.deletedInNode(), clipped ? &region : nullptr,
-                          camera.renderOrigin};
+    ReadBackSource source{cloud_->path(), &cloud_->reader(), &deletions_.deleted(), &deletions_.deletedInNode(),
+                          clipped ? &region : nullptr, camera.renderOrigin};
     return ovcf::readAllPoints(source, out, sortByElevation, error);
 }
 
 std::int64_t ViewController::readSurvivingPoints(const HostPointBuffers& out, bool sortByElevation, std::string& error) {
-    ReadBackSource source{cloud_->path(), &deletions_.deleted(), &deletions_.deletedInNode(), nullptr, camera.renderOrigin};
+    ReadBackSource source{cloud_->path(), &cloud_->reader(), &deletions_.deleted(), &deletions_.deletedInNode(), nullptr,
+                          camera.renderOrigin};
     return ovcf::readSurvivingPoints(source, out, sortByElevation, error);
 }
 

@@ -14,8 +14,8 @@
 #include "import/MemoryCloud.h"
 #include "import/OctreeIndexer.h"
 #include "import/Quantization.h"
-#include "import/SignatureRefresh.h"
 #include "import/SignatureUpdate.h"
+#include "ovcf/SignatureDelta.h"
 
 namespace ovcf {
 namespace {
@@ -203,8 +203,9 @@ TEST(SignatureRefreshTest, HostRemovingTheCommittedPointsStillMatches) {
     patch(path, 192, &deleted, 8);
     const std::uint64_t alive = header.pointCount - deleted;
     const std::vector<std::uint64_t> none(bits.size(), 0);
-    std::uint64_t refreshed = 0;
-    ASSERT_TRUE(refreshCacheSignature(reader, none, bits, header.currentSignature, alive, refreshed, error)) << error;
+    SignatureChange change;
+    ASSERT_TRUE(changedSignature(reader, none, bits, header.currentSignature, change, error)) << error;
+    ASSERT_TRUE(updateSignature(path, alive, change.signature, error)) << error;
 
     test::HostCloud survivors;
     for (std::size_t i = 0; i < cloud.size(); ++i) {
@@ -233,7 +234,7 @@ TEST(SignatureRefreshTest, HostRemovingTheCommittedPointsStillMatches) {
     std::vector<std::uint64_t> lastPoint(bits.size(), 0);
     const std::uint64_t last = header.pointCount - 1;
     lastPoint[last / 64] |= std::uint64_t{1} << (last % 64);
-    EXPECT_FALSE(refreshCacheSignature(brokenReader, none, lastPoint, header.currentSignature, alive, refreshed, error));
+    EXPECT_FALSE(changedSignature(brokenReader, none, lastPoint, header.currentSignature, change, error));
     const std::string expected =
         "cannot re-read node " + std::to_string(brokenReader.nodes().size() - 1) + " to update the cache signature: ";
     EXPECT_EQ(error.rfind(expected, 0), 0u) << error;

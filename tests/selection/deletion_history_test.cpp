@@ -219,7 +219,7 @@ TEST_F(DeletionHistoryTest, ReadBackHonoursCapacityFlagsAndElevationOrder) {
     std::vector<double> xyz(3 * n);
     std::vector<std::uint32_t> rgb(n);
     std::vector<std::uint8_t> flags(n);
-    const ReadBackSource source{path, &history.deleted(), &history.deletedInNode(), nullptr, {}};
+    const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}};
     std::string error;
     EXPECT_EQ(readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), n - 1}, false, error), -1);
     EXPECT_EQ(error, "the buffer holds " + std::to_string(n - 1) + " points but the cloud has " + std::to_string(n) +

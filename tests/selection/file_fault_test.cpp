@@ -155,24 +155,32 @@ TEST(FileFaultTest, EveryFailingWriteOfAConfirmationLeavesTheFileAsItWas) {
         ASSERT_TRUE(twin.confirm(copyReader, wrote, error)) << error;
         writes = count.seen[Operation::Write];
     }
-    ASSERT_EQ(writes, 3) << "two map pages and the header";
+    ASSERT_EQ(writes, 4) << "the journal, two map pages and the header";
+    ASSERT_EQ(count.seen[Operation::Flush], 2) << "the journal, then the file";
+    ASSERT_EQ(count.seen[Operation::Remove], 1) << "the journal, which makes the commit take effect";
 
-    for (int k = 1; k <= writes; ++k) {
-        SCOPED_TRACE(k);
-        FaultPlan plan{Operation::Write, k, {}};
-        bool confirmed = true;
-        {
-            InjectedFaults faults(plan);
-            confirmed = history.confirm(reader, wrote, error);
+    for (Operation operation : {Operation::Write, Operation::Flush, Operation::Remove}) {
+        for (int k = 1; k <= count.seen[operation]; ++k) {
+            SCOPED_TRACE(testing::Message() << "operation " << static_cast<int>(operation) << ", number " << k);
+            FaultPlan plan{operation, k, {}};
+            bool confirmed = true;
+            {
+                InjectedFaults faults(plan);
+                confirmed = history.confirm(reader, wrote, error);
+            }
+            ASSERT_FALSE(confirmed);
+            if (operation != Operation::Remove) {
+                EXPECT_NE(error.find(diskFull), std::string::npos) << error;
+            }
+            EXPECT_TRUE(error.rfind("writing the deleted-points map failed: ", 0) == 0 ||
+                        error.rfind("header update failed: ", 0) == 0 ||
+                        error.rfind("writing the commit journal failed: ", 0) == 0 ||
+                        error.rfind("cannot remove the commit journal", 0) == 0)
+                << error;
+            EXPECT_TRUE(fileBytes(cache) == before) << "the file changed";
+            EXPECT_TRUE(history.hasUnsavedChanges());
+            EXPECT_EQ(folderEntries(dir.path()), std::vector<std::string>{"cloud_cache.ovcf"});
         }
-        ASSERT_FALSE(confirmed);
-        EXPECT_NE(error.find(diskFull), std::string::npos) << error;
-        EXPECT_TRUE(error.rfind("writing the deleted-points map failed: ", 0) == 0 ||
-                    error.rfind("header update failed: ", 0) == 0)
-            << error;
-        EXPECT_TRUE(fileBytes(cache) == before) << "the file changed";
-        EXPECT_TRUE(history.hasUnsavedChanges());
-        EXPECT_EQ(folderEntries(dir.path()), std::vector<std::string>{"cloud_cache.ovcf"});
     }
 
     ASSERT_TRUE(history.confirm(reader, wrote, error)) << error;

@@ -68,7 +68,7 @@ TEST_F(Streaming, OpensAndStreamsUntilThePictureIsComplete) {
     EXPECT_EQ(streaming.nodeCount(), 73u);
     EXPECT_EQ(streaming.levelCount(), 3u);
     EXPECT_EQ(streaming.deletedCount(), 0u);
-    EXPECT_EQ(streaming.deletedWords().size(), (24528u + 63) / 64);
+    EXPECT_EQ(streaming.confirmed().map.size(), (24528u + 63) / 64);
     const Vec3d centre = (streaming.boundsMin() + streaming.boundsMax()) / 2.0;
     EXPECT_EQ(streaming.referencePoint(), centre);
     streaming.logOpened();
@@ -163,7 +163,7 @@ TEST_F(Streaming, ReadsTheConfirmedDeletionsOfTheFile) {
     ASSERT_TRUE(streaming.open(deletedPath, 2, error)) << error;
     EXPECT_EQ(log.count(LogInfo, "cancellazioni gia' confermate nel file: 4 punti"), 1);
     EXPECT_EQ(streaming.deletedCount(), 4u);
-    const std::vector<std::uint64_t>& words = streaming.deletedWords();
+    const std::vector<std::uint64_t>& words = streaming.confirmed().map;
     ASSERT_EQ(words.size(), 43u);
     EXPECT_EQ(words[0], 0x21u);
     EXPECT_EQ(words[1], std::uint64_t{1} << 36);
@@ -172,7 +172,7 @@ TEST_F(Streaming, ReadsTheConfirmedDeletionsOfTheFile) {
     // A file without confirmed deletions says nothing about them.
     ASSERT_TRUE(streaming.open(path, 2, error)) << error;
     EXPECT_EQ(streaming.deletedCount(), 0u);
-    for (std::uint64_t word : streaming.deletedWords()) EXPECT_EQ(word, 0u);
+    for (std::uint64_t word : streaming.confirmed().map) EXPECT_EQ(word, 0u);
     int deletionLines = 0;
     for (const auto& line : log.lines()) deletionLines += line.text.rfind("cancellazioni", 0) == 0;
     EXPECT_EQ(deletionLines, 1);

@@ -8,6 +8,8 @@
 
 #include "Commands.h"
 #include "core/NumberFormat.h"
+#include "ovcf/CommitRecovery.h"
+#include "ovcf/ConfirmedState.h"
 #include "ovcf/OvcfReader.h"
 #include "platform/SystemFile.h"
 
@@ -42,8 +44,12 @@ int runInfo(int argc, char** argv) {
     const std::string path = argv[0];
     OvcfReader reader;
     std::string error;
-    if (!reader.open(path, error)) return reportFailure(error.c_str());
-    const FileHeader& h = reader.header();
+    if (!recoverInterruptedCommit(path, error) || !reader.open(path, error)) return reportFailure(error.c_str());
+    // Counts and signatures as confirmed, read under the commit lock (through the journal of a
+    // commit that died half-way on a medium this cannot write).
+    ConfirmedState confirmed;
+    if (!readConfirmedState(reader.file(), path, confirmed, error)) return reportFailure(error.c_str());
+    const FileHeader& h = confirmed.header;
     const auto& nodes = reader.nodes();
 
     std::printf("file            : %s\n", path.c_str());
@@ -51,6 +57,8 @@ int runInfo(int argc, char** argv) {
     std::printf("point format    : %s, %u bytes a point\n", pointFormatName(h.pointFormat), h.recordSize);
     std::printf("points          : %s (%s deleted)\n", formatCount(h.pointCount).c_str(),
                 formatCount(h.deletedCount).c_str());
+    if (confirmed.mapCount != h.deletedCount)
+        std::printf("                  the 'deleted' map marks %s: run ovcf check\n", formatCount(confirmed.mapCount).c_str());
     std::printf("step            : %.9g %.9g %.9g m\n", h.step[0], h.step[1], h.step[2]);
     std::printf("offset          : %.4f %.4f %.4f\n", h.offset[0], h.offset[1], h.offset[2]);
     std::printf("bounds          : X [%.3f .. %.3f]  Y [%.3f .. %.3f]  Z [%.3f .. %.3f]\n", h.boundsMin[0],

@@ -185,7 +185,97 @@ std::string SystemFile::lastErrorText() const {
 
 bool SystemFile::lastErrorIsNotFound() const { return !endOfFile_ && (lastError_ == ENOENT || lastError_ == ENOTDIR); }
 
-bool SystemFile::deleteFile(const std::string& utf8Path) { return ::unlink(utf8Path.c_str()) == 0; }
+bool SystemFile::lastErrorIsReadOnly() const {
+    return !endOfFile_ && (lastError_ == EROFS || lastError_ == EACCES || lastError_ == EPERM);
+}
+
+bool SystemFile::deleteFile(const std::string& utf8Path) {
+    if (faultInjected(Operation::Remove)) {
+        errno = ENOSPC;
+        return false;
+    }
+    return ::unlink(utf8Path.c_str()) == 0;
+}
+
+bool SystemFile::fileId(FileId& id) {
+    struct stat info {};
+    if (!isOpen() || ::fstat(fd(handle_), &info) != 0) {
+        if (!isOpen()) errno = EBADF;
+        failWithSystemError();
+        return false;
+    }
+    id = {static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino)};
+    return true;
+}
+
+bool SystemFile::fileIdAt(const std::string& utf8Path, FileId& id) {
+    struct stat info {};
+    if (::stat(utf8Path.c_str(), &info) != 0) return false;
+    id = {static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino)};
+    return true;
+}
+
+namespace {
+
+// The locked byte: far past the end of any real file, so no read or write ever meets it.
+constexpr off_t kLockOffset = off_t{1} << 62;
+
+bool setLock(int descriptor, short type) {
+    struct flock request {};
+    request.l_type = type;
+    request.l_whence = SEEK_SET;
+    request.l_start = kLockOffset;
+    request.l_len = 1;
+    int result;
+    do {
+        result = ::fcntl(descriptor, F_OFD_SETLKW, &request);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
+}  // namespace
+
+bool SystemFile::lock(LockMode mode) {
+    if (!isOpen()) errno = EBADF;
+    if (!isOpen() || !setLock(fd(handle_), mode == LockMode::Exclusive ? F_WRLCK : F_RDLCK)) {
+        failWithSystemError();
+        return false;
+    }
+    return true;
+}
+
+bool SystemFile::unlock() {
+    if (!isOpen()) errno = EBADF;
+    if (!isOpen() || !setLock(fd(handle_), F_UNLCK)) {
+        failWithSystemError();
+        return false;
+    }
+    return true;
+}
+
+bool SystemFile::duplicate(SystemFile& copy) {
+    copy.close();
+    if (!isOpen()) errno = EBADF;
+    const int result = isOpen() ? ::fcntl(fd(handle_), F_DUPFD_CLOEXEC, 0) : -1;
+    if (result < 0) {
+        failWithSystemError();
+        copy.failWithSystemError();
+        return false;
+    }
+    copy.handle_ = result;
+    copy.position_ = 0;
+    return true;
+}
+
+bool SystemFile::syncFolderOf(const std::string& utf8Path) {
+    const std::size_t slash = utf8Path.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : utf8Path.substr(0, slash);
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) return false;
+    const bool synced = ::fsync(descriptor) == 0;
+    ::close(descriptor);
+    return synced;
+}
 
 bool SystemFile::sameFile(const std::string& a, const std::string& b) {
     struct stat first {}, second {};
@@ -203,13 +293,7 @@ bool SystemFile::replaceFile(const std::string& from, const std::string& to, std
         return false;
     }
     // The new name is durable once the folder's entry is; a failure here loses nothing now.
-    const std::size_t slash = to.find_last_of('/');
-    const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : to.substr(0, slash);
-    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor >= 0) {
-        ::fsync(descriptor);
-        ::close(descriptor);
-    }
+    syncFolderOf(to);
     return true;
 }
 

@@ -189,10 +189,81 @@ bool SystemFile::lastErrorIsNotFound() const {
     return !endOfFile_ && (lastError_ == ERROR_FILE_NOT_FOUND || lastError_ == ERROR_PATH_NOT_FOUND);
 }
 
+bool SystemFile::lastErrorIsReadOnly() const {
+    return !endOfFile_ && (lastError_ == ERROR_ACCESS_DENIED || lastError_ == ERROR_WRITE_PROTECT);
+}
+
 bool SystemFile::deleteFile(const std::string& utf8Path) {
+    if (faultInjected(Operation::Remove)) {
+        SetLastError(ERROR_DISK_FULL);
+        return false;
+    }
     std::wstring wide;
     return widenUtf8(utf8Path, wide) && DeleteFileW(wide.c_str()) != 0;
 }
+
+namespace {
+
+FileId idOf(const BY_HANDLE_FILE_INFORMATION& info) {
+    return {info.dwVolumeSerialNumber,
+            static_cast<std::uint64_t>(info.nFileIndexHigh) << 32 | info.nFileIndexLow};
+}
+
+// The locked byte: far past the end of any real file, so no read or write ever meets it
+// (Windows locks are mandatory for the bytes they cover).
+constexpr std::uint64_t kLockOffset = std::uint64_t{1} << 62;
+
+}  // namespace
+
+bool SystemFile::fileId(FileId& id) {
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (!isOpen()) SetLastError(ERROR_INVALID_HANDLE);
+    if (!isOpen() || !GetFileInformationByHandle(toHandle(handle_), &info)) {
+        failWithSystemError();
+        return false;
+    }
+    id = idOf(info);
+    return true;
+}
+
+bool SystemFile::lock(LockMode mode) {
+    OVERLAPPED at = overlappedAt(kLockOffset);
+    if (!isOpen()) SetLastError(ERROR_INVALID_HANDLE);
+    if (!isOpen() ||
+        !LockFileEx(toHandle(handle_), mode == LockMode::Exclusive ? LOCKFILE_EXCLUSIVE_LOCK : 0, 0, 1, 0, &at)) {
+        failWithSystemError();
+        return false;
+    }
+    return true;
+}
+
+bool SystemFile::unlock() {
+    OVERLAPPED at = overlappedAt(kLockOffset);
+    if (!isOpen()) SetLastError(ERROR_INVALID_HANDLE);
+    if (!isOpen() || !UnlockFileEx(toHandle(handle_), 0, 1, 0, &at)) {
+        failWithSystemError();
+        return false;
+    }
+    return true;
+}
+
+bool SystemFile::duplicate(SystemFile& copy) {
+    copy.close();
+    HANDLE twin = nullptr;
+    if (!isOpen()) SetLastError(ERROR_INVALID_HANDLE);
+    if (!isOpen() || !DuplicateHandle(GetCurrentProcess(), toHandle(handle_), GetCurrentProcess(), &twin, 0, FALSE,
+                                      DUPLICATE_SAME_ACCESS)) {
+        failWithSystemError();
+        copy.failWithSystemError();
+        return false;
+    }
+    copy.handle_ = reinterpret_cast<std::intptr_t>(twin);
+    copy.position_ = 0;
+    return true;
+}
+
+// NTFS journals its folder entries itself; there is no folder handle to flush.
+bool SystemFile::syncFolderOf(const std::string&) { return true; }
 
 namespace {
 
@@ -208,6 +279,13 @@ bool fileIdentity(const std::string& path, BY_HANDLE_FILE_INFORMATION& info) {
 }
 
 }  // namespace
+
+bool SystemFile::fileIdAt(const std::string& utf8Path, FileId& id) {
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (!fileIdentity(utf8Path, info)) return false;
+    id = idOf(info);
+    return true;
+}
 
 bool SystemFile::sameFile(const std::string& a, const std::string& b) {
     BY_HANDLE_FILE_INFORMATION first{}, second{};

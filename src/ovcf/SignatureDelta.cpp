@@ -1,16 +1,10 @@
-#include "import/SignatureRefresh.h"
-
-#include <algorithm>
-#include <chrono>
-#include <vector>
+#include "ovcf/SignatureDelta.h"
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
-#include "import/SignatureUpdate.h"
 #include "ovcf/ContentSignature.h"
 
 namespace ovcf {
-
 namespace {
 
 // Whether any bit of points [first, end) differs between the two maps.
@@ -26,20 +20,22 @@ bool rangeDiffers(const std::vector<std::uint64_t>& a, const std::vector<std::ui
     return false;
 }
 
+bool isSet(const std::vector<std::uint64_t>& map, std::uint64_t g) {
+    return (g >> 6) < map.size() && (map[g >> 6] >> (g & 63)) & 1u;
+}
+
 }  // namespace
 
 bool changedSignature(OvcfReader& reader, const std::vector<std::uint64_t>& before,
-                      const std::vector<std::uint64_t>& after,
-                      std::uint64_t baselineSignature, SignatureChange& change, std::string& error) {
+                      const std::vector<std::uint64_t>& after, std::uint64_t baselineSignature,
+                      SignatureChange& change, std::string& error) {
     change = {baselineSignature, 0};
     const std::vector<HierarchyRecord>& nodes = reader.nodes();
-    const std::vector<std::uint64_t>& a = before;
-    const std::vector<std::uint64_t>& b = after;
     const std::uint32_t format = reader.header().pointFormat;
     std::vector<PointRecord> points;
     for (std::size_t node = 0; node < nodes.size(); ++node) {
         const std::uint64_t first = nodes[node].firstPoint, end = first + nodes[node].pointCount;
-        if (first == end || !rangeDiffers(a, b, first, end)) continue;
+        if (first == end || !rangeDiffers(before, after, first, end)) continue;
         std::string reason;
         if (!reader.readNode(static_cast<std::uint32_t>(node), points, reason, false)) {
             error = "cannot re-read node " + std::to_string(node) + " to update the cache signature: " + reason;
@@ -47,10 +43,7 @@ bool changedSignature(OvcfReader& reader, const std::vector<std::uint64_t>& befo
         }
         ++change.nodesRead;
         for (std::size_t j = 0; j < points.size() && first + j < end; ++j) {
-            const std::uint64_t g = first + j;
-            if ((g >> 6) >= a.size() || (g >> 6) >= b.size()) break;
-            const std::uint64_t bit = std::uint64_t{1} << (g & 63);
-            const bool was = a[g >> 6] & bit, now = b[g >> 6] & bit;
+            const bool was = isSet(before, first + j), now = isSet(after, first + j);
             if (was == now) continue;
             const std::uint64_t hash = pointHashForFormat(points[j], format);
             change.signature = now ? change.signature - hash : change.signature + hash;
@@ -59,19 +52,21 @@ bool changedSignature(OvcfReader& reader, const std::vector<std::uint64_t>& befo
     return true;
 }
 
-bool refreshCacheSignature(OvcfReader& reader, const std::vector<std::uint64_t>& before,
-                      const std::vector<std::uint64_t>& after,
-                           std::uint64_t baselineSignature, std::uint64_t aliveAfter, std::uint64_t& newSignature,
-                           std::string& error) {
-    newSignature = baselineSignature;
-    if (baselineSignature == 0) return true;
-    const auto start = std::chrono::steady_clock::now();
-    SignatureChange change;
-    if (!changedSignature(reader, before, after, baselineSignature, change, error)) return false;
-    if (!updateSignature(reader.path(), aliveAfter, change.signature, error)) return false;
-    newSignature = change.signature;
-    logSignatureRefresh(aliveAfter, change.nodesRead,
-                        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+bool survivorsSignature(OvcfReader& reader, const std::vector<std::uint64_t>& deleted, std::uint64_t& signature,
+                        std::string& error) {
+    signature = 0;
+    const std::uint32_t format = reader.header().pointFormat;
+    std::vector<PointRecord> points;
+    for (std::size_t node = 0; node < reader.nodes().size(); ++node) {
+        std::string reason;
+        if (!reader.readNode(static_cast<std::uint32_t>(node), points, reason, false)) {
+            error = "cannot read node " + std::to_string(node) + " to compute the signature: " + reason;
+            return false;
+        }
+        const std::uint64_t first = reader.nodes()[node].firstPoint;
+        for (std::size_t j = 0; j < points.size(); ++j)
+            if (!isSet(deleted, first + j)) signature += pointHashForFormat(points[j], format);
+    }
     return true;
 }
 
