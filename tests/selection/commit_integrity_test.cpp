@@ -1,0 +1,158 @@
+// Confirmed deletions never land in the wrong file, never drop another writer's deletions, and
+// never leave a map, count and signature that disagree: a file replaced under an open history,
+// two writers on one file (in turn and at once, on threads), a file whose count disagrees with
+// its map, and a commit interrupted with its journal still beside the file.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <thread>
+
+#include "../streaming/StreamingTestSupport.h"
+#include "CommitTestSupport.h"
+#include "ovcf/CommitJournal.h"
+#include "ovcf/ConfirmedState.h"
+#include "ovcf/FileCheck.h"
+#include "selection/PointReadBack.h"
+#include "TestSupport.h"
+
+namespace ovcf::test {
+namespace {
+
+TEST_F(CommitFixture, AFileReplacedSinceOpeningIsNeverWritten) {
+    Writer view(path);
+    view.remove(0, 500);
+    // The cache is rebuilt at the same path (a new file renamed over the old one).
+    const std::string rebuilt = dir.file("rebuilt.ovcf");
+    writeCloud(rebuilt, fullTree(1, 300));
+    std::string error;
+    ASSERT_TRUE(SystemFile::replaceFile(rebuilt, path, error)) << error;
+    const std::vector<std::uint8_t> fresh = fileBytes(path);
+
+    bool wrote = true;
+    EXPECT_FALSE(view.history.confirm(view.reader, wrote, error));
+    EXPECT_EQ(error, kFileReplacedText);
+    EXPECT_TRUE(fileBytes(path) == fresh) << "the new file was written";
+    EXPECT_TRUE(view.history.hasUnsavedChanges());
+    EXPECT_EQ(view.history.undoDepth(), 1u);
+    EXPECT_EQ(view.history.deletedCount(), 500u);
+
+    // The survivors still come from the file the view opened, not from the one now at the path.
+    std::vector<double> xyz(3 * view.reader.header().pointCount);
+    const ReadBackSource source{path, &view.reader, &view.history.deleted(), &view.history.deletedInNode(), nullptr, {}};
+    const HostPointBuffers out{xyz.data(), nullptr, nullptr, static_cast<std::int64_t>(xyz.size() / 3)};
+    EXPECT_EQ(readSurvivingPoints(source, out, false, error),
+              static_cast<std::int64_t>(view.reader.header().pointCount - 500));
+}
+
+TEST_F(CommitFixture, TwoWritersInTurnEndWithTheUnionAndAgreeingHeader) {
+    Writer first(path), second(path);
+    first.remove(0, 400);
+    second.remove(300, 900);  // overlaps the first writer's range
+    std::string error;
+    bool wrote = false;
+    ASSERT_TRUE(first.history.confirm(first.reader, wrote, error)) << error;
+    ASSERT_TRUE(second.history.confirm(second.reader, wrote, error)) << error;
+    expectConsistent(rangeMap(0, 900));
+    EXPECT_EQ(second.history.deletedCount(), 900u) << "the other writer's deletions are taken over";
+    EXPECT_TRUE(second.history.adoptedOtherChanges());
+
+    // The first writer brings part of its own range back; the second writer's stay deleted.
+    first.history.restoreAll(wrote);
+    ASSERT_TRUE(first.history.confirm(first.reader, wrote, error)) << error;
+    expectConsistent(rangeMap(400, 900));
+    EXPECT_EQ(first.history.deletedCount(), 500u);
+}
+
+TEST_F(CommitFixture, WritersOnThreadsCommittingAtOnceLoseNothing) {
+    constexpr int kWriters = 3, kCommits = 6;
+    std::vector<std::thread> threads;
+    std::vector<std::string> errors(kWriters);
+    for (int w = 0; w < kWriters; ++w)
+        threads.emplace_back([&, w] {
+            Writer writer(path);
+            for (int c = 0; c < kCommits; ++c) {
+                const std::uint64_t first = 100 * (kCommits * w + c);
+                writer.remove(first, first + 50);
+                bool wrote = false;
+                if (!writer.history.confirm(writer.reader, wrote, errors[w])) return;
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    PointBitmap expected;
+    expected.reset(pointCount());
+    for (int w = 0; w < kWriters; ++w) {
+        EXPECT_EQ(errors[w], "");
+        for (int c = 0; c < kCommits; ++c)
+            for (std::uint64_t g = 100 * (kCommits * w + c); g < 100 * (kCommits * w + c) + 50; ++g) expected.set(g);
+    }
+    expectConsistent(expected);
+}
+
+TEST_F(CommitFixture, AMapThatDisagreesWithItsCountKeepsItsDeletions) {
+    // As a kill between the map and the header used to leave it: map written, count and
+    // signature from before.
+    std::vector<std::uint8_t> bytes = fileBytes(path);
+    const std::size_t map = static_cast<std::size_t>(readLe(bytes, 176, 8));
+    for (std::size_t b = 0; b < 25; ++b) bytes[map + b] = 0xFF;  // points 0..199
+    writeFileBytes(path, bytes);
+
+    test::LogCapture log;
+    Writer view(path);
+    EXPECT_EQ(log.count(LogWarn, "'cloud.ovcf': la mappa dei cancellati segna 200 punti ma l'intestazione ne conta 0; vale la mappa"), 1);
+    EXPECT_EQ(view.history.deletedCount(), 200u);
+    view.remove(1000, 1100);
+    std::string error;
+    bool wrote = false;
+    ASSERT_TRUE(view.history.confirm(view.reader, wrote, error)) << error;
+    PointBitmap expected = rangeMap(0, 200);
+    expected.orWith(rangeMap(1000, 1100));
+    expectConsistent(expected);
+}
+
+TEST_F(CommitFixture, AnInterruptedCommitIsReadAsTheOldStateUntilItIsRolledBack) {
+    Writer view(path);
+    view.remove(0, 700);
+    std::string error;
+    bool wrote = false;
+    ASSERT_TRUE(view.history.confirm(view.reader, wrote, error)) << error;
+    const std::vector<std::uint8_t> confirmed = fileBytes(path);
+
+    // A second commit dies after writing the file but before removing its journal.
+    {
+        JournalKeeper keep(path);
+        view.remove(2000, 2100);
+        EXPECT_FALSE(view.history.confirm(view.reader, wrote, error));
+        keep.leaveAsCrashed();
+    }
+    EXPECT_FALSE(fileBytes(path) == confirmed);
+    std::vector<std::uint8_t> journal = fileBytes(journalPathOf(path));
+    ASSERT_FALSE(journal.empty());
+
+    // Read without recovery (as on a read-only medium): the state before the dead commit.
+    FileHeader header;
+    ASSERT_EQ(OvcfReader::probeHeader(path, header, error), ProbeValid) << error;
+    EXPECT_EQ(header.deletedCount, 700u);
+    OvcfReader reader;
+    ASSERT_TRUE(reader.open(path, error)) << error;
+    ConfirmedState state;
+    ASSERT_TRUE(readConfirmedState(reader.file(), path, state, error)) << error;
+    EXPECT_TRUE(state.throughJournal);
+    EXPECT_EQ(state.mapCount, 700u);
+
+    // The check rolls it back: the file is byte for byte the confirmed one, with no journal.
+    FileCheckResult result;
+    std::string fault;
+    EXPECT_TRUE(checkFile(path, true, result, fault)) << fault;
+    EXPECT_TRUE(fileBytes(path) == confirmed);
+    EXPECT_EQ(folderEntries(dir.path()), std::vector<std::string>{"cloud.ovcf"});
+
+    // A journal cut short (the commit died while writing it) is dropped and the file trusted.
+    journal.resize(journal.size() / 2);
+    writeFileBytes(journalPathOf(path), journal);
+    EXPECT_TRUE(checkFile(path, true, result, fault)) << fault;
+    EXPECT_TRUE(fileBytes(path) == confirmed);
+    EXPECT_EQ(folderEntries(dir.path()), std::vector<std::string>{"cloud.ovcf"});
+}
+
+}  // namespace
+}  // namespace ovcf::test
