@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <set>
 #include <string>
 #include <thread>
@@ -340,6 +342,36 @@ TEST_F(EditingInput, ConfirmedDeletionsReachTheFileAndTheCacheStillMatchesTheHos
     ASSERT_EQ(PC_ComputeSignature(cache.c_str(), xyz.data(), rgb.data(), static_cast<int64_t>(rgb.size()), &signature),
               PC_OK);
     EXPECT_EQ(PC_CheckCache(cache.c_str(), static_cast<int64_t>(rgb.size()), signature), PC_CACHE_MATCHES) << lastLibraryError();
+}
+
+TEST_F(EditingInput, ACacheRebuiltUnderTheViewIsNeverWrittenWithItsDeletions) {
+    PC_SetSelectionTool(view, 2);
+    drag(160, 120, 190, 150);
+    const uint64_t k = PC_DeleteSelected(view);
+    ASSERT_GT(k, 0u);
+    // The host rebuilds the cache at the same path from a cloud moved 5 m up.
+    std::vector<double> xyz;
+    std::vector<uint32_t> rgb;
+    gridCloud(xyz, rgb);
+    for (std::size_t i = 2; i < xyz.size(); i += 3) xyz[i] += 5.0;
+    ASSERT_EQ(PC_BuildCacheFromMemory(cache.c_str(), xyz.data(), rgb.data(), static_cast<int64_t>(rgb.size()), 0.001,
+                                      nullptr, nullptr), PC_OK) << lastLibraryError();
+    const auto readAll = [&] {
+        std::ifstream in(std::filesystem::u8path(cache), std::ios::binary);
+        return std::vector<char>(std::istreambuf_iterator<char>(in), {});
+    };
+    const std::vector<char> rebuilt = readAll();
+
+    EXPECT_EQ(PC_ConfirmChanges(view), PC_FAILED);
+    EXPECT_EQ(lastLibraryError(), "the file was replaced since it was opened: reopen it");
+    EXPECT_TRUE(readAll() == rebuilt) << "the new cache was written";
+    EXPECT_EQ(PC_HasUnsavedChanges(view), 1);
+    // The survivors still come from the file the view shows; the deletion can still be undone.
+    std::vector<double> out(3 * rgb.size());
+    EXPECT_EQ(PC_ReadSurvivingPoints(view, out.data(), nullptr, static_cast<int64_t>(rgb.size()), 0),
+              static_cast<int64_t>(rgb.size() - k));
+    EXPECT_DOUBLE_EQ(out[2], kZ0);
+    EXPECT_EQ(PC_UndoDeletion(view), k);
 }
 
 TEST_F(EditingInput, ReadingBackChecksTheCapacityAndSortsWholePoints) {
