@@ -1,5 +1,6 @@
 #include "selection/DeletionHistory.h"
 
+#include <algorithm>
 #include <bit>
 #include <chrono>
 
@@ -9,11 +10,20 @@
 #include "ovcf/FileFormat.h"
 #include "ovcf/OvcfReader.h"
 #include "ovcf/SignatureDelta.h"
+#include "platform/SystemInfo.h"
 
 namespace ovcf {
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "the file's map bytes are the words' own bytes");
+
+constexpr std::size_t kLeastUndoBudget = std::size_t{64} << 20;
+
+std::size_t defaultUndoBudget() {
+    std::uint64_t available = 0;
+    if (!availablePhysicalMemory(available)) return kLeastUndoBudget;
+    return static_cast<std::size_t>(std::max<std::uint64_t>(kLeastUndoBudget, available / 8));
+}
 
 double millisecondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
@@ -31,7 +41,8 @@ void DeletionHistory::open(const std::string& path, const std::vector<NodeInfo>&
     inFile_ = deleted_;
     fileSignature_ = fileSignature;
     opened_.reset();
-    undo_.clear();
+    dropUndo();
+    undoBudget_ = defaultUndoBudget();
     unsaved_ = false;
     countPerNode();
 }
@@ -48,7 +59,7 @@ void DeletionHistory::close() {
     inFile_.reset(0);
     fileSignature_ = 0;
     opened_.reset();
-    undo_.clear();
+    dropUndo();
     unsaved_ = false;
     deletedInNode_.clear();
     survivingInSubtree_.clear();
@@ -61,7 +72,7 @@ std::uint64_t DeletionHistory::deleteSelected(PointBitmap& selection, bool& chan
         return 0;
     }
     const auto start = std::chrono::steady_clock::now();
-    undo_.emplace_back(selection);
+    pushUndo(selection);
     const std::uint64_t newly = deleted_.orWith(selection);
     if (newly > 0) {
         unsaved_ = true;
@@ -84,6 +95,7 @@ std::uint64_t DeletionHistory::undo(PointBitmap& selection, bool& changed) {
     }
     const BitmapRuns record = std::move(undo_.back());
     undo_.pop_back();
+    undoBytes_ -= record.storedBytes();
     const std::uint64_t restored = record.clearFrom(deleted_);
     if (restored > 0) {
         unsaved_ = true;
@@ -105,7 +117,7 @@ std::uint64_t DeletionHistory::restoreAll(bool& changed) {
         return 0;
     }
     deleted_.clearAll();
-    undo_.clear();
+    dropUndo();
     unsaved_ = true;
     countPerNode();
     changed = true;
@@ -144,12 +156,31 @@ bool DeletionHistory::confirm(OvcfReader& reader, bool& wrote, std::string& erro
     if (outcome.signature != 0)
         logSignatureRefresh(deleted_.pointCount() - deleted_.count(), outcome.nodesRead, millisecondsSince(start));
     unsaved_ = false;
-    undo_.clear();
+    dropUndo();
     wrote = true;
     if (logLevelThreshold() <= LogInfo)
         logLine(LogInfo, "modifiche confermate in %.0f ms. I punti restano nel file: si possono rimettere in gioco tutti insieme",
                 millisecondsSince(start));
     return true;
+}
+
+void DeletionHistory::pushUndo(const PointBitmap& selection) {
+    undo_.emplace_back(selection);
+    undoBytes_ += undo_.back().storedBytes();
+    std::size_t dropped = 0;
+    while (undoBytes_ > undoBudget_ && undo_.size() > 1) {
+        undoBytes_ -= undo_.front().storedBytes();
+        undo_.pop_front();
+        ++dropped;
+    }
+    if (dropped != 0)
+        logLine(LogWarn, "memoria per gli annullamenti piena (%s): le %zu cancellazioni piu' vecchie non si possono piu' annullare",
+                formatSize(undoBudget_).c_str(), dropped);
+}
+
+void DeletionHistory::dropUndo() {
+    undo_.clear();
+    undoBytes_ = 0;
 }
 
 void DeletionHistory::countPerNode() {

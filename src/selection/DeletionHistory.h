@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,6 +51,12 @@ public:
     // The last confirmation took over changes that another writer had confirmed.
     bool adoptedOtherChanges() const { return adopted_; }
     std::size_t undoDepth() const { return undo_.size(); }
+    // The memory the undo records hold, and how much they may: beyond it the oldest records go
+    // (the newest always stays). By default an eighth of the memory available when the cloud is
+    // opened, at least 64 MiB.
+    std::size_t undoBytes() const { return undoBytes_; }
+    void setUndoBudget(std::size_t bytes) { undoBudget_ = bytes; }
+    std::size_t undoBudget() const { return undoBudget_; }
     // Per node, in node-record order.
     const std::vector<std::uint32_t>& deletedInNode() const { return deletedInNode_; }
     const std::vector<std::uint64_t>& survivingInSubtree() const { return survivingInSubtree_; }
@@ -63,7 +70,12 @@ private:
     PointBitmap inFile_;                 // the map as the file holds it
     std::uint64_t fileSignature_ = 0;    // the signature that goes with inFile_
     std::optional<OpenedFile> opened_;   // the file this history belongs to
-    std::vector<BitmapRuns> undo_;
+    void pushUndo(const PointBitmap& selection);
+    void dropUndo();
+
+    std::deque<BitmapRuns> undo_;
+    std::size_t undoBytes_ = 0;
+    std::size_t undoBudget_ = 0;
     bool unsaved_ = false;
     bool adopted_ = false;
     std::vector<std::uint32_t> deletedInNode_;

@@ -101,6 +101,21 @@ TEST_F(DeletionHistoryTest, DeleteUndoAndRestoreFollowTheirRules) {
     EXPECT_FALSE(changed);
 }
 
+TEST_F(DeletionHistoryTest, UndoRecordsOverTheirBudgetDropTheOldestAndKeepTheNewest) {
+    test::LogCapture log;
+    bool changed = false;
+    history.setUndoBudget(1);  // below any record: only the newest can stay
+    for (std::uint64_t first : {0, 1000, 2000}) {
+        select({{first, first + 300}});
+        history.deleteSelected(selection, changed);
+    }
+    EXPECT_EQ(history.undoDepth(), 1u);
+    EXPECT_EQ(log.count(LogWarn, "memoria per gli annullamenti piena (1 B): le 1 cancellazioni piu' vecchie non si possono piu' annullare"), 2);
+    EXPECT_EQ(history.undo(selection, changed), 300u);
+    EXPECT_EQ(history.deletedCount(), 600u) << "the older deletions stay, no longer undoable";
+    EXPECT_EQ(history.undoBytes(), 0u);
+}
+
 TEST_F(DeletionHistoryTest, PerNodeCountsMatchAnIndependentCount) {
     select({{0, 150}, {1000, 1010}, {5000, 7000}});
     bool changed = false;

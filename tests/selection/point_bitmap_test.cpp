@@ -66,18 +66,30 @@ TEST(PointBitmap, FileBytesBeyondThePointCountAreDropped) {
     EXPECT_EQ(b.count(), 10u);
 }
 
-TEST(BitmapRuns, UndoRecordsActLikeTheBitmapTheyCopy) {
-    for (int oneIn : {2, 50, 5000}) {
-        const PointBitmap record = randomBitmap(100000, 4, oneIn);
-        const BitmapRuns runs(record);
-        EXPECT_EQ(runs.count(), record.count());
+TEST(BitmapRuns, UndoRecordsActLikeTheBitmapTheyCopyInTheSmallerForm) {
+    PointBitmap block, ends;
+    block.reset(100000);
+    ends.reset(100000);
+    for (std::uint64_t g = 20000; g < 30000; ++g) block.set(g);
+    ends.set(0);
+    ends.set(99999);
+    struct Case {
+        PointBitmap record;
+        bool sparse;
+    };
+    const Case cases[] = {{randomBitmap(100000, 4, 2), false}, {block, false},
+                          {randomBitmap(100000, 4, 50), true}, {randomBitmap(100000, 4, 5000), true}, {ends, true}};
+    for (const Case& c : cases) {
+        const BitmapRuns runs(c.record);
+        EXPECT_EQ(runs.isSparse(), c.sparse);
+        EXPECT_EQ(runs.count(), c.record.count());
         PointBitmap target = randomBitmap(100000, 5, 7), expected = target;
-        EXPECT_EQ(runs.orInto(target), expected.orWith(record));
+        EXPECT_EQ(runs.orInto(target), expected.orWith(c.record));
         EXPECT_EQ(target, expected);
-        EXPECT_EQ(runs.clearFrom(target), expected.andNot(record));
+        EXPECT_EQ(runs.clearFrom(target), expected.andNot(c.record));
         EXPECT_EQ(target, expected);
-        if (oneIn == 5000) {
-            EXPECT_LT(runs.storedWords(), record.words().size() / 4) << "sparse records stay small";
+        if (c.sparse) {
+            EXPECT_LE(runs.storedBytes(), 3 * c.record.count() + sizeof(BitmapRuns)) << "a few bytes a point";
         }
     }
 }
