@@ -76,8 +76,15 @@ bool commitDeletions(OvcfReader& reader, const CommitRequest& request, CommitOut
     merge(now.map, last, wanted, outcome);
 
     outcome.signature = now.header.currentSignature;
-    if (now.header.currentSignature != 0) {
-        if (now.mapCount == now.header.deletedCount) {
+    // A file built without a signature has none to keep; the current one is 0 legitimately when
+    // every point is deleted.
+    if (now.header.buildSignature != 0) {
+        // Nothing deleted: the points as built; everything deleted: the empty set. No reading.
+        if (outcome.deletedCount == 0) {
+            outcome.signature = now.header.buildSignature;
+        } else if (outcome.deletedCount == now.header.pointCount) {
+            outcome.signature = 0;
+        } else if (now.mapCount == now.header.deletedCount) {
             SignatureChange change;
             if (!changedSignature(reader, now.map, outcome.map, now.header.currentSignature, change, error)) return false;
             outcome.signature = change.signature;
