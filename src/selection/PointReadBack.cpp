@@ -15,77 +15,105 @@ std::uint32_t packedColour(const PointRecord& p) {
     return static_cast<std::uint32_t>(p.red) << 16 | static_cast<std::uint32_t>(p.green) << 8 | p.blue;
 }
 
-// Sorting by elevation, highest first, in the host's own buffers. While the points are written a
-// key is kept for each: its quantised z (z grows with it, as the step is positive) above its
-// position in the buffers. The keys are sorted, then the buffers are permuted in place by
-// following the permutation's cycles, so the only extra memory is the keys, 8 bytes a point,
-// not a second copy of the points.
-class ElevationOrder {
+// Where each point goes in the host's buffers: in file order, or sorted by elevation, highest
+// first. Sorting is a counting sort on the quantised z, straight into the host's buffers: a first
+// pass over the file counts the points of each of 2^20 slices of the root cube's height, and the
+// second writes every point at the next free place of its slice. A slice one quantum high needs
+// nothing more; a thicker one is sorted within itself afterwards. The only extra memory is the
+// 8 MiB of counts (and, for a thick slice, an index of its points), never a second copy.
+class Placement {
 public:
-    // A key holds a position in 32 bits.
-    static constexpr std::uint64_t kMostPoints = 0xFFFFFFFFu;
-    static bool fits(bool wanted, std::uint64_t expected, std::string& error) {
-        if (!wanted || expected <= kMostPoints) return true;
-        error = "cannot sort more than " + std::to_string(kMostPoints) + " points by elevation";
-        return false;
+    Placement(bool sorted, const FileHeader& header) : sorted_(sorted) {
+        if (!sorted_) return;
+        zBase_ = header.rootOrigin[2];
+        shift_ = header.rootExponent > kSliceBits ? header.rootExponent - kSliceBits : 0;
+        slots_.assign(std::size_t{1} << kSliceBits, 0);
     }
-
-    explicit ElevationOrder(bool wanted, std::uint64_t expected) : wanted_(wanted) {
-        if (wanted_) keys_.reserve(static_cast<std::size_t>(expected));
-    }
-    void note(const PointRecord& p, std::int64_t at) {
-        if (wanted_) keys_.push_back(std::uint64_t{p.z} << 32 | static_cast<std::uint64_t>(at));
-    }
-    bool applies(std::int64_t written) const { return wanted_ && written > 1; }
-    void apply(const HostPointBuffers& out) {
-        std::sort(keys_.begin(), keys_.end(), std::greater<>());
-        constexpr std::uint64_t kIndex = 0xFFFFFFFFu, kDone = std::uint64_t{1} << 63;
-        for (std::uint64_t& key : keys_) key &= kIndex;
-        // Position i takes the point now at keys_[i]; each cycle is walked once.
-        for (std::size_t i = 0; i < keys_.size(); ++i) {
-            if (keys_[i] & kDone) continue;
-            if (keys_[i] == i) continue;
-            const Saved held = save(out, i);
-            std::size_t j = i;
-            for (;;) {
-                const std::size_t from = static_cast<std::size_t>(keys_[j] & kIndex);
-                keys_[j] |= kDone;
-                if (from == i) {
-                    restore(out, j, held);
-                    break;
-                }
-                move(out, from, j);
-                j = from;
-            }
+    bool sorted() const { return sorted_; }
+    // First pass: one more point in the slice of `p`.
+    void count(const PointRecord& p) { ++slots_[slice(p)]; }
+    // Between the passes: each slice's first place, the highest slice first.
+    void startPlacing() {
+        std::uint64_t next = 0;
+        for (std::size_t s = slots_.size(); s-- > 0;) {
+            const std::uint64_t n = slots_[s];
+            slots_[s] = next;
+            next += n;
         }
-        keys_ = {};
+    }
+    // Second pass (or the only one): the place of the `written`-th point.
+    std::int64_t place(const PointRecord& p, std::int64_t written) {
+        return sorted_ ? static_cast<std::int64_t>(slots_[slice(p)]++) : written;
+    }
+    // After the second pass, each slice's places end where the next lower one starts.
+    void sortWithinSlices(const HostPointBuffers& out, std::int64_t written) {
+        if (!sorted_ || shift_ == 0) return;
+        std::uint64_t begin = 0;
+        std::vector<std::uint32_t> order;
+        for (std::size_t s = slots_.size(); s-- > 0;) {
+            const std::uint64_t end = slots_[s];
+            if (end > begin + 1) sortRange(out, begin, std::min<std::uint64_t>(end, std::uint64_t(written)), order);
+            begin = std::max(begin, end);
+        }
     }
 
 private:
-    struct Saved {
+    static constexpr std::uint32_t kSliceBits = 20;
+
+    std::size_t slice(const PointRecord& p) const {
+        const std::uint64_t s = p.z >= zBase_ ? std::uint64_t(p.z - zBase_) >> shift_ : 0;
+        return static_cast<std::size_t>(std::min<std::uint64_t>(s, slots_.size() - 1));
+    }
+    // Sorts places [begin, end) by z, highest first, by following the cycles of their order.
+    static void sortRange(const HostPointBuffers& out, std::uint64_t begin, std::uint64_t end,
+                          std::vector<std::uint32_t>& order) {
+        const std::size_t n = static_cast<std::size_t>(end - begin);
+        double* xyz = out.xyz + 3 * begin;
+        order.resize(n);
+        for (std::size_t i = 0; i < n; ++i) order[i] = static_cast<std::uint32_t>(i);
+        std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) { return xyz[3 * a + 2] > xyz[3 * b + 2]; });
+        std::vector<bool> done(n, false);
+        for (std::size_t i = 0; i < n; ++i) {
+            if (done[i] || order[i] == i) continue;
+            const Held held = hold(out, begin + i);
+            std::size_t j = i;
+            for (;;) {
+                const std::size_t from = order[j];
+                done[j] = true;
+                if (from == i) {
+                    put(out, begin + j, held);
+                    break;
+                }
+                move(out, begin + from, begin + j);
+                j = from;
+            }
+        }
+    }
+    struct Held {
         double xyz[3];
         std::uint32_t colour = 0;
         std::uint8_t flag = 0;
     };
-    static Saved save(const HostPointBuffers& out, std::size_t i) {
-        Saved s{{out.xyz[3 * i], out.xyz[3 * i + 1], out.xyz[3 * i + 2]}};
-        if (out.colors) s.colour = out.colors[i];
-        if (out.flags) s.flag = out.flags[i];
-        return s;
+    static Held hold(const HostPointBuffers& out, std::uint64_t i) {
+        Held h{{out.xyz[3 * i], out.xyz[3 * i + 1], out.xyz[3 * i + 2]}};
+        if (out.colors) h.colour = out.colors[i];
+        if (out.flags) h.flag = out.flags[i];
+        return h;
     }
-    static void restore(const HostPointBuffers& out, std::size_t i, const Saved& s) {
-        for (int a = 0; a < 3; ++a) out.xyz[3 * i + a] = s.xyz[a];
-        if (out.colors) out.colors[i] = s.colour;
-        if (out.flags) out.flags[i] = s.flag;
+    static void put(const HostPointBuffers& out, std::uint64_t i, const Held& h) {
+        for (int a = 0; a < 3; ++a) out.xyz[3 * i + a] = h.xyz[a];
+        if (out.colors) out.colors[i] = h.colour;
+        if (out.flags) out.flags[i] = h.flag;
     }
-    static void move(const HostPointBuffers& out, std::size_t from, std::size_t to) {
+    static void move(const HostPointBuffers& out, std::uint64_t from, std::uint64_t to) {
         for (int a = 0; a < 3; ++a) out.xyz[3 * to + a] = out.xyz[3 * from + a];
         if (out.colors) out.colors[to] = out.colors[from];
         if (out.flags) out.flags[to] = out.flags[from];
     }
 
-    bool wanted_;
-    std::vector<std::uint64_t> keys_;
+    bool sorted_;
+    std::uint32_t zBase_ = 0, shift_ = 0;
+    std::vector<std::uint64_t> slots_;
 };
 
 bool openFor(const ReadBackSource& source, OvcfReader& reader, std::string& error) {
@@ -137,8 +165,15 @@ std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers&
     const PointBitmap& deleted = *source.deleted;
     std::int64_t written = 0;
     std::uint64_t hidden = 0;
-    if (!ElevationOrder::fits(sort, pointCount, error)) return -1;
-    ElevationOrder order(sort, pointCount);
+    const bool sorted = sort && pointCount > 1;
+    Placement placement(sorted, reader.header());
+    if (sorted && !readEveryPoint(reader, error, [&](std::uint32_t, std::uint64_t, const std::vector<PointRecord>& points,
+                                                     const FileHeader&) {
+            for (const PointRecord& p : points) placement.count(p);
+            return true;
+        }))
+        return -1;
+    placement.startPlacing();
     const bool ok = readEveryPoint(reader, error, [&](std::uint32_t node, std::uint64_t first,
                                                       const std::vector<PointRecord>& points, const FileHeader& h) {
         const bool nodeHasDeleted = source.deletedInNode && node < source.deletedInNode->size() &&
@@ -146,13 +181,13 @@ std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers&
         for (std::size_t j = 0; j < points.size(); ++j) {
             if (written >= out.capacity) return false;
             const Vec3d world = worldOf(h, points[j]);
-            put(out, written, world, points[j]);
-            order.note(points[j], written);
+            const std::int64_t at = placement.place(points[j], written);
+            put(out, at, world, points[j]);
             if (out.flags) {
                 const std::uint64_t g = first + j;
                 bool show = !(nodeHasDeleted && g < deleted.pointCount() && deleted.test(g));
                 if (show && source.region) show = source.region->contains(world - source.origin);
-                out.flags[written] = show ? 1 : 0;
+                out.flags[at] = show ? 1 : 0;
                 hidden += show ? 0 : 1;
             }
             ++written;
@@ -160,8 +195,7 @@ std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers&
         return true;
     });
     if (!ok) return -1;
-    const bool sorted = order.applies(written);
-    if (sorted) order.apply(out);
+    placement.sortWithinSlices(out, written);
     if (logLevelThreshold() <= LogInfo) {
         const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         logLine(LogInfo, "punti restituiti a Orvane: %s, di cui %s da nascondere%s, in %.0f ms%s",
@@ -188,24 +222,35 @@ std::int64_t readSurvivingPoints(const ReadBackSource& source, const HostPointBu
     OvcfReader reader;
     if (!openFor(source, reader, error)) return -1;
     std::int64_t written = 0;
-    if (!ElevationOrder::fits(sort, surviving, error)) return -1;
-    ElevationOrder order(sort, surviving);
-    const bool ok = readEveryPoint(reader, error, [&](std::uint32_t node, std::uint64_t first,
-                                                      const std::vector<PointRecord>& points, const FileHeader& h) {
-        const bool nodeHasDeleted = source.deletedInNode && node < source.deletedInNode->size() &&
-                                    (*source.deletedInNode)[node] > 0;
-        for (std::size_t j = 0; j < points.size(); ++j) {
-            if (nodeHasDeleted && first + j < deleted.pointCount() && deleted.test(first + j)) continue;
-            if (written >= out.capacity) return false;
-            put(out, written, worldOf(h, points[j]), points[j]);
-            order.note(points[j], written);
-            ++written;
-        }
+    const bool sorted = sort && surviving > 1;
+    Placement placement(sorted, reader.header());
+    // Calls take(record) for every surviving point, in record order.
+    const auto eachSurvivor = [&](auto&& take) {
+        return readEveryPoint(reader, error, [&](std::uint32_t node, std::uint64_t first,
+                                                 const std::vector<PointRecord>& points, const FileHeader& h) {
+            const bool nodeHasDeleted = source.deletedInNode && node < source.deletedInNode->size() &&
+                                        (*source.deletedInNode)[node] > 0;
+            for (std::size_t j = 0; j < points.size(); ++j) {
+                if (nodeHasDeleted && first + j < deleted.pointCount() && deleted.test(first + j)) continue;
+                if (!take(points[j], h)) return false;
+            }
+            return true;
+        });
+    };
+    if (sorted && !eachSurvivor([&](const PointRecord& p, const FileHeader&) {
+            placement.count(p);
+            return true;
+        }))
+        return -1;
+    placement.startPlacing();
+    const bool ok = eachSurvivor([&](const PointRecord& p, const FileHeader& h) {
+        if (written >= out.capacity) return false;
+        put(out, placement.place(p, written), worldOf(h, p), p);
+        ++written;
         return true;
     });
     if (!ok) return -1;
-    const bool sorted = order.applies(written);
-    if (sorted) order.apply({out.xyz, out.colors, nullptr, out.capacity});
+    placement.sortWithinSlices({out.xyz, out.colors, nullptr, out.capacity}, written);
     if (logLevelThreshold() <= LogInfo) {
         const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
         logLine(LogInfo, "punti restituiti a Orvane: %s in %.0f ms%s", formatCount(static_cast<std::uint64_t>(written)).c_str(),

@@ -275,5 +275,60 @@ TEST_F(DeletionHistoryTest, ReadBackHonoursCapacityFlagsAndElevationOrder) {
     EXPECT_EQ(k, alive);
 }
 
+TEST(ReadBackOrder, PointsInThickElevationSlicesComeOutSortedAndWhole) {
+    // A root cube of 2^28 quanta: the counting sort's slices are 256 quanta thick, and 5.000
+    // points within 2.000 quanta of height share a handful of them.
+    KnownCloud cloud;
+    cloud.params = knownParams(2, true);
+    cloud.params.rootExponent = 28;
+    std::mt19937 random(5);
+    std::vector<PointRecord> points(5000);
+    for (PointRecord& p : points) {
+        p.x = cloud.params.rootOrigin[0] + random() % 100000;
+        p.y = cloud.params.rootOrigin[1] + random() % 100000;
+        p.z = cloud.params.rootOrigin[2] + random() % 2000;
+        p.red = static_cast<std::uint8_t>(random());
+    }
+    cloud.nodes.push_back({{0, 0, 0, 0}, points});
+    TempDir dir("orvane_sorted");
+    const std::string path = dir.file("thick.ovcf");
+    writeCloud(path, cloud);
+    OvcfReader reader;
+    std::string error;
+    ASSERT_TRUE(reader.open(path, error)) << error;
+    DeletionHistory history;
+    history.open(path, describeNodes(reader.header(), reader.nodes(), {}), {}, points.size(), 0);
+    PointBitmap selection;
+    selection.reset(points.size());
+    for (std::uint64_t g = 0; g < 5000; g += 7) selection.set(g);
+    bool changed = false;
+    history.deleteSelected(selection, changed);
+    const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}};
+
+    for (const bool survivorsOnly : {false, true}) {
+        SCOPED_TRACE(survivorsOnly ? "surviving" : "all");
+        const std::int64_t n = survivorsOnly ? 5000 - 715 : 5000;
+        std::vector<double> xyz(3 * n);
+        std::vector<std::uint32_t> rgb(n);
+        std::vector<std::uint8_t> flags(n);
+        const auto read = [&](bool sort) {
+            return survivorsOnly ? readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, n}, sort, error)
+                                 : readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), n}, sort, error);
+        };
+        const auto whole = [&] {
+            std::vector<std::array<double, 5>> all;
+            for (std::int64_t i = 0; i < n; ++i)
+                all.push_back({xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2], double(rgb[i]), double(flags[i])});
+            std::sort(all.begin(), all.end());
+            return all;
+        };
+        ASSERT_EQ(read(false), n) << error;
+        const auto unsorted = whole();
+        ASSERT_EQ(read(true), n) << error;
+        for (std::int64_t i = 1; i < n; ++i) ASSERT_GE(xyz[3 * (i - 1) + 2], xyz[3 * i + 2]) << i;
+        EXPECT_EQ(whole(), unsorted) << "every point keeps its coordinates, colour and flag";
+    }
+}
+
 }  // namespace
 }  // namespace ovcf::test
