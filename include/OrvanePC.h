@@ -194,8 +194,22 @@ PC_API int PC_CALL PC_HasUnsavedChanges(PcView view);
  * content signature up to date (re-reading only the nodes that changed) and raises event 2.
  * No point record moves: deleted points stay in the file and can all be restored later.
  * Nothing changed since the last confirmation: 0 and the file is not touched. Status 0; 1;
- * 3 "no cloud is open"; 6 with the file's message (the view then stays unsaved and a later
- * confirmation writes everything again). Drops the undo records on success. */
+ * 3 "no cloud is open"; 6 with the file's message (the view then stays unsaved, deletions and
+ * undo records kept, and a later confirmation writes everything again). Drops the undo records
+ * on success.
+ * What a host can rely on:
+ *  - Identity: the file written is the file the view opened. A cache rebuilt or replaced at the
+ *    path since PC_OpenFile is refused with 6 "the file was replaced since it was opened: reopen
+ *    it", nothing written; read-back keeps reading the file the view shows.
+ *  - Several writers (views, processes, `ovcf clean`): commits hold an exclusive lock on the
+ *    file and merge: this view's own deletions and restorations since it last confirmed are
+ *    applied to the map the file holds now, so another writer's confirmed deletions are never
+ *    dropped; the view then shows them too (not as undoable steps). Map, count and signature
+ *    always agree.
+ *  - Crashes: the bytes about to change are saved in "<file>-journal" and flushed before the
+ *    file is written; whenever the process dies, the next PC_OpenFile, PC_CheckCache, `ovcf
+ *    check` or `ovcf info` finds the file as it was before the commit or as after it, whole (on
+ *    a read-only medium the file is read through the journal). */
 PC_API int PC_CALL PC_ConfirmChanges(PcView view);
 
 /* ---- Cache ------------------------------------------------------------------------------ */

@@ -154,5 +154,37 @@ TEST_F(CommitFixture, AnInterruptedCommitIsReadAsTheOldStateUntilItIsRolledBack)
     EXPECT_EQ(folderEntries(dir.path()), std::vector<std::string>{"cloud.ovcf"});
 }
 
+TEST_F(CommitFixture, TheDeepCheckNamesAFlippedMapBitAndAStaleSignature) {
+    Writer view(path);
+    view.remove(100, 600);
+    std::string error;
+    bool wrote = false;
+    ASSERT_TRUE(view.history.confirm(view.reader, wrote, error)) << error;
+    const std::vector<std::uint8_t> good = fileBytes(path);
+    const std::size_t map = static_cast<std::size_t>(readLe(good, 176, 8));
+    struct Damage {
+        const char* what;
+        std::size_t offset;   // a byte to change
+        std::uint8_t xorMask;
+        bool deepOnly;        // only the deep check can see it
+        const char* fault;
+    };
+    const Damage damages[] = {
+        {"a map bit flipped", map + 1000, 0x04, false, "the 'deleted' map marks 501 points, the header says 500"},
+        {"a stale signature", 208, 0x01, true, "the current signature does not match the surviving points"},
+    };
+    for (const Damage& damage : damages) {
+        SCOPED_TRACE(damage.what);
+        std::vector<std::uint8_t> bytes = good;
+        bytes[damage.offset] ^= damage.xorMask;
+        writeFileBytes(path, bytes);
+        FileCheckResult result;
+        std::string fault;
+        EXPECT_EQ(checkFile(path, false, result, fault), damage.deepOnly) << fault;
+        EXPECT_FALSE(checkFile(path, true, result, fault));
+        EXPECT_NE(fault.find(damage.fault), std::string::npos) << fault;
+    }
+}
+
 }  // namespace
 }  // namespace ovcf::test
