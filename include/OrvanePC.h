@@ -351,8 +351,11 @@ PC_API uint64_t PC_CALL PC_SelectedCount(PcView view);    /* (invalid: 0) */
 /* ---- Deletion --------------------------------------------------------------------------- */
 
 /* Hides the selected points and clears the selection; keeps an undo record (no depth limit)
- * even when every selected point was deleted already. The file is not touched until
- * PC_ConfirmChanges. Returns the points newly deleted; raises event 1 unless nothing was
+ * even when every selected point was deleted already. Records cost what they hold (about a
+ * byte a point for a scattered selection, far less for a block); when together they outgrow
+ * an eighth of the memory available when the cloud was opened (at least 64 MiB), the oldest
+ * are dropped with a warning in the log and those deletions stay, no longer undoable. The file
+ * is not touched until PC_ConfirmChanges. Returns the points newly deleted; raises event 1 unless nothing was
  * selected. (invalid: 0) */
 PC_API uint64_t PC_CALL PC_DeleteSelected(PcView view);
 /* Takes the last deletion back: its points still deleted come back and all of its points are
