@@ -20,7 +20,7 @@ std::uint32_t packedColour(const PointRecord& p) {
 // pass over the file counts the points of each of 2^20 slices of the root cube's height, and the
 // second writes every point at the next free place of its slice. A slice one quantum high needs
 // nothing more; a thicker one is sorted within itself afterwards. The only extra memory is the
-// 8 MiB of counts (and, for a thick slice, an index of its points), never a second copy.
+// 8 MiB of counts (and an index of the largest thick slice), never a second copy.
 class Placement {
 public:
     Placement(bool sorted, const FileHeader& header) : sorted_(sorted) {
