@@ -60,7 +60,7 @@ bool CloudStreaming::openFile(const std::string& path, int loaderThreads, std::s
 
     clearState();
     reference_ = cloudReferencePoint(reader_.header());
-    if (!loader_.start(path, loaderThreads, reference_, error)) {
+    if (!loader_.start(path, loaderThreads, reference_, error, &reader_)) {
         reader_.close();
         clearState();
         return false;

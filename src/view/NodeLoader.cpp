@@ -21,14 +21,16 @@ bool NodeLoader::lowerPriority(const Request& a, const Request& b) {
     return a.nodeIndex > b.nodeIndex;
 }
 
-bool NodeLoader::start(const std::string& path, int threadCount, const Vec3d& referencePoint, std::string& error) {
+bool NodeLoader::start(const std::string& path, int threadCount, const Vec3d& referencePoint, std::string& error,
+                       OvcfReader* source) {
     stop();
     const int count = clampThreadCount(threadCount);
-    {
+    if (!source) {
         OvcfReader check;
         if (!check.open(path, error)) return false;
     }
     path_ = path;  // read by the threads, which start below
+    source_ = source;
     reference_ = referencePoint;
     nodesRead_ = 0;
     pointsRead_ = 0;
@@ -116,7 +118,7 @@ bool NodeLoader::nextRequest(std::uint32_t& nodeIndex) {
 void NodeLoader::run(int threadIndex) {
     OvcfReader reader;
     std::string error;
-    if (!reader.open(path_, error)) {
+    if (!(source_ ? reader.openSame(*source_, error) : reader.open(path_, error))) {
         logLine(LogError, "thread di caricamento %d: %s", threadIndex, error.c_str());
         return;
     }

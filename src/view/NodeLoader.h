@@ -54,7 +54,10 @@ public:
     // Stops a running loader, then checks the file with one reader on the calling thread and
     // starts the threads (count clamped to 1..16). False with the reader's message when the file
     // does not open; then no thread runs.
-    bool start(const std::string& path, int threadCount, const Vec3d& referencePoint, std::string& error);
+    // With a `source` (the cloud's own reader, which outlives the loader) every thread reads
+    // through a second handle on the very file it has open, never a file renamed over the path.
+    bool start(const std::string& path, int threadCount, const Vec3d& referencePoint, std::string& error,
+               OvcfReader* source = nullptr);
     // Clears running, wakes and joins every thread, empties heap, in-flight set and ready list.
     // A thread busy with a node finishes that node first.
     void stop();
@@ -101,6 +104,7 @@ private:
                 ReadyNode& node) const;
 
     std::string path_;
+    OvcfReader* source_ = nullptr;
     Vec3d reference_;
     std::atomic<bool> running_{false};
     std::vector<std::thread> threads_;
