@@ -1,16 +1,12 @@
 #include "ovcf/CommitRecovery.h"
 
 #include "core/Log.h"
+#include "ovcf/FileName.h"
 #include "ovcf/CommitJournal.h"
 #include "ovcf/OvcfReader.h"
 
 namespace ovcf {
 namespace {
-
-std::string nameOf(const std::string& path) {
-    const std::size_t slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
 
 bool journalExists(const std::string& journalPath) {
     SystemFile probe;
@@ -34,7 +30,7 @@ bool settleJournal(SystemFile& file, const std::string& path, std::string& error
     case JournalState::Unusable:
         // Cut short before the file was touched, or left from a file since replaced.
         SystemFile::deleteFile(journalPath);
-        logLine(LogInfo, "'%s': giornale di un salvataggio mai iniziato rimosso", nameOf(path).c_str());
+        logLine(LogInfo, "'%s': giornale di un salvataggio mai iniziato rimosso", fileNameOf(path).c_str());
         return true;
     case JournalState::Usable:
         break;
@@ -46,7 +42,7 @@ bool settleJournal(SystemFile& file, const std::string& path, std::string& error
     }
     SystemFile::syncFolderOf(journalPath);
     logLine(LogWarn, "'%s': un salvataggio interrotto e' stato annullato, il file e' tornato com'era prima",
-            nameOf(path).c_str());
+            fileNameOf(path).c_str());
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/Log.h"
+#include "ovcf/FileName.h"
 #include "core/NumberFormat.h"
 #include "ovcf/CommitJournal.h"
 #include "ovcf/OvcfReader.h"
@@ -12,11 +13,6 @@ namespace ovcf {
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "the file's map bytes are the words' own bytes");
-
-std::string nameOf(const std::string& path) {
-    const std::size_t slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
 
 bool readUnderLock(SystemFile& file, const std::string& path, ConfirmedState& state, std::string& error) {
     std::uint8_t bytes[kHeaderSize];
@@ -73,7 +69,7 @@ bool readConfirmedState(SystemFile& file, const std::string& path, ConfirmedStat
     if (!lockHeld) file.unlock();
     if (ok && state.throughJournal)
         logLine(LogWarn, "'%s': un salvataggio interrotto non e' stato annullato sul file; letto com'era prima",
-                nameOf(path).c_str());
+                fileNameOf(path).c_str());
     return ok;
 }
 
@@ -81,7 +77,7 @@ void warnWhenCountDisagrees(const std::string& path, const ConfirmedState& state
     if (state.mapCount == state.header.deletedCount) return;
     logLine(LogWarn,
             "'%s': la mappa dei cancellati segna %s punti ma l'intestazione ne conta %s; vale la mappa",
-            nameOf(path).c_str(), formatCount(state.mapCount).c_str(), formatCount(state.header.deletedCount).c_str());
+            fileNameOf(path).c_str(), formatCount(state.mapCount).c_str(), formatCount(state.header.deletedCount).c_str());
 }
 
 }  // namespace ovcf

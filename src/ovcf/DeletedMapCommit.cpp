@@ -52,11 +52,6 @@ bool checkIdentity(const ConfirmedState& now, const std::string& path, const Com
 
 }  // namespace
 
-std::string fileNameOf(const std::string& path) {
-    const std::size_t slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 bool commitDeletions(OvcfReader& reader, const CommitRequest& request, CommitOutcome& outcome, std::string& error) {
     outcome = {};
     const std::string& path = reader.path();

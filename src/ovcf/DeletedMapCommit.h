@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ovcf/ConfirmedState.h"
+#include "ovcf/FileName.h"
 #include "ovcf/OvcfReader.h"
 
 namespace ovcf {
@@ -48,8 +49,5 @@ bool commitDeletions(OvcfReader& reader, const CommitRequest& request, CommitOut
 // False with an English message; nothing is written when a check fails.
 bool commitDeletedMap(const std::string& path, const std::uint8_t* bytes, std::size_t byteCount,
                       std::uint64_t deletedCount, std::string& error);
-
-// The file name without its folder, for log lines.
-std::string fileNameOf(const std::string& path);
 
 }  // namespace ovcf
