@@ -48,6 +48,20 @@ cmake -S . -B build/native -DCMAKE_BUILD_TYPE=Release -DORVANE_BENCH=ON >/dev/nu
 cmake --build build/native -j"$jobs"
 run_ctest native build/native
 
+# A step that is not a ctest run counts as one test in the summary.
+run_step() {  # name, command...
+  local name=$1
+  shift
+  echo "== $name"
+  if "$@"; then
+    passed=$((passed + 1)); summary+=("$name: passed")
+  else
+    failed=$((failed + 1)); summary+=("$name: FAILED")
+  fi
+}
+run_step "SDK: installed tree, header alone, example host by find_package and pkg-config" \
+  bash "$root/scripts/check-sdk.sh" build/native build/sdk/native
+
 echo "== Windows build (MinGW-w64)"
 cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=Release -DORVANE_TESTS=ON \
   -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" >/dev/null
@@ -66,6 +80,8 @@ wineboot -i >/dev/null 2>&1 || true
 # A program that starts while the previous one's wineserver is shutting down can die at once with
 # "recvmsg: Connection reset by peer"; such a program gets one more run.
 run_ctest windows-under-wine build/windows --repeat until-pass:2
+run_step "SDK for Windows: installed tree, example host by find_package with MinGW, under Wine" \
+  bash "$root/scripts/check-sdk.sh" --windows build/windows build/sdk/windows
 wineserver -k >/dev/null 2>&1 || true
 unset WINEPREFIX WINEDEBUG WINEDLLOVERRIDES
 

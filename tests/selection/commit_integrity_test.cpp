@@ -71,7 +71,7 @@ TEST_F(CommitFixture, WritersOnThreadsCommittingAtOnceLoseNothing) {
         threads.emplace_back([&, w] {
             Writer writer(path);
             for (int c = 0; c < kCommits; ++c) {
-                const std::uint64_t first = 100 * (kCommits * w + c);
+                const std::uint64_t first = 100u * static_cast<std::uint64_t>(kCommits * w + c);
                 writer.remove(first, first + 50);
                 bool wrote = false;
                 if (!writer.history.confirm(writer.reader, wrote, errors[w])) return;
@@ -82,8 +82,10 @@ TEST_F(CommitFixture, WritersOnThreadsCommittingAtOnceLoseNothing) {
     expected.reset(pointCount());
     for (int w = 0; w < kWriters; ++w) {
         EXPECT_EQ(errors[w], "");
-        for (int c = 0; c < kCommits; ++c)
-            for (std::uint64_t g = 100 * (kCommits * w + c); g < 100 * (kCommits * w + c) + 50; ++g) expected.set(g);
+        for (int c = 0; c < kCommits; ++c) {
+            const std::uint64_t first = 100u * static_cast<std::uint64_t>(kCommits * w + c);
+            for (std::uint64_t g = first; g < first + 50; ++g) expected.set(g);
+        }
     }
     expectConsistent(expected);
 }
