@@ -12,7 +12,7 @@ packages=(
   libfreetype-dev libfontconfig-dev fonts-dejavu-core
   liblz4-dev python3-glad zlib1g-dev
   libgtest-dev libbenchmark-dev
-  clang libclang-rt-14-dev
+  clang libclang-rt-14-dev lld llvm abigail-tools
 )
 
 missing=()
