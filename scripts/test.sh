@@ -59,8 +59,12 @@ run_step() {  # name, command...
     failed=$((failed + 1)); summary+=("$name: FAILED")
   fi
 }
-run_step "SDK: installed tree, header alone, example host by find_package and pkg-config" \
+run_step "SDK: installed tree, binary interface, header alone, example host by find_package and pkg-config" \
   bash "$root/scripts/check-sdk.sh" build/native build/sdk/native
+if [ "${CI:-}" = true ] || [ "${ORVANE_CHECK_DEB:-}" = 1 ]; then
+  run_step "Debian package: installed with apt-get, example host built against it both ways" \
+    bash "$root/scripts/check-deb.sh" build/native build/sdk/deb
+fi
 
 echo "== Windows build (MinGW-w64)"
 cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=Release -DORVANE_TESTS=ON \
