@@ -18,6 +18,7 @@ public:
     enum class Mode {
         Read,       // existing file, read only
         Create,     // created or truncated, read and write
+        CreateNew,  // created only where no file has the name yet, read and write
         ReadWrite,  // existing file, read and write, not truncated
     };
 
@@ -53,6 +54,8 @@ public:
     std::string lastErrorText() const;
     // The last failing call failed because the file or a folder of its path does not exist.
     bool lastErrorIsNotFound() const;
+    // The last failing call failed because a file of that name already exists (CreateNew).
+    bool lastErrorIsAlreadyExists() const;
 
     // Removes a file; other handles opened in the share-all mode do not prevent it.
     static bool deleteFile(const std::string& utf8Path);
