@@ -14,6 +14,7 @@
 
 #include "ViewInputTest.h"
 
+namespace editing_input {
 namespace {
 
 constexpr int kWidth = 320;
@@ -405,3 +406,4 @@ TEST_F(EditingInput, ReadingBackChecksTheCapacityAndSortsWholePoints) {
 }
 
 }  // namespace
+}  // namespace editing_input
