@@ -75,6 +75,8 @@ void onPointerMove(PcViewObject& view, const InputEvent& event) {
     }
     if (tools.state().shapeDrag || tools.polygonCollecting()) {
         tools.dragShape(event.x, event.y);
+        // An orbit begun on the cube while the polygon is drawn is a drag of the cube, not a click.
+        if (navigation.dragging()) controller.cube.moveTo(event.x, event.y);
         navigation.move(event.x, event.y);
         return;
     }
@@ -144,9 +146,9 @@ void onButtonUp(PcViewObject& view, const InputEvent& event) {
                 finishRectangle(view, event);
                 navigation.release(ButtonLeft);
             } else if (tools.state().selectionTool != SelectionToolNone) {
-                const std::uint32_t tool = tools.state().selectionTool;
-                if (!tools.finishShape(event.x, event.y) && tool != SelectionToolPolygon)
-                    releaseLeftToNavigation(view, event);
+                // A press that no shape took (one on the cube, also while a polygon is drawn)
+                // started navigation; its release ends it.
+                if (!tools.finishShape(event.x, event.y)) releaseLeftToNavigation(view, event);
             } else {
                 releaseLeftToNavigation(view, event);
             }

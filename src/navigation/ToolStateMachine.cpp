@@ -112,6 +112,8 @@ bool ToolStateMachine::confirmPolygon(bool* selected) {
     if (vertices < 3) {
         logLine(LogInfo, "poligono: servono almeno tre vertici, ne hai messi %zu", vertices);
         state_.polygon.clear();
+        // The host shows the vertices; it hears that they are gone.
+        if (vertices > 0) host_.toolStateChanged();
         return true;
     }
     ScreenShape shape;

@@ -1,14 +1,35 @@
 #include "ovcf/FileReplacement.h"
 
+#include <atomic>
+#include <cstdint>
+
+#include "platform/SystemInfo.h"
+
 namespace ovcf {
+namespace {
+
+// A name left by a process that ended with the same id is passed over.
+constexpr int kNameAttempts = 64;
+
+std::string temporaryPathFor(const std::string& target) {
+    static std::atomic<std::uint64_t> replacements{0};
+    return target + "." + std::to_string(currentProcessId()) + "-" + std::to_string(++replacements) + ".part";
+}
+
+}  // namespace
 
 bool FileReplacement::begin(const std::string& target) {
     abandon();
-    const std::string temporary = temporaryPathFor(target);
-    if (!file_.open(temporary, SystemFile::Mode::Create)) return false;
-    target_ = target;
-    temporaryPath_ = temporary;
-    return true;
+    for (int attempt = 0; attempt < kNameAttempts; ++attempt) {
+        const std::string temporary = temporaryPathFor(target);
+        if (file_.open(temporary, SystemFile::Mode::CreateNew)) {
+            target_ = target;
+            temporaryPath_ = temporary;
+            return true;
+        }
+        if (!file_.lastErrorIsAlreadyExists()) return false;
+    }
+    return false;
 }
 
 bool FileReplacement::commit(std::string& error) {

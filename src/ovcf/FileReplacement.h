@@ -1,8 +1,13 @@
-// A new version of a file written under a temporary name in the same folder ("<target>.part")
-// and put in the target's place by one rename once it is complete and on stable storage. Until
-// then the old file stays as it was, byte for byte, and readers that have it open keep reading
-// it; a replacement that is abandoned (failure, cancel, destruction before commit) deletes its
-// temporary file and leaves the old one alone.
+// A new version of a file written under a temporary name in the same folder and put in the
+// target's place by one rename once it is complete and on stable storage. Until then the old file
+// stays as it was, byte for byte, and readers that have it open keep reading it; a replacement
+// that is abandoned (failure, cancel, destruction before commit) deletes its temporary file and
+// leaves the old one alone.
+//
+// The temporary name is the replacement's own ("<target>.<process id>-<number>.part", created
+// only where no file has that name), so several replacements of one target, in one process or in
+// several, never write into each other's file: each one that completes puts a whole file in
+// place, and the last rename wins.
 #pragma once
 
 #include <string>
@@ -32,8 +37,6 @@ public:
     bool pending() const { return !temporaryPath_.empty(); }
     const std::string& target() const { return target_; }
     const std::string& temporaryPath() const { return temporaryPath_; }
-
-    static std::string temporaryPathFor(const std::string& target) { return target + ".part"; }
 
 private:
     SystemFile file_;

@@ -2,10 +2,11 @@
 // parents before children, then close. Blocks go to the file as they come; the hierarchy, an
 // empty deleted-points map, the metadata and finally the real header are written by close.
 //
-// The file is written under a temporary name beside the target ("<path>.part") and renamed over
-// it only by a successful close, after everything is flushed to stable storage: a file already at
-// the path (the cache being rebuilt) stays as it was until then, byte for byte, and readers that
-// have it open keep reading it. A writer destroyed before a successful close deletes its
+// The file is written under a temporary name of its own beside the target (FileReplacement) and
+// renamed over it only by a successful close, after everything is flushed to stable storage: a
+// file already at the path (the cache being rebuilt) stays as it was until then, byte for byte,
+// and readers that have it open keep reading it; two builds of one path each write their own
+// file and the last to finish wins. A writer destroyed before a successful close deletes its
 // temporary file.
 //
 // Failures return false with an English message in `error`; nothing throws. One thread uses a

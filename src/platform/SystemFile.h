@@ -27,6 +27,7 @@ public:
     enum class Mode {
         Read,       // existing file, read only
         Create,     // created or truncated, read and write
+        CreateNew,  // created only where no file has the name yet, read and write
         ReadWrite,  // existing file, read and write, not truncated
     };
 
@@ -84,6 +85,8 @@ public:
     bool lastErrorIsNotFound() const;
     // The last failing call failed because the file or its medium cannot be written.
     bool lastErrorIsReadOnly() const;
+    // The last failing call failed because a file of that name already exists (CreateNew).
+    bool lastErrorIsAlreadyExists() const;
 
     // Removes a file; other handles opened in the share-all mode do not prevent it. Asks the
     // fault hook (Operation::Remove) first.

@@ -58,6 +58,9 @@ struct FolderEntry {
 };
 bool listFolder(const std::string& path, std::vector<FolderEntry>& entries);
 
+// This process's id, unique among the processes running now.
+std::uint32_t currentProcessId();
+
 // A mark of this process that tells it apart from any other, also from a later process that gets
 // the same id: "<process id> <start time>" in the system's own units.
 std::string currentProcessMark();

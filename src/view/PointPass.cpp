@@ -65,7 +65,7 @@ void PointPass::releaseGl() {
     vertexArray_ = program_ = 0;
 }
 
-void PointPass::setFrameUniforms(const FrameScene& scene, bool xray) {
+void PointPass::setFrameUniforms(const FrameScene& scene, const BitmapTextures& maps, bool xray) {
     const RenderSettings& s = scene.settings;
     const Camera& camera = scene.camera;
     const GLuint p = program_;
@@ -99,9 +99,10 @@ void PointPass::setFrameUniforms(const FrameScene& scene, bool xray) {
     }
     glProgramUniform4fv(p, at_.clipPlanes, kClipPlaneCount, planes);
 
-    glProgramUniform1i(p, at_.deletionActive, scene.deletionActive ? 1 : 0);
+    glProgramUniform1i(p, at_.deletionActive, scene.deletionActive && maps.deletedReady() ? 1 : 0);
     // With the highlight switched off, selected points keep the colour of their mode.
-    glProgramUniform1i(p, at_.selectionActive, scene.selectionActive && s.selectionHighlight ? 1 : 0);
+    const bool highlight = scene.selectionActive && s.selectionHighlight && maps.selectedReady();
+    glProgramUniform1i(p, at_.selectionActive, highlight ? 1 : 0);
     glProgramUniform3f(p, at_.selectionColor, s.highlightColor.r, s.highlightColor.g, s.highlightColor.b);
 }
 
@@ -109,7 +110,7 @@ void PointPass::draw(const FrameScene& scene, const BitmapTextures& maps) {
     if (!program_) return;
     const bool xray = scene.settings.viewMode == static_cast<std::uint32_t>(ViewMode::XRay);
     glUseProgram(program_);
-    setFrameUniforms(scene, xray);
+    setFrameUniforms(scene, maps, xray);
     if (xray) {
         glDepthMask(GL_FALSE);
         glEnable(GL_BLEND);

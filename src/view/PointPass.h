@@ -19,11 +19,11 @@ public:
     void createVertexArray();
     void releaseGl();
 
-    // Draws the scene's nodes into the bound framebuffer.
+    // Draws the scene's nodes into the bound framebuffer; a map that is not ready is not read.
     void draw(const FrameScene& scene, const BitmapTextures& maps);
 
 private:
-    void setFrameUniforms(const FrameScene& scene, bool xray);
+    void setFrameUniforms(const FrameScene& scene, const BitmapTextures& maps, bool xray);
 
     std::uint32_t program_ = 0;
     std::uint32_t vertexArray_ = 0;

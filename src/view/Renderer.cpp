@@ -32,7 +32,6 @@ bool Renderer::initializeGl(std::string& error) {
         releaseGl();
         return false;
     }
-    bitmaps_.initializeGl();
     if (overlay_) {
         std::string overlayError;
         overlayReady_ = overlay_->initializeGl(overlayError);
@@ -43,6 +42,8 @@ bool Renderer::initializeGl(std::string& error) {
         releaseGl();
         return false;
     }
+    // After the check: the maps check their own storage, and would take an error left before them.
+    bitmaps_.initializeGl();
     ready_ = true;
     return true;
 }

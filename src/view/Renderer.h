@@ -57,6 +57,8 @@ public:
     // selection or deletion change; an empty map is valid.
     void uploadSelectedBits(const std::uint64_t* words, std::size_t wordCount);
     void uploadDeletedBits(const std::uint64_t* words, std::size_t wordCount);
+    // How the maps' buffers get their storage (tests: a driver that runs out of memory).
+    void setBitmapStorage(BitmapStorage storage) { bitmaps_.setStorage(storage); }
 
     // The last presented frame as tightly packed RGB, bottom row first, at the size it was drawn
     // with. Fails with "no frame has been drawn yet" until a frame was drawn.

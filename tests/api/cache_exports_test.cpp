@@ -12,6 +12,7 @@
 #include "OrvanePC.h"
 #include "TestSupport.h"
 
+namespace cache_exports {
 namespace {
 
 using ovcf::test::TempDir;
@@ -257,3 +258,4 @@ TEST(CacheExportsTest, CachePathForFollowsTheCopyOutRule) {
 }
 
 }  // namespace
+}  // namespace cache_exports

@@ -10,6 +10,7 @@
 
 #include "ViewInputTest.h"
 
+namespace clip_box_input {
 namespace {
 
 constexpr int kWidth = 320, kHeight = 240;
@@ -166,3 +167,4 @@ TEST_F(ClipBoxInput, TheZoomWindowBringsTheRectanglesCentreToTheViewsCentre) {
 }
 
 }  // namespace
+}  // namespace clip_box_input

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <set>
 #include <string>
@@ -15,6 +16,7 @@
 
 #include "ViewInputTest.h"
 
+namespace editing_input {
 namespace {
 
 constexpr int kWidth = 320;
@@ -261,6 +263,36 @@ TEST_F(EditingInput, EscapeAbandonsTheShapeAndKeepsTheSelection) {
     EXPECT_EQ(events.size(), 1u);
 }
 
+// With the polygon tool armed a drag on the navigation cube orbits the view while the button is
+// down only, and a polygon thrown away by Escape, by arming another tool or by too few vertices
+// tells the host.
+TEST_F(EditingInput, TheCubeOrbitsOnlyWhileDraggedAndADiscardedPolygonTellsTheHost) {
+    const int cubeX = kWidth - 40, cubeY = 40;  // the cube's square is 80 pixels here, top right
+    PC_SetSelectionTool(view, 3);
+    drag(cubeX, cubeY, cubeX + 8, cubeY + 3);
+    EXPECT_EQ(state().polygonVertexCount, 0u) << "the press on the cube made a vertex";
+    parent->sendLeave(child);
+    pump();
+    const std::vector<std::uint8_t> released = screenshot().raw;
+    parent->sendMove(child, 60, 200);
+    parent->sendMove(child, 200, 60);
+    parent->sendLeave(child);
+    pump();
+    EXPECT_EQ(screenshot().raw == released, true) << "the view still orbits after the button came up";
+
+    for (const auto& discard : std::vector<std::function<void()>>{
+             [&] { key(27); }, [&] { PC_SetRectTool(view, 2); }, [&] { PC_SetSelectionTool(view, 1); },
+             [&] { key(13); }, [&] { EXPECT_EQ(PC_ConfirmPolygon(view), PC_WRONG_STATE); }}) {
+        PC_SetSelectionTool(view, 3);
+        click(0, 100, 100);
+        click(0, 140, 180);
+        events.clear();
+        discard();
+        EXPECT_EQ(events, std::vector<int>{PC_EVENT_TOOL_STATE_CHANGED});
+        EXPECT_EQ(lastState.polygonVertexCount, 0u);
+    }
+}
+
 TEST_F(EditingInput, DeleteUndoAndRestoreKeepCountsFlagsAndEvents) {
     EXPECT_EQ(PC_DeleteSelected(view), 0u);
     EXPECT_TRUE(logged("nessun punto selezionato: niente da eliminare"));
@@ -406,3 +438,4 @@ TEST_F(EditingInput, ReadingBackChecksTheCapacityAndSortsWholePoints) {
 }
 
 }  // namespace
+}  // namespace editing_input

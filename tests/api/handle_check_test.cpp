@@ -8,6 +8,7 @@
 
 #include "OrvanePC.h"
 
+namespace handle_check {
 namespace {
 
 std::string lastError() {
@@ -122,3 +123,4 @@ TEST(HandleCheck, LibraryExportsNeedNoView) {
 }
 
 }  // namespace
+}  // namespace handle_check

@@ -13,6 +13,7 @@
 #include "TestSupport.h"
 #include "ViewCloud.h"
 
+namespace host_window_loss {
 namespace {
 
 using namespace ovcf::test;
@@ -120,3 +121,4 @@ TEST_F(HostWindowLoss, TheHostsCurrentContextIsCurrentAgainAfterEveryCall) {
 }
 
 }  // namespace
+}  // namespace host_window_loss

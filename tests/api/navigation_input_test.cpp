@@ -10,6 +10,7 @@
 #include "TestParentWindow.h"
 #include "TestSupport.h"
 
+namespace navigation_input {
 namespace {
 
 using ovcf::test::TempDir;
@@ -145,3 +146,4 @@ TEST_F(NavigationInput, ZoomAllAndStandardViewsKeepTheirPictures) {
 }
 
 }  // namespace
+}  // namespace navigation_input

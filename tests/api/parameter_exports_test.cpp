@@ -7,6 +7,7 @@
 #include "OrvanePC.h"
 #include "TestParentWindow.h"
 
+namespace parameter_exports {
 namespace {
 
 std::string lastError() {
@@ -118,3 +119,4 @@ TEST_F(ParameterExports, CombineModeIgnoresValuesOutOfRange) {
 }
 
 }  // namespace
+}  // namespace parameter_exports

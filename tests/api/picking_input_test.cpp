@@ -12,6 +12,7 @@
 
 #include "ViewInputTest.h"
 
+namespace picking_input {
 namespace {
 
 constexpr int kWidth = 320, kHeight = 240;
@@ -223,3 +224,4 @@ TEST_F(PickingInput, CollinearPointsAreRejectedAndTheRightClickAndEscapeUndoTheP
 }
 
 }  // namespace
+}  // namespace picking_input

@@ -6,9 +6,12 @@
 
 #include "OrvanePC.h"
 #include "TestParentWindow.h"
+#include "ViewInput.h"
 
+namespace view_lifecycle {
 namespace {
 
+using ovcf::test::pumpView;
 using ovcf::test::TestParentWindow;
 
 std::string lastError() {
@@ -18,14 +21,6 @@ std::string lastError() {
 }
 
 PcParentWindow asParent(std::uintptr_t handle) { return reinterpret_cast<PcParentWindow>(handle); }
-
-// The view's own window events: a window procedure on Windows, the drain call on X11.
-void pumpView(TestParentWindow& parent, PcView view) {
-    parent.flush();
-#if !defined(_WIN32)
-    PC_X11ProcessEvents(view);
-#endif
-}
 
 std::vector<std::string>* gLogLines = nullptr;
 void collectLog(int, const char* message, void*) {
@@ -214,3 +209,4 @@ TEST_F(ViewLifecycle, DestroyingTheViewFromItsOwnEventCallbackIsSafe) {
 }
 
 }  // namespace
+}  // namespace view_lifecycle

@@ -1,8 +1,12 @@
 // Building over an existing cache: the new file is written under a temporary name and takes the
 // old one's place only once complete, so a cancelled or failed rebuild leaves the old cache byte
-// for byte, and a reader that has the old file open keeps reading it throughout.
+// for byte, a reader that has the old file open keeps reading it throughout, and two builds of
+// one cache at once each put a whole file in place.
+#include <atomic>
+#include <chrono>
 #include <fstream>
 #include <iterator>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -38,6 +42,23 @@ struct CancelAfter {
     static bool hook(double fraction, void* context) {
         auto* self = static_cast<CancelAfter*>(context);
         return fraction <= self->above || ++self->calls <= self->allowed;
+    }
+};
+
+// Holds a build at its first written node until the other build has reached its own, so that
+// both write their nodes at the same time.
+struct MeetAtFirstNode {
+    std::atomic<int>& arrived;
+    bool met = false;
+    static bool hook(double fraction, void* context) {
+        auto* self = static_cast<MeetAtFirstNode*>(context);
+        if (self->met || fraction <= ImportOptions{}.readingShare) return true;
+        self->met = true;
+        self->arrived.fetch_add(1);
+        const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (self->arrived.load() < 2 && std::chrono::steady_clock::now() < giveUp)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return true;
     }
 };
 
@@ -103,6 +124,40 @@ TEST(CacheRebuildTest, ACancelledOrFailedRebuildLeavesTheOldCacheByteForByte) {
     EXPECT_EQ(header.pointCount, points.size());
     expectReadable(viewer, 20000);
     viewer.close();  // the old file is gone once its last reader closes it
+    EXPECT_EQ(test::folderEntries(dir.path()), std::vector<std::string>{"scan_cache.ovcf"});
+}
+
+TEST(CacheRebuildTest, TwoBuildsOfOneCacheAtOnceEachPutAWholeFileInPlace) {
+    TempDir dir("concurrent_builds");
+    TempDir scratch("concurrent_builds_scratch");
+    const std::string cache = dir.file("scan_cache.ovcf");
+    const auto first = test::randomRecords(20000, 1 << 14, 21);
+    const auto second = test::randomRecords(30000, 1 << 14, 22);
+    std::atomic<int> arrived{0};
+    auto build = [&](const std::vector<PointRecord>& points, std::string& error) {
+        RecordSource source(points);
+        ImportOptions options = rebuildOptions(scratch, 256u << 20);
+        MeetAtFirstNode meet{arrived};
+        options.progressHook = &MeetAtFirstNode::hook;
+        options.progressContext = &meet;
+        ImportStats stats;
+        return buildOctree(source, cache, options, stats, error);
+    };
+    std::string secondError;
+    bool secondBuilt = false;
+    std::thread other([&] { secondBuilt = build(second, secondError); });
+    std::string error;
+    EXPECT_TRUE(build(first, error)) << error;
+    other.join();
+    EXPECT_TRUE(secondBuilt) << secondError;
+
+    // The last rename won: the cache is one of the two clouds, whole.
+    OvcfReader reader;
+    ASSERT_TRUE(reader.open(cache, error)) << error;
+    const std::uint64_t points = reader.header().pointCount;
+    EXPECT_TRUE(points == first.size() || points == second.size()) << points << " points";
+    expectReadable(reader, points);
+    reader.close();
     EXPECT_EQ(test::folderEntries(dir.path()), std::vector<std::string>{"scan_cache.ovcf"});
 }
 

@@ -15,7 +15,8 @@ namespace {
 
 using test::TempDir;
 
-std::vector<PointRecord> readAll(PointSource& source) {
+// Reads the source three points a call.
+std::vector<PointRecord> readInThrees(PointSource& source) {
     std::vector<PointRecord> all(source.pointCount());
     std::size_t total = 0, count = 0;
     std::string error;
@@ -80,7 +81,7 @@ TEST(PlySourceTest, BinaryFilesOfEitherByteOrderReadAlike) {
         EXPECT_EQ(source.bounds().min[0], 100.0);
         EXPECT_EQ(source.bounds().max[1], 28.75);
         EXPECT_EQ(source.bounds().min[2], -147.0);
-        const auto points = readAll(source);
+        const auto points = readInThrees(source);
         ASSERT_EQ(points.size(), 50u);
         for (std::uint32_t i = 0; i < 50; ++i) {
             EXPECT_EQ(+points[i].x, 2 * i);
@@ -104,7 +105,7 @@ TEST(PlySourceTest, AsciiFilesWithAndWithoutColour) {
     std::string error;
     auto source = openPointFile(coloured, 1.0, error);
     ASSERT_TRUE(source) << error;
-    auto points = readAll(*source);
+    auto points = readInThrees(*source);
     ASSERT_EQ(points.size(), 3u);
     EXPECT_EQ(+points[2].x, 2u);
     EXPECT_EQ(points[0].red, 255);  // floating-point colours run from 0 to 1
@@ -118,7 +119,7 @@ TEST(PlySourceTest, AsciiFilesWithAndWithoutColour) {
     ASSERT_TRUE(grey.open(plain, 0.0, error)) << error;
     EXPECT_FALSE(grey.hasColour());
     EXPECT_EQ(grey.step()[0], 0.0001);
-    points = readAll(grey);
+    points = readInThrees(grey);
     ASSERT_EQ(points.size(), 2u);
     EXPECT_EQ(+points[1].z, 10000u);
     EXPECT_EQ(points[1].red, 200);
@@ -133,7 +134,7 @@ TEST(PlySourceTest, SixteenBitColoursKeepTheirHighByte) {
     PlySource source;
     std::string error;
     ASSERT_TRUE(source.open(write(dir, "c.ply", text), 0.0, error)) << error;
-    const auto points = readAll(source);
+    const auto points = readInThrees(source);
     ASSERT_EQ(points.size(), 1u);
     EXPECT_EQ(points[0].red, 0xFF);
     EXPECT_EQ(points[0].green, 0x12);

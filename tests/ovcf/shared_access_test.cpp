@@ -102,14 +102,16 @@ TEST(SharedAccess, PathsBeyondAsciiWorkForWritingReadingProbingAndDeleting) {
 
     // An abandoned writer deletes its file under such a name too, even while a reader has it open.
     const std::string partial = folder + "/parziale ñ.ovcf";
+    std::string temporary;
     {
         SystemFile watcher;  // outlives the writer
         OvcfWriter writer;
         ASSERT_TRUE(writer.open(partial, params, error)) << error;
         ASSERT_TRUE(writer.writeNode(nodes[0].key, nodes[0].points.data(), nodes[0].points.size(), error));
-        ASSERT_TRUE(watcher.open(writer.temporaryPath(), SystemFile::Mode::Read)) << watcher.lastErrorText();
+        temporary = writer.temporaryPath();
+        ASSERT_TRUE(watcher.open(temporary, SystemFile::Mode::Read)) << watcher.lastErrorText();
     }
-    for (const std::string& name : {partial, partial + ".part"})
+    for (const std::string& name : {partial, temporary})
         EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(std::u8string(name.begin(), name.end()))));
 
     const std::string missing = folder + "/assente è.ovcf";

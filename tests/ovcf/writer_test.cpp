@@ -269,12 +269,13 @@ TEST(OvcfWriter, EmptyCloudIsRefusedAndItsFileDeletedWithAWarning) {
     CapturedLog log;
     setLogSink(&CapturedLog::sink, &log);
     const std::string path = dir.file("empty.ovcf");
-    const std::string temporary = path + ".part";
+    std::string temporary;
     {
         OvcfWriter writer;
         std::string error;
         ASSERT_TRUE(writer.open(path, testParams(0, true), error)) << error;
-        EXPECT_EQ(writer.temporaryPath(), temporary);
+        temporary = writer.temporaryPath();
+        EXPECT_EQ(temporary.rfind(path + ".", 0), 0u) << temporary << " is not beside the target";
         EXPECT_TRUE(fileExists(temporary));
         EXPECT_FALSE(fileExists(path)) << "only a successful close puts the file in place";
         EXPECT_FALSE(writer.close(error));
@@ -293,23 +294,26 @@ TEST(OvcfWriter, AbandonedWriterDeletesItsPartialFileButAFinishedOneStays) {
     const OvcfWriterParams params = testParams(2, true);
     const std::vector<TestNode> nodes = makeTree(params, 100);
     std::string error;
+    std::string temporary;
     {
         OvcfWriter writer;
         ASSERT_TRUE(writer.open(dir.file("partial.ovcf"), params, error)) << error;
         for (std::size_t i = 0; i < 5; ++i)
             ASSERT_TRUE(writer.writeNode(nodes[i].key, nodes[i].points.data(), nodes[i].points.size(), error));
-        EXPECT_TRUE(fileExists(dir.file("partial.ovcf.part")));
+        temporary = writer.temporaryPath();
+        EXPECT_TRUE(fileExists(temporary));
     }
-    EXPECT_FALSE(fileExists(dir.file("partial.ovcf.part")));
+    EXPECT_FALSE(fileExists(temporary));
     EXPECT_FALSE(fileExists(dir.file("partial.ovcf")));
     {
         OvcfWriter writer;
         ASSERT_TRUE(writer.open(dir.file("done.ovcf"), params, error)) << error;
+        temporary = writer.temporaryPath();
         for (const TestNode& node : nodes)
             ASSERT_TRUE(writer.writeNode(node.key, node.points.data(), node.points.size(), error));
         ASSERT_TRUE(writer.close(error)) << error;
         EXPECT_TRUE(writer.isFinished());
     }
     EXPECT_TRUE(fileExists(dir.file("done.ovcf")));
-    EXPECT_FALSE(fileExists(dir.file("done.ovcf.part")));
+    EXPECT_FALSE(fileExists(temporary));
 }

@@ -104,6 +104,43 @@ TEST_F(PointStateTest, AnEmptyMapIsAValidTexture) {
     EXPECT_EQ(picture.at(px(127), py(127)), kPointColor);
 }
 
+// A driver out of memory: an unknown usage makes the storage call fail and give no storage.
+void refusedStorage(std::uint32_t buffer, std::size_t bytes, const void* data) {
+    glNamedBufferData(buffer, static_cast<GLsizeiptr>(bytes), data, GL_NONE);
+}
+
+TEST_F(PointStateTest, MapsWithoutStorageAreNotReadAndTheirFailureIsLoggedOnce) {
+    LogCapture log;
+    settings.highlightColor = {1.0f, 0.15f, 0.80f};
+    FrameScene frame = scene();
+    frame.selectionActive = true;
+    frame.deletionActive = true;
+    const std::vector<std::uint64_t> marked = bits({3, 70});
+    renderer.setBitmapStorage(&refusedStorage);
+    for (int change = 0; change < 3; ++change) {
+        renderer.uploadSelectedBits(marked.data(), marked.size());
+        renderer.uploadDeletedBits(marked.data(), marked.size());
+    }
+    const Picture degraded = draw(frame);
+    for (int i : {3, 70}) EXPECT_EQ(degraded.at(px(i), py(i)), kPointColor) << "point " << i;
+    int failures = 0;
+    for (const LogCapture::Line& line : log.lines) {
+        failures += line.text.rfind("mappa dei punti non caricata sulla scheda grafica", 0) == 0;
+        EXPECT_EQ(line.text.find("durante 'drawFrame'"), std::string::npos) << line.text;
+    }
+    EXPECT_EQ(failures, 2) << "once for each map";
+
+    // Storage again: both maps are read at the next change.
+    renderer.setBitmapStorage(nullptr);
+    const std::vector<std::uint64_t> selected = bits({3});
+    const std::vector<std::uint64_t> deleted = bits({70});
+    renderer.uploadSelectedBits(selected.data(), selected.size());
+    renderer.uploadDeletedBits(deleted.data(), deleted.size());
+    const Picture restored = draw(frame);
+    EXPECT_EQ(restored.at(px(3), py(3)), toBytes(settings.highlightColor));
+    EXPECT_FALSE(drawn(restored, 70));
+}
+
 class XRayTest : public RenderTest {};
 
 TEST_F(XRayTest, PointsBlendWithPremultipliedAlphaAndSelectedOnesStayOpaque) {

@@ -31,6 +31,7 @@ bool SystemFile::open(const std::string& utf8Path, Mode mode) {
     switch (mode) {
         case Mode::Read: flags |= O_RDONLY; break;
         case Mode::Create: flags |= O_RDWR | O_CREAT | O_TRUNC; break;
+        case Mode::CreateNew: flags |= O_RDWR | O_CREAT | O_EXCL; break;
         case Mode::ReadWrite: flags |= O_RDWR; break;
     }
     int result;
@@ -184,6 +185,8 @@ std::string SystemFile::lastErrorText() const {
 }
 
 bool SystemFile::lastErrorIsNotFound() const { return !endOfFile_ && (lastError_ == ENOENT || lastError_ == ENOTDIR); }
+
+bool SystemFile::lastErrorIsAlreadyExists() const { return !endOfFile_ && lastError_ == EEXIST; }
 
 bool SystemFile::lastErrorIsReadOnly() const {
     return !endOfFile_ && (lastError_ == EROFS || lastError_ == EACCES || lastError_ == EPERM);

@@ -143,6 +143,8 @@ bool processStartTime(long pid, unsigned long long& start) {
 
 }  // namespace
 
+std::uint32_t currentProcessId() { return static_cast<std::uint32_t>(::getpid()); }
+
 std::string currentProcessMark() {
     const long pid = static_cast<long>(::getpid());
     unsigned long long start = 0;

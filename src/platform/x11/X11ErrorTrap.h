@@ -1,18 +1,24 @@
 // Catches X protocol errors raised by a block of calls instead of letting Xlib exit the process.
-// Traps nest; an error on a display no trap is watching goes on to the handler that was installed
-// before the outermost trap, so a host's own X errors are not swallowed.
+//
+// Traps are kept per display connection. Every view has a connection of its own, so views on
+// several UI threads trap at once without waiting for each other; traps on one connection nest.
+// An error counts against a trap when the request that caused it was made while the trap was
+// open (Xlib numbers requests), so no round trip is needed to separate earlier errors from the
+// trap's own. A trap goes to the server only when requests are still unanswered at its end, or
+// when failed() is asked. An error on a connection that no trap is watching goes on to the
+// handler that was installed before the first open trap, so a host's own X errors are not
+// swallowed.
 #pragma once
 
 #include <X11/Xlib.h>
 
-#include <cstdint>
 #include <mutex>
 
 namespace ovcf {
 
-// The process-wide lock every trap holds. Also taken around setting up and tearing down GLX,
-// which is not safe on two threads at once; one lock keeps the order of locking trivial.
-std::recursive_mutex& x11TrapLock();
+// Setting up and tearing down GLX is not safe on two threads at once: views made or destroyed
+// on several UI threads take turns under this lock. Traps do not take it.
+std::recursive_mutex& glxSetupLock();
 
 class X11ErrorTrap {
 public:
@@ -21,15 +27,16 @@ public:
     X11ErrorTrap(const X11ErrorTrap&) = delete;
     X11ErrorTrap& operator=(const X11ErrorTrap&) = delete;
 
-    // Syncs with the server and tells whether any error on this display arrived since
-    // construction.
+    // Whether a request made on this display since construction failed; waits for the answers to
+    // the requests still outstanding first.
     bool failed();
+    // The error code of the latest error on the display.
     int errorCode() const;
 
 private:
     Display* display_;
-    std::uint64_t errorsAtStart_ = 0;
-    bool outermost_ = false;
+    int slot_ = -1;
+    unsigned long firstRequest_ = 0;
 };
 
 }  // namespace ovcf

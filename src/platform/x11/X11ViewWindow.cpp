@@ -44,7 +44,7 @@ public:
     bool create(NativeWindow parentHandle, std::string& error) {
         // Loading and setting up the GL driver is not safe on two threads at once: views made or
         // destroyed on several UI threads take turns.
-        const std::lock_guard<std::recursive_mutex> turn(x11TrapLock());
+        const std::lock_guard<std::recursive_mutex> turn(glxSetupLock());
         parent_ = static_cast<Window>(parentHandle);
         display_ = XOpenDisplay(nullptr);
         if (!display_) {
@@ -99,7 +99,7 @@ public:
         if (!display_) return;
         // Loading and setting up the GL driver is not safe on two threads at once: views made or
         // destroyed on several UI threads take turns.
-        const std::lock_guard<std::recursive_mutex> turn(x11TrapLock());
+        const std::lock_guard<std::recursive_mutex> turn(glxSetupLock());
         {
             X11ErrorTrap trap(display_);
             destroyContext(display_, context_);

@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <iterator>
 #include <string>
 
@@ -34,9 +35,9 @@ bool SystemFile::open(const std::string& utf8Path, Mode mode) {
     }
     DWORD access = GENERIC_READ;
     DWORD disposition = OPEN_EXISTING;
-    if (mode == Mode::Create) {
+    if (mode == Mode::Create || mode == Mode::CreateNew) {
         access |= GENERIC_WRITE;
-        disposition = CREATE_ALWAYS;
+        disposition = mode == Mode::Create ? CREATE_ALWAYS : CREATE_NEW;
     } else if (mode == Mode::ReadWrite) {
         access |= GENERIC_WRITE;
     }
@@ -193,6 +194,10 @@ bool SystemFile::lastErrorIsReadOnly() const {
     return !endOfFile_ && (lastError_ == ERROR_ACCESS_DENIED || lastError_ == ERROR_WRITE_PROTECT);
 }
 
+bool SystemFile::lastErrorIsAlreadyExists() const {
+    return !endOfFile_ && (lastError_ == ERROR_FILE_EXISTS || lastError_ == ERROR_ALREADY_EXISTS);
+}
+
 bool SystemFile::deleteFile(const std::string& utf8Path) {
     if (faultInjected(Operation::Remove)) {
         SetLastError(ERROR_DISK_FULL);
@@ -311,8 +316,11 @@ bool SystemFile::replaceFile(const std::string& from, const std::string& to, std
         // rename-over-open is not supported; its name can still move, since every opener shares
         // deletion. The old file moves aside, the new one takes its name, and the old one is
         // deleted: it goes when its last reader closes it.
+        // Two replacements of one target in the same tick each move it aside under a name of their own.
+        static std::atomic<unsigned> asides{0};
         const std::wstring aside = wideTo + L"." + std::to_wstring(GetCurrentProcessId()) + L"-" +
-                                   std::to_wstring(GetTickCount64()) + L".old";
+                                   std::to_wstring(GetTickCount64()) + L"-" + std::to_wstring(asides.fetch_add(1)) +
+                                   L".old";
         if (MoveFileExW(wideTo.c_str(), aside.c_str(), MOVEFILE_WRITE_THROUGH)) {
             if (MoveFileExW(wideFrom.c_str(), wideTo.c_str(), MOVEFILE_WRITE_THROUGH)) {
                 DeleteFileW(aside.c_str());

@@ -96,6 +96,8 @@ bool processCreationTime(HANDLE process, unsigned long long& created) {
 
 }  // namespace
 
+std::uint32_t currentProcessId() { return static_cast<std::uint32_t>(GetCurrentProcessId()); }
+
 std::string currentProcessMark() {
     unsigned long long created = 0;
     processCreationTime(GetCurrentProcess(), created);
