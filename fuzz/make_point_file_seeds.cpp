@@ -1,10 +1,11 @@
 // Writes the seed corpora of the point-file fuzz targets: small valid LAS files of several
-// versions and point formats, PLY files in ASCII and both binary byte orders, and XYZ texts with
+// versions and point formats, the small shared LAZ samples (pointwise and COPC), PLY files in ASCII and both binary byte orders, and XYZ texts with
 // and without colour and column names. Each seed starts with the byte that picks the step.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -80,7 +81,7 @@ int main(int argc, char** argv) {
     }
     const fs::path root(argv[1]);
     std::error_code failure;
-    for (const char* kind : {"las_reader", "ply_reader", "xyz_reader"}) fs::create_directories(root / kind, failure);
+    for (const char* kind : {"las_reader", "laz_reader", "ply_reader", "xyz_reader"}) fs::create_directories(root / kind, failure);
     if (failure) {
         std::fprintf(stderr, "cannot create '%s': %s\n", argv[1], failure.message().c_str());
         return 1;
@@ -94,6 +95,11 @@ int main(int argc, char** argv) {
                                      std::to_string(step) + ".las",
                             step, lasSeed(f.minor, f.format, 12));
     ok &= writeSeed(las, "empty.las", 0, lasSeed(2, 0, 0));
+    for (const char* sample : {"pdal_simple.laz", "pdal_1.2-with-color.copc.laz"}) {
+        std::ifstream in(fs::path(ORVANE_SHARED_DATA_DIR) / sample, std::ios::binary);
+        const std::string file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        ok &= !file.empty() && writeSeed(root / "laz_reader", sample, 0, file);
+    }
 
     ok &= writeSeed(ply, "ascii.ply", 1,
                     "ply\nformat ascii 1.0\ncomment seed\nelement vertex 3\nproperty float x\nproperty float y\n"

@@ -13,6 +13,7 @@
 
 #include "import/BufferedFileReader.h"
 #include "import/LasHeader.h"
+#include "import/LasPointConversion.h"
 #include "import/PointSource.h"
 
 namespace ovcf {
@@ -23,8 +24,8 @@ public:
     bool open(const std::string& path, double step, std::string& error);
 
     std::uint64_t pointCount() const override { return header_.pointCount; }
-    std::array<double, 3> step() const override { return step_; }
-    std::array<double, 3> offset() const override { return offset_; }
+    std::array<double, 3> step() const override { return conversion_.step(); }
+    std::array<double, 3> offset() const override { return conversion_.offset(); }
     bool hasColour() const override { return colourOffset_ >= 0; }
     Bounds3 bounds() const override { return bounds_; }
     bool read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) override;
@@ -43,15 +44,10 @@ private:
     std::string path_;
     LasHeader header_;
     BufferedFileReader file_;
-    bool keepIntegers_ = true;
-    double requantizeStep_ = 0.0;
-    std::array<double, 3> step_{};
-    std::array<double, 3> offset_{};
-    std::int64_t base_[3] = {0, 0, 0};  // the file integer that becomes quantised 0 (integers kept)
+    LasPointConversion conversion_;
     Bounds3 bounds_;
-    bool scanned_ = false;  // the box was measured from the records, not taken from the header
-    std::int64_t scannedLow_[3] = {0, 0, 0};
-    std::int64_t scannedHigh_[3] = {0, 0, 0};
+    std::int64_t measured_[6] = {};  // low x, y, z and high x, y, z of the records' integers, when scanned
+    bool scanned_ = false;
     int colourOffset_ = -1;
     unsigned colourShift_ = 8;
     std::uint64_t cursor_ = 0;

@@ -12,7 +12,7 @@ void printUsage() {
     std::fputs(
         "usage:\n"
         "  ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n"
-        "      INPUT: LAS 1.0-1.4 (uncompressed), PLY (ASCII or binary) or XYZ[RGB] text\n"
+        "      INPUT: LAS or LAZ 1.0-1.4 (COPC too), PLY (ASCII or binary) or XYZ[RGB] text\n"
         "  ovcf info FILE.ovcf     header, levels, node statistics, metadata\n"
         "  ovcf check FILE.ovcf    reads every node with CRC verification\n"
         "  ovcf export FILE.ovcf -o OUTPUT.las|.ply|.xyz [--all]\n"

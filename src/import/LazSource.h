@@ -1,0 +1,93 @@
+// A LAZ file (compressed LAS, COPC included: a LAZ 1.4 file whose chunks form an octree) as a
+// point source. The chunk table tells where each chunk lies; chunks are read in file order
+// through one buffered reader and decoded in batches on worker threads, a few chunks per thread
+// at a time, so memory stays small whatever the file's size. The decoded records become points
+// exactly as a LAS file's would (LasPointConversion), so a LAZ file and its LAS twin build the
+// same cache.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "import/BufferedFileReader.h"
+#include "import/LasHeader.h"
+#include "import/LasPointConversion.h"
+#include "import/PointSource.h"
+#include "import/laz/LazVlr.h"
+
+namespace ovcf {
+
+class LazSource final : public PointSource {
+public:
+    // `step` above 0 re-quantises with that step; 0 keeps the file's scale. Errors name the file.
+    bool open(const std::string& path, double step, std::string& error);
+    // Decoding threads; 0 (the default) takes the machine's cores, at most 8.
+    void setThreads(unsigned threads) { threads_ = threads; }
+
+    std::uint64_t pointCount() const override { return header_.pointCount; }
+    std::array<double, 3> step() const override { return conversion_.step(); }
+    std::array<double, 3> offset() const override { return conversion_.offset(); }
+    bool hasColour() const override { return colourOffset_ >= 0; }
+    Bounds3 bounds() const override { return bounds_; }
+    bool read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) override;
+    std::string description() const override;
+    std::uint32_t fullPointFormat() const override { return 2; }
+
+    const LasHeader& header() const { return header_; }
+    const laz::LazVlr& vlr() const { return vlr_; }
+    std::size_t chunkCount() const { return chunks_.size(); }
+    bool coloursAreEightBit() const { return colourShift_ == 0; }
+    // Decodes the raw LAS records of every chunk in order, handing each chunk's to `take`
+    // (records, count); the decoding of a benchmark, and of the scans before reading.
+    template <class Take>
+    bool forEachChunk(Take&& take, std::string& error);
+
+private:
+    struct Chunk {
+        std::uint64_t offset = 0;
+        std::uint64_t bytes = 0;
+        std::uint64_t points = 0;
+    };
+
+    bool readLaszipRecord(std::string& reason);
+    bool readChunkTable(std::string& reason);
+    bool scanBounds(std::string& error);
+    bool detectColourDepth(std::string& error);
+    // Decodes chunks [first, first + count) into batch_, on up to threads_ threads.
+    bool decodeBatch(std::size_t first, std::size_t count, std::string& error);
+    // How many chunks from `first` one batch takes.
+    std::size_t batchSize(std::size_t first) const;
+    unsigned threadCount() const;
+    bool fail(std::string& error, const std::string& reason) const;
+
+    std::string path_;
+    LasHeader header_;
+    laz::LazVlr vlr_;
+    BufferedFileReader file_;
+    LasPointConversion conversion_;
+    Bounds3 bounds_;
+    std::vector<Chunk> chunks_;
+    int colourOffset_ = -1;
+    unsigned colourShift_ = 8;
+    unsigned threads_ = 0;
+
+    std::vector<std::vector<std::uint8_t>> batch_;  // raw records of the decoded chunks
+    std::size_t batchFirst_ = 0;                    // chunk index of batch_[0]
+    std::size_t nextChunk_ = 0;                     // the chunk read() takes next
+    std::uint64_t inChunk_ = 0;                     // records of it already handed out
+    std::uint64_t cursor_ = 0;                      // points handed out
+};
+
+template <class Take>
+bool LazSource::forEachChunk(Take&& take, std::string& error) {
+    for (std::size_t first = 0; first < chunks_.size();) {
+        const std::size_t count = batchSize(first);
+        if (!decodeBatch(first, count, error)) return false;
+        for (std::size_t i = 0; i < count; ++i) take(batch_[i].data(), chunks_[first + i].points);
+        first += count;
+    }
+    return true;
+}
+
+}  // namespace ovcf
