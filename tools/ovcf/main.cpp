@@ -15,9 +15,9 @@ void printUsage() {
         "      INPUT: LAS or LAZ 1.0-1.4 (COPC too), PLY (ASCII or binary) or XYZ[RGB] text\n"
         "  ovcf info FILE.ovcf     header, levels, node statistics, metadata\n"
         "  ovcf check FILE.ovcf    reads every node with CRC verification\n"
-        "  ovcf export FILE.ovcf -o OUTPUT.las|.ply|.xyz [--all]\n"
-        "      the points that survive the confirmed deletions (--all: every point); LAS 1.4 format 7,\n"
-        "      binary PLY or XYZ text\n"
+        "  ovcf export FILE.ovcf -o OUTPUT.las|.laz|.ply|.xyz [--all]\n"
+        "      the points that survive the confirmed deletions (--all: every point); LAS or LAZ 1.4\n"
+        "      format 7, binary PLY or XYZ text\n"
         "  ovcf clean FILE.ovcf --isolated R,N[,G] | --spacing L | --cloth RES,TENSION,OFFSET | --colour RRGGBB,TOL [--dry-run]\n"
         "      deletes what one filter selects over the whole cloud and confirms it into the file\n"
         "      (--dry-run: only reports)\n",
