@@ -42,18 +42,18 @@ void ArithmeticEncoder::encodeBit(BitModel& model, std::uint32_t bit) {
 void ArithmeticEncoder::encodeSymbol(SymbolModel& model, std::uint32_t symbol) {
     const std::uint32_t before = base_;
     if (symbol == model.lastSymbol) {
-        const std::uint32_t x = model.distribution[symbol] * (length_ >> kSymbolLengthShift);
+        const std::uint32_t x = model.distribution()[symbol] * (length_ >> kSymbolLengthShift);
         base_ += x;
         length_ -= x;
     } else {
         length_ >>= kSymbolLengthShift;
-        const std::uint32_t x = model.distribution[symbol] * length_;
+        const std::uint32_t x = model.distribution()[symbol] * length_;
         base_ += x;
-        length_ = model.distribution[symbol + 1] * length_ - x;
+        length_ = model.distribution()[symbol + 1] * length_ - x;
     }
     if (before > base_) propagateCarry();
     if (length_ < kMinLength) renormalize();
-    ++model.counts[symbol];
+    ++model.counts()[symbol];
     if (--model.untilUpdate == 0) model.update();
 }
 

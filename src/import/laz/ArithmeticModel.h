@@ -27,18 +27,24 @@ public:
     explicit SymbolModel(std::uint32_t symbols = 2);
     void update();
 
+    // Cumulative frequencies, counts and the decoding table share one block: a point touches
+    // dozens of models, and one block each keeps that within few cache lines. Every value fits
+    // 16 bits (frequencies below 2^15, counts halved past 2^15, symbols at most 2048).
+    const std::uint16_t* distribution() const { return data_.data(); }
+    std::uint16_t* counts() { return data_.data() + symbols; }
+    const std::uint16_t* table() const { return data_.data() + 2 * symbols; }
+
     std::uint32_t symbols;
     std::uint32_t lastSymbol;
-    std::vector<std::uint32_t> distribution;
-    std::vector<std::uint32_t> counts;
-    // Speeds up decoding of larger alphabets: the first symbol to search from, per slice of the
-    // scaled interval.
-    std::vector<std::uint32_t> table;
+    // The decoding table gives, per slice of the scaled interval, the first symbol to search from.
     std::uint32_t tableSize = 0;
     std::uint32_t tableShift = 0;
     std::uint32_t totalCount = 0;
     std::uint32_t cycle = 0;
     std::uint32_t untilUpdate = 0;
+
+private:
+    std::vector<std::uint16_t> data_;
 };
 
 }  // namespace ovcf::laz
