@@ -74,13 +74,24 @@ bool LasPointConversion::setUp(const LasHeader& header, const Bounds3& bounds, c
     return checkQuantizationRange(bounds, offset_, step_, reason);
 }
 
+void LasPointConversion::setMeasured(const std::int64_t* measured) {
+    measured_ = true;
+    for (int axis = 0; axis < 3; ++axis) {
+        measuredLow_[axis] = measured[axis];
+        measuredHigh_[axis] = measured[3 + axis];
+    }
+}
+
 bool LasPointConversion::exactBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const {
     if (!measured_ || !keepIntegers_ || header_.pointCount == 0) return false;
     for (int axis = 0; axis < 3; ++axis) {
-        // With a negative scale the smallest world coordinate is the largest integer; quantised
-        // values follow the integers either way.
-        min[axis] = static_cast<std::uint32_t>(measuredLow_[axis] - base_[axis]);
-        max[axis] = static_cast<std::uint32_t>(measuredHigh_[axis] - base_[axis]);
+        // Quantised values follow the integers whatever the sign of the scale.
+        const std::int64_t low = measuredLow_[axis] - base_[axis];
+        const std::int64_t high = measuredHigh_[axis] - base_[axis];
+        // Out of range: reading will name the point that does not fit.
+        if (low < 0 || high > static_cast<std::int64_t>(kLargestQuantized)) return false;
+        min[axis] = static_cast<std::uint32_t>(low);
+        max[axis] = static_cast<std::uint32_t>(high);
     }
     return true;
 }

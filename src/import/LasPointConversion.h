@@ -38,7 +38,10 @@ public:
 
     std::array<double, 3> step() const { return step_; }
     std::array<double, 3> offset() const { return offset_; }
-    // Exact quantised bounds, known when the records' extent was measured with integers kept.
+    // The records' measured integer extent (low x, y, z, high x, y, z), for exactBounds().
+    void setMeasured(const std::int64_t* measured);
+    // Exact quantised bounds, known when the records' extent was measured with integers kept and
+    // every measured value fits the quantised range.
     bool exactBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const;
 
 private:

@@ -14,10 +14,6 @@ namespace ovcf {
 
 namespace {
 
-// Colour depth: every record of smaller files, else this many evenly spread windows.
-constexpr std::uint64_t kColourScanAll = 1u << 20;
-constexpr std::uint64_t kColourWindows = 256;
-constexpr std::uint64_t kColourWindowRecords = 4096;
 constexpr std::size_t kRecordsPerPeek = 65536;
 
 }  // namespace
@@ -30,7 +26,6 @@ bool LasSource::fail(std::string& error, const std::string& reason) const {
 bool LasSource::open(const std::string& path, double step, std::string& error) {
     path_ = path;
     cursor_ = 0;
-    scanned_ = false;
     std::string reason;
     if (!file_.open(path, reason)) return fail(error, "cannot open the file: " + reason);
     std::uint8_t bytes[kLasHeaderBytesToRead] = {};
@@ -40,23 +35,32 @@ bool LasSource::open(const std::string& path, double step, std::string& error) {
     if (!parseLasHeader(bytes, headerBytes, file_.size(), header_, reason)) return fail(error, reason);
     if (header_.compressed) return fail(error, "compressed LAS (LAZ) records: open the file as LAZ");
     colourOffset_ = lasColourOffset(header_.pointFormat);
+    zeroColour_ = false;
+    // One pass over the records first: the exact integer box lets the indexer fix the octree's
+    // root before reading, and the colour depth needs every record to be certain.
+    if (!scanRecords(error)) return false;
+    const bool headerBox = lasHeaderBoundsUsable(header_);
     for (int axis = 0; axis < 3; ++axis) {
-        bounds_.min[axis] = header_.min[axis];
-        bounds_.max[axis] = header_.max[axis];
+        const double a = header_.offset[axis] + header_.scale[axis] * static_cast<double>(measured_[axis]);
+        const double b = header_.offset[axis] + header_.scale[axis] * static_cast<double>(measured_[3 + axis]);
+        bounds_.min[axis] = headerBox ? header_.min[axis] : std::min(a, b);
+        bounds_.max[axis] = headerBox ? header_.max[axis] : std::max(a, b);
     }
-    if (!lasHeaderBoundsUsable(header_) && !scanBounds(error)) return false;
-    if (!conversion_.setUp(header_, bounds_, scanned_ ? measured_ : nullptr, step, reason)) return fail(error, reason);
-    if (colourOffset_ >= 0 && !detectColourDepth(error)) return false;
+    // The quantised range stays centred on the header's box when it has one, so that a LAZ twin,
+    // which cannot measure its points before reading them, quantises the same way.
+    if (!conversion_.setUp(header_, bounds_, headerBox ? nullptr : measured_, step, reason)) return fail(error, reason);
+    conversion_.setMeasured(measured_);
     conversion_.setColour(colourOffset_, colourShift_);
     file_.seek(header_.pointDataOffset);
     return true;
 }
 
-bool LasSource::scanBounds(std::string& error) {
+bool LasSource::scanRecords(std::string& error) {
     std::int64_t low[3] = {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::max(),
                            std::numeric_limits<std::int64_t>::max()};
     std::int64_t high[3] = {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::min(),
                             std::numeric_limits<std::int64_t>::min()};
+    std::uint16_t largest = 0;
     const std::size_t length = header_.recordLength;
     std::string reason;
     file_.seek(header_.pointDataOffset);
@@ -65,7 +69,7 @@ bool LasSource::scanBounds(std::string& error) {
         std::size_t available = 0;
         const std::uint8_t* bytes = file_.peek(want * length, available, reason);
         if (!bytes) return fail(error, "reading the point records failed: " + reason);
-        const std::size_t records = available / length;
+        const std::size_t records = std::min(available / length, want);
         if (records == 0) return fail(error, "the file ends before its last point record");
         for (std::size_t i = 0; i < records; ++i) {
             const std::uint8_t* r = bytes + i * length;
@@ -75,46 +79,22 @@ bool LasSource::scanBounds(std::string& error) {
                 high[axis] = std::max(high[axis], v);
             }
         }
+        if (colourOffset_ >= 0) largest = std::max(largest, largestLasColour(bytes, records, header_.recordLength, colourOffset_));
         file_.skip(records * length);
         done += records;
     }
-    scanned_ = true;
     for (int axis = 0; axis < 3; ++axis) {
         if (header_.pointCount == 0) low[axis] = high[axis] = 0;
         measured_[axis] = low[axis];
         measured_[3 + axis] = high[axis];
-        const double a = header_.offset[axis] + header_.scale[axis] * static_cast<double>(low[axis]);
-        const double b = header_.offset[axis] + header_.scale[axis] * static_cast<double>(high[axis]);
-        bounds_.min[axis] = std::min(a, b);
-        bounds_.max[axis] = std::max(a, b);
     }
-    return true;
-}
-
-bool LasSource::detectColourDepth(std::string& error) {
-    const std::size_t length = header_.recordLength;
-    const std::uint64_t count = header_.pointCount;
-    const bool everyRecord = count <= kColourScanAll;
-    const std::uint64_t windows = everyRecord ? 1 : kColourWindows;
-    const std::uint64_t windowRecords = everyRecord ? count : kColourWindowRecords;
-    std::string reason;
-    std::uint16_t largest = 0;
-    for (std::uint64_t w = 0; w < windows && largest <= 255; ++w) {
-        const std::uint64_t first = everyRecord ? 0 : (count - windowRecords) * w / (windows - 1);
-        file_.seek(header_.pointDataOffset + first * length);
-        for (std::uint64_t done = 0; done < windowRecords && largest <= 255;) {
-            const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(kRecordsPerPeek, windowRecords - done));
-            std::size_t available = 0;
-            const std::uint8_t* bytes = file_.peek(want * length, available, reason);
-            if (!bytes) return fail(error, "reading the point records failed: " + reason);
-            const std::size_t records = std::min(available / length, want);
-            if (records == 0) return fail(error, "the file ends before its last point record");
-            largest = std::max(largest, largestLasColour(bytes, records, header_.recordLength, colourOffset_));
-            file_.skip(records * length);
-            done += records;
-        }
-    }
+    // 8-bit values in 16-bit fields are kept as they are; fields that are zero everywhere hold no
+    // colour at all, and the cloud is imported as one without.
     colourShift_ = largest > 255 ? 8 : 0;
+    if (colourOffset_ >= 0 && largest == 0 && header_.pointCount > 0) {
+        colourOffset_ = -1;
+        zeroColour_ = true;
+    }
     return true;
 }
 
@@ -144,7 +124,10 @@ std::string LasSource::description() const {
     char text[96];
     std::snprintf(text, sizeof text, "file LAS %u.%u, formato punto %u, %s punti, ", header_.versionMajor,
                   header_.versionMinor, header_.pointFormat, formatCount(header_.pointCount).c_str());
-    std::string colour = colourOffset_ < 0 ? "senza colore" : colourShift_ == 0 ? "colore a 8 bit" : "colore a 16 bit";
+    std::string colour = zeroColour_           ? "RGB tutto a zero, importato senza colore"
+                         : colourOffset_ < 0    ? "senza colore"
+                         : colourShift_ == 0    ? "colore a 8 bit"
+                                                : "colore a 16 bit";
     return text + colour + ": " + path_;
 }
 

@@ -3,10 +3,12 @@
 //
 // Coordinates: with no step given, the file's own integers and scale factors are kept exactly
 // (only shifted); with a step, the world coordinates are quantised again with it. The header's
-// bounding box is a hint: points a little outside it import, and the built file gets the true box. Intensity and classification are kept, so a
-// LAS source fills point format 2. Colours: LAS stores 16-bit channels, but many writers put
-// 8-bit values in them; when no sampled value exceeds 255 the values are taken as they are,
-// otherwise the high byte is kept. Files without colour read as grey 200.
+// bounding box is a hint: points a little outside it import, and the built file gets the true box.
+// A first pass over the records measures their exact box (handed to the indexer) and their
+// colour. Intensity and classification are kept, so a LAS source fills point format 2. Colours:
+// LAS stores 16-bit channels, but many writers put 8-bit values in them; when no value exceeds
+// 255 the values are taken as they are, otherwise the high byte is kept. Files without colour,
+// and files whose colour fields are zero for every point, read as grey 200.
 #pragma once
 
 #include <string>
@@ -31,14 +33,18 @@ public:
     bool read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) override;
     std::string description() const override;
     std::uint32_t fullPointFormat() const override { return 2; }
+    bool quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const override {
+        return conversion_.exactBounds(min, max);
+    }
+    std::string colourNote() const override { return zeroColour_ ? "RGB tutto a zero nel file: importato senza colore" : ""; }
 
     const LasHeader& header() const { return header_; }
     // True when the colour channels hold 8-bit values (kept as they are).
     bool coloursAreEightBit() const { return colourShift_ == 0; }
 
 private:
-    bool scanBounds(std::string& error);
-    bool detectColourDepth(std::string& error);
+    // Measures the records' integer box and largest colour value.
+    bool scanRecords(std::string& error);
     bool fail(std::string& error, const std::string& reason) const;
 
     std::string path_;
@@ -46,9 +52,9 @@ private:
     BufferedFileReader file_;
     LasPointConversion conversion_;
     Bounds3 bounds_;
-    std::int64_t measured_[6] = {};  // low x, y, z and high x, y, z of the records' integers, when scanned
-    bool scanned_ = false;
+    std::int64_t measured_[6] = {};  // low x, y, z and high x, y, z of the records' integers
     int colourOffset_ = -1;
+    bool zeroColour_ = false;  // the format has colour fields, all zero
     unsigned colourShift_ = 8;
     std::uint64_t cursor_ = 0;
 };

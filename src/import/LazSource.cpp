@@ -57,6 +57,7 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
         return fail(error, reason);
     if (!readChunkTable(reason)) return fail(error, reason);
     colourOffset_ = lasColourOffset(header_.pointFormat);
+    zeroColour_ = false;
     for (int axis = 0; axis < 3; ++axis) {
         bounds_.min[axis] = header_.min[axis];
         bounds_.max[axis] = header_.max[axis];
@@ -262,6 +263,12 @@ bool LazSource::detectColourDepth(std::string& error) {
         i += count;
     }
     colourShift_ = largest > 255 ? 8 : 0;
+    // Colour fields that are zero everywhere (in every chunk of smaller files, in the sampled
+    // ones of larger files) hold no colour: the cloud is imported as one without.
+    if (largest == 0 && header_.pointCount > 0) {
+        colourOffset_ = -1;
+        zeroColour_ = true;
+    }
     return true;
 }
 
@@ -295,7 +302,10 @@ std::string LazSource::description() const {
     std::snprintf(text, sizeof text, "file LAZ %u.%u, formato punto %u, %s punti in %s blocchi, ", header_.versionMajor,
                   header_.versionMinor, header_.pointFormat, formatCount(header_.pointCount).c_str(),
                   formatCount(chunks_.size()).c_str());
-    std::string colour = colourOffset_ < 0 ? "senza colore" : colourShift_ == 0 ? "colore a 8 bit" : "colore a 16 bit";
+    std::string colour = zeroColour_           ? "RGB tutto a zero, importato senza colore"
+                         : colourOffset_ < 0    ? "senza colore"
+                         : colourShift_ == 0    ? "colore a 8 bit"
+                                                : "colore a 16 bit";
     return text + colour + ": " + path_;
 }
 

@@ -33,6 +33,7 @@ public:
     bool read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) override;
     std::string description() const override;
     std::uint32_t fullPointFormat() const override { return 2; }
+    std::string colourNote() const override { return zeroColour_ ? "RGB tutto a zero nel file: importato senza colore" : ""; }
 
     const LasHeader& header() const { return header_; }
     const laz::LazVlr& vlr() const { return vlr_; }
@@ -70,6 +71,7 @@ private:
     std::vector<Chunk> chunks_;
     int colourOffset_ = -1;
     unsigned colourShift_ = 8;
+    bool zeroColour_ = false;  // the format has colour fields, all zero
     unsigned threads_ = 0;
 
     std::vector<std::vector<std::uint8_t>> batch_;  // raw records of the decoded chunks
