@@ -46,14 +46,11 @@ struct Point10 {
     }
 };
 
-unsigned withoutLowBit(unsigned k) { return k & ~1u; }
-
 class Point10Decoder final : public PointwiseItemDecoder {
 public:
     Point10Decoder()
-        : changed_(64), scanAngle_(2, SymbolModel(256)), returns_(256, SymbolModel(256)),
-          classification_(256, SymbolModel(256)), userData_(256, SymbolModel(256)), intensity_(16, 4), source_(16),
-          dx_(32, 2), dy_(32, 22), z_(32, 20) {}
+        : changed_(64), scanAngle_(2, SymbolModel(256)), intensity_(16, 4), source_(16), dx_(32, 2), dy_(32, 22),
+          z_(32, 20) {}
 
     void first(const std::uint8_t* raw) override {
         last_.load(raw);
@@ -82,11 +79,11 @@ public:
         if (changed & 1) last_.source = static_cast<std::uint16_t>(source_.decode(d, last_.source, 0));
 
         const std::int32_t dx = dx_.decode(d, xDiffs_[m].get(), n == 1);
-        last_.x = static_cast<std::int32_t>(static_cast<std::uint32_t>(last_.x) + static_cast<std::uint32_t>(dx));
+        last_.x = wrapAdd(last_.x, dx);
         xDiffs_[m].add(dx);
         unsigned k = dx_.k();
         const std::int32_t dy = dy_.decode(d, yDiffs_[m].get(), (n == 1) + (k < 20 ? withoutLowBit(k) : 20));
-        last_.y = static_cast<std::int32_t>(static_cast<std::uint32_t>(last_.y) + static_cast<std::uint32_t>(dy));
+        last_.y = wrapAdd(last_.y, dy);
         yDiffs_[m].add(dy);
         k = (dx_.k() + dy_.k()) / 2;
         last_.z = z_.decode(d, lastHeight_[l], (n == 1) + (k < 18 ? withoutLowBit(k) : 18));
@@ -102,9 +99,10 @@ private:
     std::int32_t lastHeight_[8] = {};
     SymbolModel changed_;
     std::vector<SymbolModel> scanAngle_;
-    std::vector<SymbolModel> returns_;
-    std::vector<SymbolModel> classification_;
-    std::vector<SymbolModel> userData_;
+    // Per last value, created when first needed: a chunk meets few of the 256.
+    LazyModels<256> returns_{256};
+    LazyModels<256> classification_{256};
+    LazyModels<256> userData_{256};
     IntegerCodec intensity_;
     IntegerCodec source_;
     IntegerCodec dx_;

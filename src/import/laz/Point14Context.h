@@ -38,21 +38,6 @@ constexpr std::int32_t kGpsMultiMinus = -10;
 constexpr std::int32_t kGpsMultiCodeFull = kGpsMulti - kGpsMultiMinus + 1;
 constexpr std::int32_t kGpsMultiTotal = kGpsMulti - kGpsMultiMinus + 5;
 
-// Models created on first use, as most contexts of a chunk never occur.
-template <std::size_t N>
-class LazyModels {
-public:
-    explicit LazyModels(std::uint32_t symbols) : symbols_(symbols) {}
-    SymbolModel& operator[](std::size_t i) {
-        if (!models_[i]) models_[i] = std::make_unique<SymbolModel>(symbols_);
-        return *models_[i];
-    }
-
-private:
-    std::uint32_t symbols_;
-    std::array<std::unique_ptr<SymbolModel>, N> models_;
-};
-
 struct Point14Context {
     bool unused = true;
     Point14 last;
@@ -96,15 +81,4 @@ struct Point14Context {
 
 // The context of the current point's return: 3 single, 2 first, 1 last, 0 intermediate.
 inline unsigned returnContext(unsigned r, unsigned n) { return (r == 1 ? 2u : 0u) + (r >= n ? 1u : 0u); }
-inline unsigned withoutLowBit(unsigned k) { return k & ~1u; }
-inline std::int32_t wrapAdd(std::int32_t a, std::int32_t b) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
-}
-inline std::int32_t wrapSub(std::int32_t a, std::int32_t b) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
-}
-inline std::int32_t wrapMul(std::int32_t a, std::int32_t b) {
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
-}
-
 }  // namespace ovcf::laz

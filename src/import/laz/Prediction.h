@@ -1,8 +1,13 @@
-// Small helpers the point codecs predict with: a running median of five, and the tables that
-// fold a point's return number and count of returns into a few contexts.
+// Small helpers the point codecs predict with: a running median of five, the tables that fold
+// a point's return number and count of returns into a few contexts, models made on first use,
+// and integer arithmetic that wraps as the format's does.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <memory>
+
+#include "import/laz/ArithmeticModel.h"
 
 namespace ovcf::laz {
 
@@ -93,5 +98,32 @@ inline constexpr std::uint8_t kReturnLevel8[16][16] = {
     {7, 7, 7, 7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3, 4, 5}, {7, 7, 7, 7, 7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3, 4},
     {7, 7, 7, 7, 7, 7, 6, 5, 4, 3, 2, 1, 0, 1, 2, 3}, {7, 7, 7, 7, 7, 7, 7, 6, 5, 4, 3, 2, 1, 0, 1, 2},
     {7, 7, 7, 7, 7, 7, 7, 7, 6, 5, 4, 3, 2, 1, 0, 1}, {7, 7, 7, 7, 7, 7, 7, 7, 7, 6, 5, 4, 3, 2, 1, 0}};
+
+// Models created on first use, as most contexts of a chunk never occur.
+template <std::size_t N>
+class LazyModels {
+public:
+    explicit LazyModels(std::uint32_t symbols) : symbols_(symbols) {}
+    SymbolModel& operator[](std::size_t i) {
+        if (!models_[i]) models_[i] = std::make_unique<SymbolModel>(symbols_);
+        return *models_[i];
+    }
+
+private:
+    std::uint32_t symbols_;
+    std::array<std::unique_ptr<SymbolModel>, N> models_;
+};
+
+// The k of the last corrector with its lowest bit cleared: the contexts of the next coordinate.
+inline unsigned withoutLowBit(unsigned k) { return k & ~1u; }
+inline std::int32_t wrapAdd(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
+}
+inline std::int32_t wrapSub(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}
+inline std::int32_t wrapMul(std::int32_t a, std::int32_t b) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
+}
 
 }  // namespace ovcf::laz
