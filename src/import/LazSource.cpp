@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <system_error>
 #include <thread>
 
 #include "core/NumberFormat.h"
@@ -39,12 +40,12 @@ unsigned LazSource::threadCount() const {
 }
 
 bool LazSource::open(const std::string& path, double step, std::string& error) {
+    waitForNextBatch();
     path_ = path;
     cursor_ = 0;
     nextChunk_ = 0;
     inChunk_ = 0;
-    batch_.clear();
-    batchFirst_ = 0;
+    batch_ = {};
     std::string reason;
     if (!file_.open(path, reason)) return fail(error, "cannot open the file: " + reason);
     std::uint8_t bytes[kLasHeaderBytesToRead] = {};
@@ -94,7 +95,7 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
     if (!conversion_.setUp(header_, bounds_, scan ? measured : nullptr, step, reason)) return fail(error, reason);
     if (colourOffset_ >= 0 && !detectColourDepth(error)) return false;
     conversion_.setColour(colourOffset_, colourShift_);
-    batch_.clear();
+    batch_ = {};
     return true;
 }
 
@@ -207,7 +208,7 @@ std::size_t LazSource::batchSize(std::size_t first) const {
     return count;
 }
 
-bool LazSource::decodeBatch(std::size_t first, std::size_t count, std::string& error) {
+bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error) {
     std::vector<std::vector<std::uint8_t>> compressed(count);
     std::string reason;
     for (std::size_t i = 0; i < count; ++i) {
@@ -218,8 +219,8 @@ bool LazSource::decodeBatch(std::size_t first, std::size_t count, std::string& e
             return fail(error, "chunk " + std::to_string(first + i) + " at offset " + std::to_string(chunk.offset) +
                                    ": reading failed: " + reason);
     }
-    batch_.resize(count);
-    batchFirst_ = first;
+    batch.chunks.resize(count);
+    batch.first = first;
     std::vector<std::string> failures(count);
     const unsigned threads = static_cast<unsigned>(std::min<std::size_t>(threadCount(), count));
     const std::uint16_t length = header_.recordLength;
@@ -227,8 +228,9 @@ bool LazSource::decodeBatch(std::size_t first, std::size_t count, std::string& e
         for (std::size_t i = t; i < count; i += threads) {
             const Chunk& chunk = chunks_[first + i];
             try {
-                batch_[i].resize(static_cast<std::size_t>(chunk.points) * length);
-                laz::decodeChunk(vlr_, compressed[i].data(), compressed[i].size(), chunk.points, length, batch_[i].data());
+                batch.chunks[i].resize(static_cast<std::size_t>(chunk.points) * length);
+                laz::decodeChunk(vlr_, compressed[i].data(), compressed[i].size(), chunk.points, length,
+                                 batch.chunks[i].data());
             } catch (const laz::CorruptData& e) {
                 failures[i] = e.what();
             } catch (const std::bad_alloc&) {
@@ -241,6 +243,23 @@ bool LazSource::decodeBatch(std::size_t first, std::size_t count, std::string& e
             return fail(error, "chunk " + std::to_string(first + i) + " at offset " +
                                    std::to_string(chunks_[first + i].offset) + " is damaged: " + failures[i]);
     return true;
+}
+
+void LazSource::startNextBatch(std::size_t first) {
+    if (first >= chunks_.size()) return;
+    nextFirst_ = first;
+    try {
+        decoding_ = std::async(std::launch::async, [this, first] { return decodeBatch(first, batchSize(first), next_, nextError_); });
+    } catch (const std::system_error&) {
+        // No thread to spare: read() decodes the batch itself when it gets there.
+    }
+}
+
+bool LazSource::waitForNextBatch(std::string* error) {
+    if (!decoding_.valid()) return true;
+    const bool ok = decoding_.get();
+    if (!ok && error) *error = nextError_;
+    return ok;
 }
 
 bool LazSource::detectColourDepth(std::string& error) {
@@ -256,9 +275,9 @@ bool LazSource::detectColourDepth(std::string& error) {
         std::size_t count = 1;
         const std::size_t most = batchSize(sample[i]);
         while (i + count < sample.size() && count < most && sample[i + count] == sample[i] + count) ++count;
-        if (!decodeBatch(sample[i], count, error)) return false;
+        if (!decodeBatch(sample[i], count, batch_, error)) return false;
         for (std::size_t j = 0; j < count; ++j)
-            largest = std::max(largest, largestLasColour(batch_[j].data(), static_cast<std::size_t>(chunks_[sample[i] + j].points),
+            largest = std::max(largest, largestLasColour(batch_.chunks[j].data(), static_cast<std::size_t>(chunks_[sample[i] + j].points),
                                                          header_.recordLength, colourOffset_));
         i += count;
     }
@@ -277,19 +296,27 @@ bool LazSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
     if (!points || capacity == 0) return true;
     std::string reason;
     while (count < capacity && nextChunk_ < chunks_.size()) {
-        if (nextChunk_ < batchFirst_ || nextChunk_ >= batchFirst_ + batch_.size()) {
-            if (!decodeBatch(nextChunk_, batchSize(nextChunk_), error)) return false;
+        if (nextChunk_ < batch_.first || nextChunk_ >= batch_.first + batch_.chunks.size()) {
+            const bool ready = decoding_.valid() && nextFirst_ == nextChunk_;
+            if (ready) {
+                if (!waitForNextBatch(&error)) return false;
+                std::swap(batch_, next_);
+            } else {
+                waitForNextBatch();
+                if (!decodeBatch(nextChunk_, batchSize(nextChunk_), batch_, error)) return false;
+            }
+            startNextBatch(batch_.first + batch_.chunks.size());
         }
         const Chunk& chunk = chunks_[nextChunk_];
         const std::uint64_t take = std::min<std::uint64_t>(capacity - count, chunk.points - inChunk_);
-        const std::uint8_t* records = batch_[nextChunk_ - batchFirst_].data() + inChunk_ * header_.recordLength;
+        const std::uint8_t* records = batch_.chunks[nextChunk_ - batch_.first].data() + inChunk_ * header_.recordLength;
         if (!conversion_.convert(records, static_cast<std::size_t>(take), cursor_, points + count, reason))
             return fail(error, reason);
         count += static_cast<std::size_t>(take);
         cursor_ += take;
         inChunk_ += take;
         if (inChunk_ == chunk.points) {
-            std::vector<std::uint8_t>().swap(batch_[nextChunk_ - batchFirst_]);
+            std::vector<std::uint8_t>().swap(batch_.chunks[nextChunk_ - batch_.first]);
             ++nextChunk_;
             inChunk_ = 0;
         }

@@ -1,12 +1,14 @@
 // A LAZ file (compressed LAS, COPC included: a LAZ 1.4 file whose chunks form an octree) as a
 // point source. The chunk table tells where each chunk lies; chunks are read in file order
 // through one buffered reader and decoded in batches on worker threads, a few chunks per thread
-// at a time, so memory stays small whatever the file's size. The decoded records become points
+// at a time, so memory stays small whatever the file's size. While the points of one batch are
+// handed out, the next batch is decoded in the background, so decoding overlaps the indexing. The decoded records become points
 // exactly as a LAS file's would (LasPointConversion), so a LAZ file and its LAS twin build the
 // same cache.
 #pragma once
 
 #include <cstdint>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,8 @@ namespace ovcf {
 
 class LazSource final : public PointSource {
 public:
+    ~LazSource() override { waitForNextBatch(); }
+
     // `step` above 0 re-quantises with that step; 0 keeps the file's scale. Errors name the file.
     bool open(const std::string& path, double step, std::string& error);
     // Decoding threads; 0 (the default) takes the machine's cores, at most 8.
@@ -55,8 +59,17 @@ private:
     bool readChunkTable(std::string& reason);
     bool scanBounds(std::string& error);
     bool detectColourDepth(std::string& error);
-    // Decodes chunks [first, first + count) into batch_, on up to threads_ threads.
-    bool decodeBatch(std::size_t first, std::size_t count, std::string& error);
+    struct Batch {
+        std::size_t first = 0;                          // index of the first chunk
+        std::vector<std::vector<std::uint8_t>> chunks;  // raw records of each chunk
+    };
+
+    // Decodes chunks [first, first + count) into `batch`, on up to threads_ threads.
+    bool decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error);
+    // Starts decoding the batch from chunk `first` in the background, into next_.
+    void startNextBatch(std::size_t first);
+    // Waits for a background decoding; false with its error when it failed.
+    bool waitForNextBatch(std::string* error = nullptr);
     // How many chunks from `first` one batch takes.
     std::size_t batchSize(std::size_t first) const;
     unsigned threadCount() const;
@@ -74,19 +87,25 @@ private:
     bool zeroColour_ = false;  // the format has colour fields, all zero
     unsigned threads_ = 0;
 
-    std::vector<std::vector<std::uint8_t>> batch_;  // raw records of the decoded chunks
-    std::size_t batchFirst_ = 0;                    // chunk index of batch_[0]
-    std::size_t nextChunk_ = 0;                     // the chunk read() takes next
-    std::uint64_t inChunk_ = 0;                     // records of it already handed out
-    std::uint64_t cursor_ = 0;                      // points handed out
+    Batch batch_;                // the chunks being handed out
+    Batch next_;                 // the chunks decoded in the background (only that thread touches it)
+    std::size_t nextFirst_ = 0;  // the first of them
+    std::string nextError_;      // why the background decoding failed
+    std::size_t nextChunk_ = 0;  // the chunk read() takes next
+    std::uint64_t inChunk_ = 0;  // records of it already handed out
+    std::uint64_t cursor_ = 0;   // points handed out
+    // Last: destroyed first, so a background decoding ends before what it uses goes.
+    std::future<bool> decoding_;
 };
 
 template <class Take>
 bool LazSource::forEachChunk(Take&& take, std::string& error) {
+    waitForNextBatch();
+    Batch batch;
     for (std::size_t first = 0; first < chunks_.size();) {
         const std::size_t count = batchSize(first);
-        if (!decodeBatch(first, count, error)) return false;
-        for (std::size_t i = 0; i < count; ++i) take(batch_[i].data(), chunks_[first + i].points);
+        if (!decodeBatch(first, count, batch, error)) return false;
+        for (std::size_t i = 0; i < count; ++i) take(batch.chunks[i].data(), chunks_[first + i].points);
         first += count;
     }
     return true;
