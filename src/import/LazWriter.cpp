@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <system_error>
 #include <thread>
 
 #include "core/ThreadRun.h"
@@ -52,33 +53,51 @@ void LazWriter::writePoint(const PointRecord& point) {
     const std::size_t at = pending_.size();
     pending_.resize(at + kRecordSize);
     encodeRecord(point, reinterpret_cast<char*>(pending_.data() + at));
-    if (pending_.size() == std::size_t{kRecordSize} * kChunkPoints * threads_) compressPending(false);
+    if (pending_.size() < std::size_t{kRecordSize} * kChunkPoints * threads_) return;
+    // A whole batch: compressed in the background while the next one fills.
+    finishInFlight();
+    inFlight_.swap(pending_);
+    pending_.clear();
+    try {
+        compressing_ = std::async(std::launch::async, [this] { return compress(inFlight_); });
+    } catch (const std::system_error&) {
+        putChunks(compress(inFlight_));  // no thread to spare: compressed here
+    }
 }
 
-void LazWriter::compressPending(bool all) {
-    const std::size_t chunkBytes = std::size_t{kRecordSize} * kChunkPoints;
-    const std::size_t records = pending_.size() / kRecordSize;
-    const std::size_t count = all ? (records + kChunkPoints - 1) / kChunkPoints : records / kChunkPoints;
-    if (count == 0) return;
-    std::vector<std::vector<std::uint8_t>> compressed(count);
-    const unsigned threads = static_cast<unsigned>(std::min<std::size_t>(threads_, count));
+LazWriter::Compressed LazWriter::compress(const std::vector<std::uint8_t>& records) const {
+    const std::size_t count = records.size() / kRecordSize;
+    const std::size_t chunks = (count + kChunkPoints - 1) / kChunkPoints;
+    Compressed out;
+    out.chunks.resize(chunks);
+    out.points.resize(chunks);
+    const unsigned threads = static_cast<unsigned>(std::min<std::size_t>(threads_, chunks));
+    if (threads == 0) return out;
     runOnThreads(threads, [&](unsigned t) {
-        for (std::size_t c = t; c < count; c += threads) {
+        for (std::size_t c = t; c < chunks; c += threads) {
             const std::size_t first = c * kChunkPoints;
-            const std::size_t points = std::min<std::size_t>(kChunkPoints, records - first);
-            laz::encodeLayeredChunk(vlr_, pending_.data() + first * kRecordSize, points, kRecordSize, compressed[c]);
+            out.points[c] = std::min<std::size_t>(kChunkPoints, count - first);
+            laz::encodeLayeredChunk(vlr_, records.data() + first * kRecordSize, out.points[c], kRecordSize, out.chunks[c]);
         }
     });
-    for (std::size_t c = 0; c < count; ++c) {
-        put(compressed[c].data(), compressed[c].size());
-        chunks_.push_back({std::min<std::uint64_t>(kChunkPoints, records - c * kChunkPoints), compressed[c].size()});
-        chunkBytes_ += compressed[c].size();
+    return out;
+}
+
+void LazWriter::putChunks(const Compressed& compressed) {
+    for (std::size_t c = 0; c < compressed.chunks.size(); ++c) {
+        put(compressed.chunks[c].data(), compressed.chunks[c].size());
+        chunks_.push_back({compressed.points[c], compressed.chunks[c].size()});
+        chunkBytes_ += compressed.chunks[c].size();
     }
-    pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(std::min(pending_.size(), count * chunkBytes)));
+}
+
+void LazWriter::finishInFlight() {
+    if (compressing_.valid()) putChunks(compressing_.get());
 }
 
 bool LazWriter::patchHeader(std::string& error) {
-    compressPending(true);
+    finishInFlight();
+    putChunks(compress(pending_));
     const std::vector<std::uint8_t> table = laz::encodeChunkTable(chunks_, false);
     put(table.data(), table.size());
     if (!flush(error)) return false;
