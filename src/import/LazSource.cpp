@@ -23,7 +23,8 @@ constexpr std::uint64_t kLargestVlrArea = 64u << 20;
 // A batch holds a few chunks per thread, and at most this many points, so memory stays small.
 constexpr std::size_t kChunksPerThread = 2;
 constexpr std::uint64_t kBatchPoints = 4u << 20;
-// Colour depth: every chunk of smaller files, else this many evenly spread chunks.
+// Smaller files are measured whole before reading; larger ones have their colour depth taken
+// from this many evenly spread chunks.
 constexpr std::uint64_t kColourScanAll = 1u << 20;
 constexpr std::size_t kColourChunks = 16;
 
@@ -64,9 +65,13 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
         bounds_.max[axis] = header_.max[axis];
     }
     std::int64_t measured[6] = {};
-    const bool scan = !lasHeaderBoundsUsable(header_);
+    const bool headerBox = lasHeaderBoundsUsable(header_);
+    // Smaller files are decoded once before reading (a first pass that is cheap for them): the
+    // exact box lets the indexer fix the root first, as for LAS, and the colour is measured on
+    // every point. A header without a box needs the pass whatever the file's size.
+    const bool scan = !headerBox || header_.pointCount <= kColourScanAll;
+    std::uint16_t largest = 0;
     if (scan) {
-        // Decoding every chunk for the box is the price of a header without one.
         std::int64_t* low = measured;
         std::int64_t* high = measured + 3;
         for (int axis = 0; axis < 3; ++axis) {
@@ -82,18 +87,24 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
                             low[axis] = std::min(low[axis], v);
                             high[axis] = std::max(high[axis], v);
                         }
+                    largest = std::max(largest, largestLasColour(records, static_cast<std::size_t>(count), length, colourOffset_));
                 },
                 error))
             return false;
-        for (int axis = 0; axis < 3; ++axis) {
+        for (int axis = 0; axis < 3 && !headerBox; ++axis) {
             const double a = header_.offset[axis] + header_.scale[axis] * static_cast<double>(low[axis]);
             const double b = header_.offset[axis] + header_.scale[axis] * static_cast<double>(high[axis]);
             bounds_.min[axis] = std::min(a, b);
             bounds_.max[axis] = std::max(a, b);
         }
     }
-    if (!conversion_.setUp(header_, bounds_, scan ? measured : nullptr, step, reason)) return fail(error, reason);
-    if (colourOffset_ >= 0 && !detectColourDepth(error)) return false;
+    if (!conversion_.setUp(header_, bounds_, headerBox ? nullptr : measured, step, reason)) return fail(error, reason);
+    if (scan) {
+        conversion_.setMeasured(measured);
+        setColourDepth(largest);
+    } else if (colourOffset_ >= 0 && !detectColourDepth(error)) {
+        return false;
+    }
     conversion_.setColour(colourOffset_, colourShift_);
     batch_ = {};
     return true;
@@ -264,7 +275,7 @@ bool LazSource::waitForNextBatch(std::string* error) {
 
 bool LazSource::detectColourDepth(std::string& error) {
     std::vector<std::size_t> sample;
-    if (header_.pointCount <= kColourScanAll || chunks_.size() <= kColourChunks) {
+    if (chunks_.size() <= kColourChunks) {
         for (std::size_t i = 0; i < chunks_.size(); ++i) sample.push_back(i);
     } else {
         for (std::size_t w = 0; w < kColourChunks; ++w) sample.push_back((chunks_.size() - 1) * w / (kColourChunks - 1));
@@ -281,14 +292,18 @@ bool LazSource::detectColourDepth(std::string& error) {
                                                          header_.recordLength, colourOffset_));
         i += count;
     }
+    setColourDepth(largest);
+    return true;
+}
+
+void LazSource::setColourDepth(std::uint16_t largest) {
     colourShift_ = largest > 255 ? 8 : 0;
-    // Colour fields that are zero everywhere (in every chunk of smaller files, in the sampled
-    // ones of larger files) hold no colour: the cloud is imported as one without.
-    if (largest == 0 && header_.pointCount > 0) {
+    // Colour fields that are zero everywhere (on every point of smaller files, in the sampled
+    // chunks of larger ones) hold no colour: the cloud is imported as one without.
+    if (colourOffset_ >= 0 && largest == 0 && header_.pointCount > 0) {
         colourOffset_ = -1;
         zeroColour_ = true;
     }
-    return true;
 }
 
 bool LazSource::read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) {

@@ -38,6 +38,9 @@ public:
     std::string description() const override;
     std::uint32_t fullPointFormat() const override { return 2; }
     std::string colourNote() const override { return zeroColour_ ? "RGB tutto a zero nel file: importato senza colore" : ""; }
+    bool quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const override {
+        return conversion_.exactBounds(min, max);
+    }
 
     const LasHeader& header() const { return header_; }
     const laz::LazVlr& vlr() const { return vlr_; }
@@ -57,8 +60,8 @@ private:
 
     bool readLaszipRecord(std::string& reason);
     bool readChunkTable(std::string& reason);
-    bool scanBounds(std::string& error);
     bool detectColourDepth(std::string& error);
+    void setColourDepth(std::uint16_t largest);
     struct Batch {
         std::size_t first = 0;                          // index of the first chunk
         std::vector<std::vector<std::uint8_t>> chunks;  // raw records of each chunk

@@ -77,8 +77,8 @@ TEST(LazSourceTest, LazTwinsReadTheSameRecordsAndBuildTheSameCache) {
             ImportOptions options;
             options.pointFormat = source->fullPointFormat();
             options.temporaryParent = dir.path();
-            // A budget below Autzen's size: the LAS source, which knows its exact box, has its
-            // root split while reading; the LAZ one goes through a root bucket on disk.
+            // A budget below Autzen's size: the root is split while reading, from the exact box
+            // that both sources measure in their first pass.
             options.ramBudget = 8u << 20;
             ImportStats stats;
             const std::string output = dir.file(std::string(name) + extension + ".ovcf");
