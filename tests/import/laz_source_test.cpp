@@ -59,6 +59,9 @@ TEST(LazSourceTest, LazTwinsReadTheSameRecordsAndBuildTheSameCache) {
         LasSource las;
         ASSERT_TRUE(las.open(test::sharedDataFile(std::string(name) + ".las"), 0.0, error)) << error;
         const std::vector<PointRecord> expected = readAll(las);
+        // Every field of every record, GPS time, returns and scan angle included.
+        const std::vector<std::uint8_t> lasFile = fileBytes(test::sharedDataFile(std::string(name) + ".las"));
+        const std::vector<std::uint8_t> lasRecords(lasFile.begin() + le::u32(lasFile.data() + 96), lasFile.end());
         for (unsigned threads : {1u, 2u}) {
             LazSource laz;
             laz.setThreads(threads);
@@ -67,6 +70,11 @@ TEST(LazSourceTest, LazTwinsReadTheSameRecordsAndBuildTheSameCache) {
             EXPECT_EQ(laz.offset(), las.offset());
             EXPECT_EQ(laz.coloursAreEightBit(), las.coloursAreEightBit());
             EXPECT_TRUE(readAll(laz) == expected);
+            std::vector<std::uint8_t> records;
+            const std::size_t length = laz.header().recordLength;
+            ASSERT_TRUE(laz.forEachChunk(
+                [&](const std::uint8_t* r, std::uint64_t count) { records.insert(records.end(), r, r + count * length); }, error));
+            EXPECT_TRUE(records == lasRecords);
         }
 
         std::vector<std::vector<test::NodeContent>> built;
