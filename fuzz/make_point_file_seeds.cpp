@@ -1,14 +1,17 @@
 // Writes the seed corpora of the point-file fuzz targets: small valid LAS files of several
-// versions and point formats, PLY files in ASCII and both binary byte orders, and XYZ texts with
+// versions and point formats, the small shared LAZ samples (pointwise and COPC), PLY files in ASCII and both binary byte orders, and XYZ texts with
 // and without colour and column names. Each seed starts with the byte that picks the step.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "LasTestFile.h"
+#include "LazTestFile.h"
+#include "import/LasHeader.h"
 
 namespace {
 
@@ -80,7 +83,7 @@ int main(int argc, char** argv) {
     }
     const fs::path root(argv[1]);
     std::error_code failure;
-    for (const char* kind : {"las_reader", "ply_reader", "xyz_reader"}) fs::create_directories(root / kind, failure);
+    for (const char* kind : {"las_reader", "laz_reader", "ply_reader", "xyz_reader"}) fs::create_directories(root / kind, failure);
     if (failure) {
         std::fprintf(stderr, "cannot create '%s': %s\n", argv[1], failure.message().c_str());
         return 1;
@@ -94,6 +97,24 @@ int main(int argc, char** argv) {
                                      std::to_string(step) + ".las",
                             step, lasSeed(f.minor, f.format, 12));
     ok &= writeSeed(las, "empty.las", 0, lasSeed(2, 0, 0));
+    // Our own layered files: every point format of 6 to 8, NIR and extra bytes, fixed and
+    // variable chunks, small enough for the fuzzer to change any byte.
+    for (std::uint8_t format : {6, 7, 8})
+        for (std::uint16_t extra : {0, 2}) {
+            const std::uint16_t length = static_cast<std::uint16_t>(ovcf::lasMinimumRecordLength(format) + extra);
+            const auto records = ovcf::test::variedLayeredRecords(format, extra, 40, length);
+            const bool variable = extra > 0;
+            const auto file = ovcf::test::layeredLazFile(format, extra, records, length,
+                                                         variable ? std::vector<std::uint32_t>{7, 30} : std::vector<std::uint32_t>{16},
+                                                         variable);
+            ok &= writeSeed(root / "laz_reader", "f" + std::to_string(format) + "_e" + std::to_string(extra) + ".laz", 0,
+                            std::string(file.begin(), file.end()));
+        }
+    for (const char* sample : {"pdal_simple.laz", "pdal_1.2-with-color.copc.laz"}) {
+        std::ifstream in(fs::path(ORVANE_SHARED_DATA_DIR) / sample, std::ios::binary);
+        const std::string file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        ok &= !file.empty() && writeSeed(root / "laz_reader", sample, 0, file);
+    }
 
     ok &= writeSeed(ply, "ascii.ply", 1,
                     "ply\nformat ascii 1.0\ncomment seed\nelement vertex 3\nproperty float x\nproperty float y\n"

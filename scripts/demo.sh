@@ -3,7 +3,7 @@
 # host, and runs pcview. With a display it opens the window; without one it starts a private
 # Xvfb, renders headless and writes a screenshot to build/demo/pcview.png.
 #   scripts/demo.sh [--windows] [CLOUD] [pcview options]
-# CLOUD is a .ovcf file, or a LAS, PLY or XYZ file that the ovcf tool indexes first into
+# CLOUD is a .ovcf file, or a LAS, LAZ, PLY or XYZ file that the ovcf tool indexes first into
 # build/demo/NAME.ovcf. Without one, pcview generates a small survey-like scene.
 # --windows runs the Windows build of the demo under Wine instead.
 # Headless, unless pcview options with --do or --script are given, the demo replays a short edit
@@ -12,7 +12,9 @@
 # under the cursor, a colour picked for the colour filter, the view turned onto a plane through
 # three clicked points (build/demo/pcview-plane.png), then a clip box
 # drawn from the top and widened by dragging a face handle, and the final picture seen from the
-# side. Nothing is confirmed, so the cloud's file is never changed by the demo.
+# side (tests/demo/main_job.txt). Picks go to the drawn point nearest to the script's position,
+# and an action that finds nothing on the given cloud is logged while the rest goes on. Nothing
+# is confirmed, so the cloud's file is never changed by the demo.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -52,12 +54,7 @@ args+=("$@")
 if [ "$headless" -eq 1 ]; then
   args+=(--headless --screenshot "$shot")
   if [[ " $* " != *" --do "* && " $* " != *" --script "* ]]; then
-    args+=(--size 1024x720 --do "tool rect; drag 380,250 640,470; screenshot build/demo/pcview-selected.png;
-      expect selected >0; delete; expect selected =0; tool polygon; click 180,330; click 330,300; click 360,420;
-      click 250,470; frames 2; screenshot build/demo/pcview-polygon.png; key enter; delete; tool none;
-      expect deleted >0; readback; readout on; move 760,420; pickcolor 760,420; plane start; click 700,300;
-      click 830,420; click 700,560; expect planestate =3; screenshot build/demo/pcview-plane.png; plane cancel;
-      readout off; zoomall; view 0; rect clipbox; drag 330,200 700,520; drag 700,360 800,360; view -1")
+    args+=(--size 1024x720 --keep-going --script "$root/tests/demo/main_job.txt")
   fi
 fi
 

@@ -1,19 +1,20 @@
 #!/bin/sh
-# Builds the fuzz targets of the file readers (.ovcf, LAS, PLY, XYZ) with clang's libFuzzer in
+# Builds the fuzz targets of the file readers (.ovcf, LAS, LAZ, PLY, XYZ) with clang's libFuzzer in
 # their own build folder, writes the seed corpora and fuzzes them one after the other, sharing the
 # given number of seconds (default 60) evenly. Fails on any finding; the offending input is left
 # in BUILD/fuzz-findings/<target>/ (copy it to fuzz/regressions/<target>/ once fixed, so that the
 # tests replay it).
 #
 # usage: scripts/run-fuzz.sh [SECONDS] [BUILD_FOLDER] [TARGET...]
-#   TARGET is ovcf_reader, las_reader, ply_reader or xyz_reader; all four when none is given.
+#   TARGET is ovcf_reader, las_reader, laz_reader, ply_reader or xyz_reader; all five when none is
+#   given.
 set -eu
 
 seconds=${1:-60}
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${2:-$root/build-fuzz}
 [ $# -gt 2 ] && shift 2 || set --
-[ $# -gt 0 ] || set -- ovcf_reader las_reader ply_reader xyz_reader
+[ $# -gt 0 ] || set -- ovcf_reader las_reader laz_reader ply_reader xyz_reader
 share=$((seconds / $#))
 [ "$share" -gt 0 ] || share=1
 

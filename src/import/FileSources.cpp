@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "import/LasSource.h"
+#include "import/LazSource.h"
 #include "import/PlySource.h"
 #include "import/XyzSource.h"
 #include "platform/SystemFile.h"
@@ -18,11 +19,22 @@ std::unique_ptr<PointSource> openPointFile(const std::string& path, double step,
     std::uint64_t size = 0;
     probe.size(size);
     char magic[4] = {};
+    std::uint8_t formatByte = 0;
     if (size >= 4 && !probe.readAt(0, magic, 4)) {
         error = "'" + path + "': reading failed: " + probe.lastErrorText();
         return nullptr;
     }
+    // LAZ keeps the LAS header and marks its compressed records in the point format's top bits.
+    if (std::memcmp(magic, "LASF", 4) == 0 && size > 104 && !probe.readAt(104, &formatByte, 1)) {
+        error = "'" + path + "': reading failed: " + probe.lastErrorText();
+        return nullptr;
+    }
     probe.close();
+    if (std::memcmp(magic, "LASF", 4) == 0 && (formatByte & 0xC0)) {
+        auto source = std::make_unique<LazSource>();
+        if (!source->open(path, step, error)) return nullptr;
+        return source;
+    }
     if (std::memcmp(magic, "LASF", 4) == 0) {
         auto source = std::make_unique<LasSource>();
         if (!source->open(path, step, error)) return nullptr;

@@ -1,5 +1,5 @@
-// Opens a point file as a source, choosing the reader by the file's first bytes: "LASF" is LAS,
-// "ply" is PLY, anything else is read as XYZ text.
+// Opens a point file as a source, choosing the reader by the file's first bytes: "LASF" is LAS, or
+// LAZ when its point format marks compressed records; "ply" is PLY; anything else is XYZ text.
 #pragma once
 
 #include <memory>

@@ -41,6 +41,7 @@ bool parseLasHeader(const std::uint8_t* b, std::size_t size, std::uint64_t fileS
     }
     h.headerSize = le::u16(b + 94);
     h.pointDataOffset = le::u32(b + 96);
+    h.vlrCount = le::u32(b + 100);
     const std::uint8_t formatByte = b[104];
     h.recordLength = le::u16(b + 105);
     std::uint64_t count = le::u32(b + 107);
@@ -61,11 +62,8 @@ bool parseLasHeader(const std::uint8_t* b, std::size_t size, std::uint64_t fileS
         reason = "the LAS header declares a size of " + std::to_string(h.headerSize) + " bytes, less than 227";
         return false;
     }
-    if (formatByte & 0xC0) {
-        reason = "compressed LAS (LAZ) is not supported: decompress it first";
-        return false;
-    }
-    h.pointFormat = formatByte;
+    h.compressed = (formatByte & 0xC0) != 0;
+    h.pointFormat = formatByte & 0x3F;
     if (h.pointFormat > 10) {
         reason = "unknown LAS point format " + std::to_string(h.pointFormat);
         return false;
@@ -85,6 +83,14 @@ bool parseLasHeader(const std::uint8_t* b, std::size_t size, std::uint64_t fileS
             reason = "invalid scale factor or offset in the LAS header";
             return false;
         }
+    }
+    if (h.compressed) {
+        if (h.pointDataOffset > fileSize) {
+            reason = "the file is truncated: its point data would start at offset " + std::to_string(h.pointDataOffset) +
+                     ", but the file has only " + std::to_string(fileSize) + " bytes";
+            return false;
+        }
+        return true;
     }
     const std::uint64_t dataBytes = h.pointCount * h.recordLength;
     if (h.pointCount > fileSize / h.recordLength || h.pointDataOffset + dataBytes > fileSize) {

@@ -16,7 +16,9 @@ struct LasHeader {
     std::uint16_t headerSize = 0;
     std::uint32_t pointDataOffset = 0;
     std::uint8_t pointFormat = 0;  // 0 to 10
-    std::uint16_t recordLength = 0;
+    std::uint16_t recordLength = 0;  // of the uncompressed records
+    std::uint32_t vlrCount = 0;
+    bool compressed = false;  // LAZ: the records follow compressed, described by the LASzip record
     std::uint64_t pointCount = 0;
     double scale[3] = {1, 1, 1};
     double offset[3] = {0, 0, 0};
@@ -32,7 +34,8 @@ int lasColourOffset(std::uint8_t pointFormat);
 inline bool lasHasFullClassByte(std::uint8_t pointFormat) { return pointFormat >= 6; }
 
 // Decodes and checks the header from the file's first bytes (`size` of them, up to
-// kLasHeaderBytesToRead) against the file's size. The reason names what is wrong, not the file.
+// kLasHeaderBytesToRead) against the file's size (the size of the records only when they are not
+// compressed). The reason names what is wrong, not the file.
 bool parseLasHeader(const std::uint8_t* bytes, std::size_t size, std::uint64_t fileSize, LasHeader& header,
                     std::string& reason);
 

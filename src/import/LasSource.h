@@ -3,16 +3,19 @@
 //
 // Coordinates: with no step given, the file's own integers and scale factors are kept exactly
 // (only shifted); with a step, the world coordinates are quantised again with it. The header's
-// bounding box is a hint: points a little outside it import, and the built file gets the true box. Intensity and classification are kept, so a
-// LAS source fills point format 2. Colours: LAS stores 16-bit channels, but many writers put
-// 8-bit values in them; when no sampled value exceeds 255 the values are taken as they are,
-// otherwise the high byte is kept. Files without colour read as grey 200.
+// bounding box is a hint: points a little outside it import, and the built file gets the true box.
+// A first pass over the records measures their exact box (handed to the indexer) and their
+// colour. Intensity and classification are kept, so a LAS source fills point format 2. Colours:
+// LAS stores 16-bit channels, but many writers put 8-bit values in them; when no value exceeds
+// 255 the values are taken as they are, otherwise the high byte is kept. Files without colour,
+// and files whose colour fields are zero for every point, read as grey 200.
 #pragma once
 
 #include <string>
 
 #include "import/BufferedFileReader.h"
 #include "import/LasHeader.h"
+#include "import/LasPointConversion.h"
 #include "import/PointSource.h"
 
 namespace ovcf {
@@ -23,36 +26,35 @@ public:
     bool open(const std::string& path, double step, std::string& error);
 
     std::uint64_t pointCount() const override { return header_.pointCount; }
-    std::array<double, 3> step() const override { return step_; }
-    std::array<double, 3> offset() const override { return offset_; }
+    std::array<double, 3> step() const override { return conversion_.step(); }
+    std::array<double, 3> offset() const override { return conversion_.offset(); }
     bool hasColour() const override { return colourOffset_ >= 0; }
     Bounds3 bounds() const override { return bounds_; }
     bool read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) override;
     std::string description() const override;
     std::uint32_t fullPointFormat() const override { return 2; }
+    bool quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const override {
+        return conversion_.exactBounds(min, max);
+    }
+    std::string colourNote() const override { return zeroColour_ ? "RGB tutto a zero nel file: importato senza colore" : ""; }
 
     const LasHeader& header() const { return header_; }
     // True when the colour channels hold 8-bit values (kept as they are).
     bool coloursAreEightBit() const { return colourShift_ == 0; }
 
 private:
-    bool scanBounds(std::string& error);
-    bool detectColourDepth(std::string& error);
+    // Measures the records' integer box and largest colour value.
+    bool scanRecords(std::string& error);
     bool fail(std::string& error, const std::string& reason) const;
 
     std::string path_;
     LasHeader header_;
     BufferedFileReader file_;
-    bool keepIntegers_ = true;
-    double requantizeStep_ = 0.0;
-    std::array<double, 3> step_{};
-    std::array<double, 3> offset_{};
-    std::int64_t base_[3] = {0, 0, 0};  // the file integer that becomes quantised 0 (integers kept)
+    LasPointConversion conversion_;
     Bounds3 bounds_;
-    bool scanned_ = false;  // the box was measured from the records, not taken from the header
-    std::int64_t scannedLow_[3] = {0, 0, 0};
-    std::int64_t scannedHigh_[3] = {0, 0, 0};
+    std::int64_t measured_[6] = {};  // low x, y, z and high x, y, z of the records' integers
     int colourOffset_ = -1;
+    bool zeroColour_ = false;  // the format has colour fields, all zero
     unsigned colourShift_ = 8;
     std::uint64_t cursor_ = 0;
 };

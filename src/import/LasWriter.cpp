@@ -16,6 +16,13 @@ void at(std::vector<char>& out, std::size_t offset, T value) {
 }  // namespace
 
 void LasWriter::writeHeader() {
+    chooseBase();
+    std::vector<char> header;
+    encodeHeader(header);
+    put(header.data(), header.size());
+}
+
+void LasWriter::chooseBase() {
     // LAS integers are signed: measure them from the cloud's lowest corner, a whole number of
     // steps from the cache's offset, so that values stay small and exact.
     for (int a = 0; a < 3; ++a) {
@@ -23,9 +30,6 @@ void LasWriter::writeHeader() {
         base_[a] = steps > 0 && steps < 4e9 ? static_cast<std::uint32_t>(steps) : 0;
         lasOffset_[a] = cloud_.offset[a] + cloud_.step[a] * base_[a];
     }
-    std::vector<char> header;
-    encodeHeader(header);
-    put(header.data(), header.size());
 }
 
 void LasWriter::encodeHeader(std::vector<char>& out) const {
@@ -64,7 +68,13 @@ void LasWriter::encodeHeader(std::vector<char>& out) const {
 }
 
 void LasWriter::writePoint(const PointRecord& p) {
-    char record[kRecordSize] = {};
+    char record[kRecordSize];
+    encodeRecord(p, record);
+    put(record, sizeof record);
+}
+
+void LasWriter::encodeRecord(const PointRecord& p, char* record) {
+    std::memset(record, 0, kRecordSize);
     const std::uint32_t q[3] = {p.x, p.y, p.z};
     for (int a = 0; a < 3; ++a) {
         const std::uint32_t v = q[a] - base_[a];
@@ -79,7 +89,6 @@ void LasWriter::writePoint(const PointRecord& p) {
     const std::uint16_t colour[3] = {static_cast<std::uint16_t>(p.red * 257), static_cast<std::uint16_t>(p.green * 257),
                                      static_cast<std::uint16_t>(p.blue * 257)};
     std::memcpy(record + 30, colour, 6);
-    put(record, sizeof record);
     ++written_;
 }
 

@@ -7,17 +7,23 @@
 
 namespace ovcf {
 
-class LasWriter final : public PointFileWriter {
+class LasWriter : public PointFileWriter {
 public:
     static constexpr std::uint16_t kHeaderSize = 375;
     static constexpr std::uint16_t kRecordSize = 36;
 
-private:
+protected:
     void writeHeader() override;
     void writePoint(const PointRecord& point) override;
     bool patchHeader(std::string& error) override;
-    void encodeHeader(std::vector<char>& out) const;
+    // Everything before the point records; the LAZ writer adds its record description.
+    virtual void encodeHeader(std::vector<char>& out) const;
+    // Fixes the integers' base from the cloud's box; before the first record.
+    void chooseBase();
+    // The 36-byte record of a point; notes its extent for the header.
+    void encodeRecord(const PointRecord& point, char* record);
 
+private:
     double lasOffset_[3] = {0, 0, 0};
     std::uint32_t base_[3] = {0, 0, 0};  // subtracted from the cache's quantised values
     std::uint32_t min_[3] = {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu};

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "import/LasWriter.h"
+#include "import/LazWriter.h"
 #include "import/PlyWriter.h"
 #include "import/XyzWriter.h"
 
@@ -70,9 +71,10 @@ std::unique_ptr<PointFileWriter> pointFileWriterFor(const std::string& path, std
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (extension == ".las") return std::make_unique<LasWriter>();
+    if (extension == ".laz") return std::make_unique<LazWriter>();
     if (extension == ".ply") return std::make_unique<PlyWriter>();
     if (extension == ".xyz" || extension == ".txt") return std::make_unique<XyzWriter>();
-    error = "unknown output format '" + extension + "': use .las, .ply or .xyz";
+    error = "unknown output format '" + extension + "': use .las, .laz, .ply or .xyz";
     return nullptr;
 }
 

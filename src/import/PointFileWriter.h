@@ -1,4 +1,4 @@
-// Point files written from a cache, one format each (LAS 1.4, binary PLY, XYZ text), all through
+// Point files written from a cache, one format each (LAS 1.4, LAZ 1.4, binary PLY, XYZ text), all through
 // one interface so that an export streams node by node into any of them. Output is buffered and
 // goes to a temporary name beside the target, put in place by finish(); a writer destroyed before
 // that deletes its temporary file and leaves any file at the target as it was.
@@ -47,7 +47,7 @@ protected:
     bool failed_ = false;
 };
 
-// The writer for the output's extension (.las, .ply, .xyz, any case); null with the reason.
+// The writer for the output's extension (.las, .laz, .ply, .xyz, any case); null with the reason.
 std::unique_ptr<PointFileWriter> pointFileWriterFor(const std::string& path, std::string& error);
 
 // World coordinates of a cache point.

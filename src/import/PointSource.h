@@ -39,6 +39,8 @@ public:
     // The file point format that keeps everything the source has: 2 (XYZ+RGB+intensity+class)
     // for sources with intensity and classification, else 1 with colour and 0 without.
     virtual std::uint32_t fullPointFormat() const { return hasColour() ? 1u : 0u; }
+    // What the import summary should say about the source's colour (empty: nothing special).
+    virtual std::string colourNote() const { return {}; }
     // The smallest and largest quantised x, y, z among all the points, when the source knows them
     // for certain before it is read (a file's header may not be trusted for this): the indexer
     // can then fix the octree's root cube first and split the root while reading.

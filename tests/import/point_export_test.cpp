@@ -1,4 +1,4 @@
-// ovcf export's engine: a cache out to LAS, PLY and XYZ, read back with the project's own point
+// ovcf export's engine: a cache out to LAS, LAZ, PLY and XYZ, read back with the project's own point
 // sources; deleted points left out unless all are asked for; no partial file on failure.
 #include <gtest/gtest.h>
 
@@ -100,7 +100,7 @@ TEST_F(PointExportTest, EveryFormatReadsBackAsTheSurvivingPoints) {
     struct Format {
         const char* name;
         bool attributes;  // intensity and class come back
-    } formats[] = {{"out.las", true}, {"OUT.PLY", false}, {"out.xyz", false}};
+    } formats[] = {{"out.las", true}, {"out.laz", true}, {"OUT.PLY", false}, {"out.xyz", false}};
     for (const Format& f : formats) {
         ExportStats stats;
         std::string error;
@@ -123,6 +123,7 @@ TEST_F(PointExportTest, AFailedExportLeavesNoFileBehind) {
     } cases[] = {
         {dir.file("scan.abc"), "unknown output format '.abc'"},
         {dir.file("missing/folder/out.las"), "cannot create '"},
+        {dir.file("missing/folder/out.laz"), "cannot create '"},
         {cache, "the output would overwrite the cache"},
         {dir.path() + "/./scan.ovcf", "the output would overwrite the cache"},  // the same file, spelt otherwise
     };
@@ -135,6 +136,14 @@ TEST_F(PointExportTest, AFailedExportLeavesNoFileBehind) {
             EXPECT_FALSE(fileExists(c.output));
         }
     }
+    // Cancelled halfway: the compressed chunks already written go with the temporary file.
+    ExportStats stats;
+    std::string error;
+    int calls = 0;
+    const auto cancelSecondCall = [](double, void* context) { return ++*static_cast<int*>(context) < 2; };
+    EXPECT_FALSE(exportPoints(cache, dir.file("cancelled.laz"), true, stats, error, cancelSecondCall, &calls));
+    EXPECT_EQ(error, "the export was cancelled");
+    EXPECT_FALSE(fileExists(dir.file("cancelled.laz")));
     const std::vector<std::string> left = folderEntries(dir.path());
     EXPECT_EQ(std::count_if(left.begin(), left.end(), [](const std::string& n) { return n.find(".part") != std::string::npos; }), 0);
 }

@@ -1,4 +1,4 @@
-// The inputs kept from fuzzing the LAS, PLY and XYZ readers, replayed as the fuzz targets run
+// The inputs kept from fuzzing the LAS, LAZ, PLY and XYZ readers, replayed as the fuzz targets run
 // them: each opens and reads to the end or is refused with a message, and never breaks the reader
 // (the sanitizer builds catch what a plain build would not).
 #include <filesystem>
@@ -13,6 +13,7 @@
 #include "ImportTestSupport.h"
 #include "TestSupport.h"
 #include "import/LasSource.h"
+#include "import/LazSource.h"
 #include "import/PlySource.h"
 #include "import/XyzSource.h"
 
@@ -60,6 +61,7 @@ std::size_t replayFolder(const test::TempDir& dir, const char* reader) {
 TEST(PointFileFuzzFindings, StayHandled) {
     test::TempDir dir("fuzz_findings");
     EXPECT_GT(replayFolder<LasSource>(dir, "las_reader"), 0u);
+    replayFolder<LazSource>(dir, "laz_reader");
     EXPECT_GT(replayFolder<PlySource>(dir, "ply_reader"), 0u);
     EXPECT_GT(replayFolder<XyzSource>(dir, "xyz_reader"), 0u);
 }

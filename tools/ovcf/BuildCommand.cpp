@@ -9,6 +9,7 @@
 
 #include "Commands.h"
 #include "TerminalProgress.h"
+#include "core/Log.h"
 #include "import/FileSources.h"
 #include "import/ImportSummary.h"
 #include "import/OctreeIndexer.h"
@@ -110,7 +111,11 @@ int runBuild(int argc, char** argv) {
     }
     ImportStats stats;
     const bool built = buildOctree(*source, args.output, options, stats, error);
-    if (built) logImportSummary(stats);
+    if (built) {
+        logImportSummary(stats);
+        const std::string note = source->colourNote();
+        if (!note.empty()) logLine(LogInfo, "colore               : %s", note.c_str());
+    }
     bar.reset();
     if (!built) return reportFailure(error.c_str());
     return 0;

@@ -12,14 +12,14 @@ void printUsage() {
     std::fputs(
         "usage:\n"
         "  ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n"
-        "      INPUT: LAS 1.0-1.4 (uncompressed), PLY (ASCII or binary) or XYZ[RGB] text\n"
+        "      INPUT: LAS or LAZ 1.0-1.4 (COPC too), PLY (ASCII or binary) or XYZ[RGB] text\n"
         "  ovcf info FILE.ovcf     header, levels, node statistics, metadata\n"
         "  ovcf check FILE.ovcf [--deep]\n"
         "      reads every node with CRC verification, compares the deleted-points map with its count\n"
         "      (--deep: and the current signature with the surviving points)\n"
-        "  ovcf export FILE.ovcf -o OUTPUT.las|.ply|.xyz [--all]\n"
-        "      the points that survive the confirmed deletions (--all: every point); LAS 1.4 format 7,\n"
-        "      binary PLY or XYZ text\n"
+        "  ovcf export FILE.ovcf -o OUTPUT.las|.laz|.ply|.xyz [--all]\n"
+        "      the points that survive the confirmed deletions (--all: every point); LAS or LAZ 1.4\n"
+        "      format 7, binary PLY or XYZ text\n"
         "  ovcf clean FILE.ovcf --isolated R,N[,G] | --spacing L | --cloth RES,TENSION,OFFSET | --colour RRGGBB,TOL [--dry-run]\n"
         "      deletes what one filter selects over the whole cloud and confirms it into the file\n"
         "      (--dry-run: only reports)\n",

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -59,22 +60,57 @@ int64_t countOf(PcView view, const std::string& what, bool& known) {
     return 0;
 }
 
+// Positions already clicked by pointclick since the last "plane start": a sparse cloud must not
+// give the same point for all three of a plane's points.
+std::vector<std::pair<int, int>> clickedPoints;
+
 // The plane pick's commands as a host's menu gives them.
 bool planeCommand(PcView view, const std::string& what) {
-    if (what == "start") PC_StartPlaneByThreePoints(view);
-    else if (what == "cancel") PC_CancelPlanePick(view);
-    else if (what == "undo") return PC_RemoveLastPlanePoint(view) == PC_OK;
-    else return false;
+    if (what == "start") {
+        clickedPoints.clear();
+        PC_StartPlaneByThreePoints(view);
+    } else if (what == "cancel") {
+        PC_CancelPlanePick(view);
+    } else if (what == "undo") {
+        return PC_RemoveLastPlanePoint(view) == PC_OK;
+    } else {
+        return false;
+    }
     return true;
 }
 
-// The colour under (x, y) becomes the colour filter's reference; false over nothing.
+// The drawn point nearest to (x, y), searched in growing squares up to kReach pixels away: a
+// script's positions are chosen for one cloud, and another cloud leaves gaps between its points
+// or lies elsewhere. False when no point is that near.
+constexpr int kReach = 200;
+
+bool nearlyClicked(int x, int y) {
+    for (const auto& [cx, cy] : clickedPoints)
+        if (std::abs(cx - x) < 12 && std::abs(cy - y) < 12) return true;
+    return false;
+}
+
+bool nearestPoint(PcView view, int& x, int& y) {
+    for (int r = 0; r <= kReach; r += 2)
+        for (int dy = -r; dy <= r; dy += 2)
+            for (int dx = -r; dx <= r; dx += 2) {
+                if (std::abs(dx) != r && std::abs(dy) != r) continue;  // the square's border only
+                if (nearlyClicked(x + dx, y + dy)) continue;
+                if (PC_PickColor(view, x + dx, y + dy) != 0xFFFFFFFFu) {
+                    if (dx != 0 || dy != 0) std::printf("pcview: nearest point at %d,%d\n", x + dx, y + dy);
+                    x += dx;
+                    y += dy;
+                    return true;
+                }
+            }
+    std::printf("pcview: no point within %d pixels of %d,%d\n", kReach, x, y);
+    return false;
+}
+
+// The colour under (x, y), or under the nearest point, becomes the colour filter's reference.
 bool pickColour(PcView view, int x, int y) {
+    if (!nearestPoint(view, x, y)) return false;
     const uint32_t rgb = PC_PickColor(view, x, y);
-    if (rgb == 0xFFFFFFFFu) {
-        std::printf("pcview: no point at %d,%d\n", x, y);
-        return false;
-    }
     PC_SetColor(view, 4, rgb);
     std::printf("pcview: colour filter reference #%06X\n", static_cast<unsigned>(rgb));
     return true;
@@ -143,7 +179,8 @@ bool readActionFile(const std::string& path, std::vector<std::string>& actions) 
 }
 
 bool runActions(const std::vector<std::string>& actions, HostWindow& host, PcView view,
-                const std::function<void()>& frame) {
+                const std::function<void()>& frame, bool keepGoing) {
+    int missed = 0;
     for (const std::string& action : actions) {
         std::istringstream words(action);
         std::string verb, a, b;
@@ -178,6 +215,9 @@ bool runActions(const std::vector<std::string>& actions, HostWindow& host, PcVie
                  drag(host, view, frame, verb == "drag" ? 0 : verb == "rdrag" ? 1 : 2, x0, y0, x1, y1);
         } else if (verb == "click" || verb == "rclick") {
             ok = parsePoint(a, x0, y0) && click(host, view, frame, verb == "click" ? 0 : 1, x0, y0);
+        } else if (verb == "pointclick") {
+            ok = parsePoint(a, x0, y0) && nearestPoint(view, x0, y0) && click(host, view, frame, 0, x0, y0);
+            if (ok) clickedPoints.emplace_back(x0, y0);
         } else if (verb == "plane") {
             ok = planeCommand(view, a);
         } else if (verb == "readout") {
@@ -227,10 +267,14 @@ bool runActions(const std::vector<std::string>& actions, HostWindow& host, PcVie
             std::printf("pcview: unknown action '%s'\n", action.c_str());
             ok = false;
         }
-        if (!ok) {
+        if (!ok && keepGoing) {
+            std::printf("pcview: action found nothing, going on: %s\n", action.c_str());
+            ++missed;
+        } else if (!ok) {
             std::printf("pcview: action failed: %s\n", action.c_str());
             return false;
         }
     }
+    if (missed > 0) std::printf("pcview: %d actions found nothing\n", missed);
     return true;
 }

@@ -6,6 +6,7 @@
 //   drag X0,Y0 X1,Y1   rdrag ...   mdrag ...   click X,Y   rclick X,Y   key enter|escape|delete
 //   delete   undo   restore   confirm   selectall   invert   clear   readback
 //   plane start|cancel|undo   readout on|off   move X,Y   pickcolor X,Y (the colour filter's reference)
+//   pointclick X,Y (a left click on the drawn point nearest to X,Y; pickcolor also takes the nearest)
 //   frames N   screenshot FILE.png   expect selected|deleted|surviving|planestate|cursorpoint [=|<|>]N
 #pragma once
 
@@ -21,6 +22,7 @@ std::vector<std::string> splitActions(const std::string& text);
 bool readActionFile(const std::string& path, std::vector<std::string>& actions);
 
 // Runs the actions in order, printing one line each; `frame` draws one frame. False at the first
-// action that is not understood, fails, or whose expectation is not met.
+// action that is not understood, fails, or whose expectation is not met; with `keepGoing` such an
+// action is logged and the rest still run (a demo on a cloud the script was not written for).
 bool runActions(const std::vector<std::string>& actions, HostWindow& host, PcView view,
-                const std::function<void()>& frame);
+                const std::function<void()>& frame, bool keepGoing = false);

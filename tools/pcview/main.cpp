@@ -3,15 +3,15 @@
 //
 //   pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png]
 //          [--default-cache FILE.ovcf] [--do "ACTION; ACTION..."] [--script FILE]
-//          [--diagnostics] [--crash KIND]
+//          [--keep-going] [--diagnostics] [--crash KIND]
 //
 // Without a cloud, a small generated scene is indexed into FILE.ovcf (pcview_default.ovcf in
 // the current folder unless given) and shown. --do and --script replay input actions (see
 // Replay.h) through the window system once the picture is complete; a failed action or
-// expectation ends the program with status 1. --diagnostics starts the module's crash
-// diagnostics (PC_InitializeDiagnostics); --crash KIND starts them and then faults on purpose
-// (see CrashOnPurpose.h) once the view has drawn, leaving a report (and on Windows a dump) in the
-// diagnostics folder.
+// expectation ends the program with status 1, unless --keep-going logs it and goes on.
+// --diagnostics starts the module's crash diagnostics (PC_InitializeDiagnostics); --crash KIND
+// starts them and then faults on purpose (see CrashOnPurpose.h) once the view has drawn, leaving
+// a report (and on Windows a dump) in the diagnostics folder.
 //
 // Mouse: right button pans, middle button orbits, Alt + left button orbits, wheel zooms, the
 // navigation cube turns to a standard view when clicked and orbits when dragged. With a
@@ -46,6 +46,7 @@ namespace {
 struct Options {
     std::string cloud;
     std::string screenshot;
+    bool keepGoing = false;
     std::string defaultCache = "pcview_default.ovcf";
     std::vector<std::string> actions;
     std::string crash;
@@ -77,6 +78,8 @@ bool parse(int argc, char** argv, Options& options) {
             options.crash = argv[++i];
             options.diagnostics = true;
             if (!pcview::isCrashKind(options.crash.c_str())) return false;
+        } else if (arg == "--keep-going") {
+            options.keepGoing = true;
         } else if (arg == "--headless") {
             options.headless = true;
         } else if (arg == "--frames" && i + 1 < argc) {
@@ -308,7 +311,7 @@ int runHeadless(HostWindow& host, PcView view, Overlay& overlay, const Options& 
             // Until the nodes the new picture needs have arrived.
             for (int i = 0; i < 2000 && PC_Render(view) == 1; ++i) host.pumpView(view);
         };
-        result = runActions(options.actions, host, view, drawFrame) ? 0 : 1;
+        result = runActions(options.actions, host, view, drawFrame, options.keepGoing) ? 0 : 1;
         std::printf("pcview: %zu actions %s\n", options.actions.size(), result == 0 ? "replayed" : "stopped");
     }
     if (!options.screenshot.empty()) {
@@ -329,7 +332,7 @@ int main(int argc, char** argv) {
     Options options;
     if (!parse(argc, argv, options)) {
         std::fprintf(stderr, "usage: pcview [CLOUD.ovcf] [--headless] [--frames N] [--size WxH] [--screenshot FILE.png] "
-                     "[--default-cache FILE.ovcf] [--do \"ACTION; ...\"] [--script FILE] [--diagnostics] "
+                     "[--default-cache FILE.ovcf] [--do \"ACTION; ...\"] [--script FILE] [--keep-going] [--diagnostics] "
                      "[--crash %s]\n", pcview::kCrashKinds);
         return 2;
     }

@@ -1,0 +1,69 @@
+#include "import/laz/ArithmeticModel.h"
+
+namespace ovcf::laz {
+
+void BitModel::update() {
+    count += cycle;
+    if (count > (1u << kBitLengthShift)) {
+        count = (count + 1) >> 1;
+        zeroCount = (zeroCount + 1) >> 1;
+        if (zeroCount == count) ++count;
+    }
+    zeroProbability = (zeroCount * (0x80000000u / count)) >> (31 - kBitLengthShift);
+    cycle = (5 * cycle) >> 2;
+    if (cycle > 64) cycle = 64;
+    untilUpdate = cycle;
+}
+
+SymbolModel::SymbolModel(std::uint32_t symbolCount) : symbols(symbolCount), lastSymbol(symbolCount - 1) {
+    if (symbols > 16) {
+        unsigned bits = 3;
+        while (symbols > (1u << (bits + 2))) ++bits;
+        tableSize = 1u << bits;
+        tableShift = kSymbolLengthShift - bits;
+    }
+    data_.assign(2 * symbols + (tableSize ? tableSize + 2 : 0), 0);
+    std::uint16_t* count = counts();
+    for (std::uint32_t k = 0; k < symbols; ++k) count[k] = 1;
+    cycle = symbols;
+    update();
+    cycle = untilUpdate = (symbols + 6) >> 1;
+}
+
+void SymbolModel::update() {
+    std::uint16_t* distribution = data_.data();
+    std::uint16_t* count = counts();
+    totalCount += cycle;
+    if (totalCount > (1u << kSymbolLengthShift)) {
+        totalCount = 0;
+        for (std::uint32_t k = 0; k < symbols; ++k) {
+            count[k] = static_cast<std::uint16_t>((count[k] + 1) >> 1);
+            totalCount += count[k];
+        }
+    }
+    const std::uint32_t scale = 0x80000000u / totalCount;
+    std::uint32_t sum = 0;
+    if (tableSize == 0) {
+        for (std::uint32_t k = 0; k < symbols; ++k) {
+            distribution[k] = static_cast<std::uint16_t>((scale * sum) >> (31 - kSymbolLengthShift));
+            sum += count[k];
+        }
+    } else {
+        std::uint16_t* table = data_.data() + 2 * symbols;
+        std::uint32_t slice = 0;
+        for (std::uint32_t k = 0; k < symbols; ++k) {
+            distribution[k] = static_cast<std::uint16_t>((scale * sum) >> (31 - kSymbolLengthShift));
+            sum += count[k];
+            const std::uint32_t w = distribution[k] >> tableShift;
+            while (slice < w) table[++slice] = static_cast<std::uint16_t>(k - 1);
+        }
+        table[0] = 0;
+        while (slice <= tableSize) table[++slice] = static_cast<std::uint16_t>(symbols - 1);
+    }
+    cycle = (5 * cycle) >> 2;
+    const std::uint32_t longest = (symbols + 6) << 3;
+    if (cycle > longest) cycle = longest;
+    untilUpdate = cycle;
+}
+
+}  // namespace ovcf::laz

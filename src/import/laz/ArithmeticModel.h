@@ -1,0 +1,50 @@
+// Adaptive probability models of the LAZ range coder: a bit model and a model of up to 2048
+// symbols. Counts are rescaled periodically, so encoder and decoder, updating in the same order,
+// always agree on the distribution.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+namespace ovcf::laz {
+
+constexpr unsigned kBitLengthShift = 13;     // length bits dropped before the bit product
+constexpr unsigned kSymbolLengthShift = 15;  // and before the symbol products
+
+class BitModel {
+public:
+    void update();
+
+    std::uint32_t zeroCount = 1;
+    std::uint32_t count = 2;
+    std::uint32_t zeroProbability = 1u << (kBitLengthShift - 1);
+    std::uint32_t untilUpdate = 4;
+    std::uint32_t cycle = 4;
+};
+
+class SymbolModel {
+public:
+    explicit SymbolModel(std::uint32_t symbols = 2);
+    void update();
+
+    // Cumulative frequencies, counts and the decoding table share one block: a point touches
+    // dozens of models, and one block each keeps that within few cache lines. Every value fits
+    // 16 bits (frequencies below 2^15, counts halved past 2^15, symbols at most 2048).
+    const std::uint16_t* distribution() const { return data_.data(); }
+    std::uint16_t* counts() { return data_.data() + symbols; }
+    const std::uint16_t* table() const { return data_.data() + 2 * symbols; }
+
+    std::uint32_t symbols;
+    std::uint32_t lastSymbol;
+    // The decoding table gives, per slice of the scaled interval, the first symbol to search from.
+    std::uint32_t tableSize = 0;
+    std::uint32_t tableShift = 0;
+    std::uint32_t totalCount = 0;
+    std::uint32_t cycle = 0;
+    std::uint32_t untilUpdate = 0;
+
+private:
+    std::vector<std::uint16_t> data_;
+};
+
+}  // namespace ovcf::laz

@@ -1,0 +1,83 @@
+#include "import/laz/IntegerCodec.h"
+
+#include <limits>
+
+namespace ovcf::laz {
+
+IntegerCodec::IntegerCodec(unsigned bits, unsigned contexts, unsigned bitsHigh) : bitsHigh_(bitsHigh) {
+    if (bits >= 1 && bits < 32) {
+        correctorBits_ = bits;
+        correctorRange_ = 1u << bits;
+        correctorMin_ = -static_cast<std::int32_t>(correctorRange_ / 2);
+        correctorMax_ = correctorMin_ + static_cast<std::int32_t>(correctorRange_ - 1);
+    } else {
+        correctorBits_ = 32;
+        correctorRange_ = 0;
+        correctorMin_ = std::numeric_limits<std::int32_t>::min();
+        correctorMax_ = std::numeric_limits<std::int32_t>::max();
+    }
+    classModels_.assign(contexts, SymbolModel(correctorBits_ + 1));
+    correctorModels_.reserve(correctorBits_);
+    for (unsigned i = 1; i <= correctorBits_; ++i)
+        correctorModels_.emplace_back(i <= bitsHigh_ ? 1u << i : 1u << bitsHigh_);
+}
+
+std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context) {
+    k_ = decoder.decodeSymbol(classModels_[context]);
+    std::int32_t corrector;
+    if (k_ == 0) {
+        corrector = static_cast<std::int32_t>(decoder.decodeBit(zeroOrOne_));
+    } else if (k_ < 32) {
+        std::uint32_t c;
+        if (k_ <= bitsHigh_) {
+            c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
+        } else {
+            const unsigned lowBits = k_ - bitsHigh_;
+            c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
+            c = (c << lowBits) | decoder.readBits(lowBits);
+        }
+        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k].
+        if (c >= (1u << (k_ - 1)))
+            corrector = static_cast<std::int32_t>(c + 1);
+        else
+            corrector = static_cast<std::int32_t>(c - ((1u << k_) - 1));
+    } else {
+        corrector = correctorMin_;
+    }
+    std::int32_t value = static_cast<std::int32_t>(static_cast<std::uint32_t>(prediction) + static_cast<std::uint32_t>(corrector));
+    if (value < 0)
+        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) + correctorRange_);
+    else if (correctorRange_ != 0 && static_cast<std::uint32_t>(value) >= correctorRange_)
+        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) - correctorRange_);
+    return value;
+}
+
+void IntegerCodec::encode(ArithmeticEncoder& encoder, std::int32_t prediction, std::int32_t value, unsigned context) {
+    std::int32_t c = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) - static_cast<std::uint32_t>(prediction));
+    if (c < correctorMin_)
+        c = static_cast<std::int32_t>(static_cast<std::uint32_t>(c) + correctorRange_);
+    else if (c > correctorMax_)
+        c = static_cast<std::int32_t>(static_cast<std::uint32_t>(c) - correctorRange_);
+    // The tightest class [-(2^k - 1), 2^k] that holds c.
+    std::uint32_t magnitude = c <= 0 ? 0u - static_cast<std::uint32_t>(c) : static_cast<std::uint32_t>(c) - 1;
+    k_ = 0;
+    while (magnitude) {
+        magnitude >>= 1;
+        ++k_;
+    }
+    encoder.encodeSymbol(classModels_[context], k_);
+    if (k_ == 0) {
+        encoder.encodeBit(zeroOrOne_, static_cast<std::uint32_t>(c));
+    } else if (k_ < 32) {
+        std::uint32_t u = c >= 0 ? static_cast<std::uint32_t>(c) - 1 : static_cast<std::uint32_t>(c) + ((1u << k_) - 1);
+        if (k_ <= bitsHigh_) {
+            encoder.encodeSymbol(correctorModels_[k_ - 1], u);
+        } else {
+            const unsigned lowBits = k_ - bitsHigh_;
+            encoder.encodeSymbol(correctorModels_[k_ - 1], u >> lowBits);
+            encoder.writeBits(lowBits, u & ((1u << lowBits) - 1));
+        }
+    }
+}
+
+}  // namespace ovcf::laz

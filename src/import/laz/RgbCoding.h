@@ -1,0 +1,29 @@
+// Colour as coded by the RGB items (version 2 pointwise, version 3 layered): a mask of the
+// changed bytes, then red's change and green and blue predicted from it.
+#pragma once
+
+#include <cstdint>
+
+#include "import/laz/ArithmeticDecoder.h"
+#include "import/laz/ArithmeticEncoder.h"
+
+namespace ovcf::laz {
+
+struct Rgb {
+    std::uint16_t red = 0, green = 0, blue = 0;
+    bool operator==(const Rgb&) const = default;
+};
+
+Rgb loadRgb(const std::uint8_t* bytes);
+void storeRgb(const Rgb& rgb, std::uint8_t* bytes);
+
+struct RgbModels {
+    SymbolModel changed{128};
+    SymbolModel bytes[6] = {SymbolModel(256), SymbolModel(256), SymbolModel(256),
+                            SymbolModel(256), SymbolModel(256), SymbolModel(256)};
+};
+
+Rgb decodeRgb(ArithmeticDecoder& decoder, RgbModels& models, const Rgb& last);
+void encodeRgb(ArithmeticEncoder& encoder, RgbModels& models, const Rgb& current, const Rgb& last);
+
+}  // namespace ovcf::laz
