@@ -164,7 +164,11 @@ bool LazSource::readChunkTable(std::string& reason) {
     const bool variable = vlr_.variableChunks();
     const std::uint64_t expected =
         variable ? 0 : (header_.pointCount + vlr_.chunkSize - 1) / vlr_.chunkSize;
-    if ((!variable && count != expected) || count > header_.pointCount || (variable && (count == 0) != (header_.pointCount == 0))) {
+    // Every chunk holds at least one byte between the data's start and the table: a count beyond
+    // that is damage, and must not become a huge allocation.
+    const std::uint64_t room = tableAt > dataStart + 8 ? tableAt - dataStart - 8 : 0;
+    if ((!variable && count != expected) || count > header_.pointCount || count > room ||
+        (variable && (count == 0) != (header_.pointCount == 0))) {
         reason = "the LAZ chunk table lists " + std::to_string(count) + " chunks for " +
                  std::to_string(header_.pointCount) + " points";
         return false;

@@ -1,5 +1,7 @@
 #include "import/laz/ChunkTable.h"
 
+#include <algorithm>
+
 #include "import/laz/IntegerCodec.h"
 #include "ovcf/ByteOrder.h"
 
@@ -13,7 +15,8 @@ std::vector<ChunkEntry> decodeChunkTable(const std::uint8_t* data, std::size_t s
     decoder.start(data, size);
     IntegerCodec codec(32, 2);
     ChunkEntry previous;
-    entries.reserve(count);
+    // A damaged count is caught by the caller; reserve no more than the table's bits can hold.
+    entries.reserve(std::min<std::size_t>(count, 8 * size + 1));
     for (std::uint32_t i = 0; i < count; ++i) {
         ChunkEntry entry;
         if (withPointCounts)
