@@ -149,4 +149,11 @@ std::uint16_t largestLasColour(const std::uint8_t* records, std::size_t count, s
     return largest;
 }
 
+const char* lasColourDescription(bool allZero, int colourOffset, unsigned colourShift) {
+    return allZero           ? "RGB tutto a zero, importato senza colore"
+           : colourOffset < 0 ? "senza colore"
+           : colourShift == 0 ? "colore a 8 bit"
+                              : "colore a 16 bit";
+}
+
 }  // namespace ovcf

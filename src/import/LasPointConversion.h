@@ -61,4 +61,7 @@ private:
 std::uint16_t largestLasColour(const std::uint8_t* records, std::size_t count, std::uint16_t recordLength,
                                int colourOffset);
 
+// How a LAS or LAZ source's summary line names its colour: all zero, none, 8 or 16 bits.
+const char* lasColourDescription(bool allZero, int colourOffset, unsigned colourShift);
+
 }  // namespace ovcf

@@ -124,11 +124,7 @@ std::string LasSource::description() const {
     char text[96];
     std::snprintf(text, sizeof text, "file LAS %u.%u, formato punto %u, %s punti, ", header_.versionMajor,
                   header_.versionMinor, header_.pointFormat, formatCount(header_.pointCount).c_str());
-    std::string colour = zeroColour_           ? "RGB tutto a zero, importato senza colore"
-                         : colourOffset_ < 0    ? "senza colore"
-                         : colourShift_ == 0    ? "colore a 8 bit"
-                                                : "colore a 16 bit";
-    return text + colour + ": " + path_;
+    return text + std::string(lasColourDescription(zeroColour_, colourOffset_, colourShift_)) + ": " + path_;
 }
 
 }  // namespace ovcf

@@ -348,11 +348,7 @@ std::string LazSource::description() const {
     std::snprintf(text, sizeof text, "file LAZ %u.%u, formato punto %u, %s punti in %s blocchi, ", header_.versionMajor,
                   header_.versionMinor, header_.pointFormat, formatCount(header_.pointCount).c_str(),
                   formatCount(chunks_.size()).c_str());
-    std::string colour = zeroColour_           ? "RGB tutto a zero, importato senza colore"
-                         : colourOffset_ < 0    ? "senza colore"
-                         : colourShift_ == 0    ? "colore a 8 bit"
-                                                : "colore a 16 bit";
-    return text + colour + ": " + path_;
+    return text + std::string(lasColourDescription(zeroColour_, colourOffset_, colourShift_)) + ": " + path_;
 }
 
 }  // namespace ovcf
