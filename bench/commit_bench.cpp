@@ -16,6 +16,7 @@
 #include "BenchSupport.h"
 #include "SurveyFile.h"
 #include "TopViewQuery.h"
+#include "cloud/CloudNodes.h"
 #include "ovcf/ConfirmedState.h"
 #include "ovcf/OvcfReader.h"
 #include "platform/SystemFile.h"
@@ -23,7 +24,6 @@
 #include "selection/PointReadBack.h"
 #include "selection/SelectionEngine.h"
 #include "selection/SelectionFilter.h"
-#include "view/CloudNodes.h"
 
 using namespace ovcf;
 using ovcf::bench::Clock;

@@ -17,6 +17,7 @@
 #include "BenchSupport.h"
 #include "SurveyFile.h"
 #include "TopViewQuery.h"
+#include "cloud/CloudNodes.h"
 #include "import/PointExport.h"
 #include "navigation/Camera.h"
 #include "ovcf/OvcfReader.h"
@@ -25,7 +26,6 @@
 #include "selection/PointReadBack.h"
 #include "selection/SelectionEngine.h"
 #include "selection/SelectionFilter.h"
-#include "view/CloudNodes.h"
 
 using namespace ovcf;
 using ovcf::bench::Clock;

@@ -17,15 +17,15 @@
 #include <vector>
 
 #include "BenchSupport.h"
-#include "TopViewQuery.h"
 #include "SurveyCloud.h"
+#include "TopViewQuery.h"
+#include "cloud/CloudNodes.h"
 #include "core/Log.h"
 #include "navigation/Camera.h"
 #include "ovcf/OvcfReader.h"
 #include "selection/FilterFactory.h"
 #include "selection/SelectionEngine.h"
 #include "selection/SelectionFilter.h"
-#include "view/CloudNodes.h"
 
 using namespace ovcf;
 using ovcf::bench::Clock;

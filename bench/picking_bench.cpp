@@ -13,7 +13,7 @@
 #include <random>
 #include <vector>
 
-#include "view/NearestPoint.h"
+#include "cloud/NearestPoint.h"
 
 #include "BenchSupport.h"
 

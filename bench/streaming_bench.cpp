@@ -30,12 +30,14 @@
 #include <vector>
 
 #include "TestParentWindow.h"
+#include "cloud/CloudStreaming.h"
 #include "core/Log.h"
 #include "import/OctreeIndexer.h"
 #include "import/PointSource.h"
+#include "navigation/CameraLod.h"
 #include "ovcf/OvcfReader.h"
 #include "platform/ViewWindow.h"
-#include "view/CloudStreaming.h"
+#include "view/GlNodeBufferStore.h"
 
 using namespace ovcf;
 
@@ -187,7 +189,7 @@ FirstFrame untilComplete(CloudStreaming& streaming, const std::string& path, boo
     }
     const Camera camera = fittedCamera(streaming, 1280, 720);
     for (;;) {
-        const StreamingFrame& f = streaming.update(camera, settings, ++frame, nullptr);
+        const StreamingFrame& f = streaming.update(lodViewOf(camera, nullptr), settings, ++frame);
         if (gl) glFinish();
         ++result.frames;
         if (!f.moreFramesWanted) break;
@@ -214,7 +216,7 @@ void traversalTimes(CloudStreaming& streaming, std::uint64_t& frame) {
     // Everything the orbit will want, resident first.
     for (int i = 0; i < 360; ++i) {
         camera.orbit(1.0, 0.0);
-        while (streaming.update(camera, settings, ++frame, nullptr).moreFramesWanted)
+        while (streaming.update(lodViewOf(camera, nullptr), settings, ++frame).moreFramesWanted)
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     constexpr int kFrames = 3600;
@@ -225,7 +227,7 @@ void traversalTimes(CloudStreaming& streaming, std::uint64_t& frame) {
     Clock::time_point start = Clock::now();
     for (int i = 0; i < kFrames; ++i) {
         camera.orbit(0.1, 0.0);
-        lod.select(streaming.nodes(), lodViewOf(camera, std::nullopt), settings.detailThreshold, settings.pointBudget,
+        lod.select(streaming.nodes(), lodViewOf(camera, nullptr), settings.detailThreshold, settings.pointBudget,
                    std::uint64_t(i + 1), loaded, none);
         visited += lod.counters().visited;
         chosen += lod.chosen().size();
@@ -240,7 +242,7 @@ void traversalTimes(CloudStreaming& streaming, std::uint64_t& frame) {
     start = Clock::now();
     for (int i = 0; i < kFrames; ++i) {
         camera.orbit(0.1, 0.0);
-        uploads += streaming.update(camera, settings, ++frame, nullptr).uploaded;
+        uploads += streaming.update(lodViewOf(camera, nullptr), settings, ++frame).uploaded;
     }
     seconds = secondsSince(start);
     std::printf("  whole update (upload, traversal, eviction, draw list): %.1f us per frame, %llu uploads in %d frames\n",
@@ -297,7 +299,7 @@ int main(int argc, char** argv) {
                     parent ? error.c_str() : "no display");
     {
         std::uint64_t frame = 0;
-        CloudStreaming streaming(gl ? nullptr : std::make_unique<NoGpuStore>());
+        CloudStreaming streaming(gl ? makeGlNodeBufferStore() : std::make_unique<NoGpuStore>());
         dropFromCache(path);
         printFirstFrame("cold", untilComplete(streaming, path, gl, frame));
         printFirstFrame("warm", untilComplete(streaming, path, gl, frame));

@@ -14,15 +14,15 @@
 #include <vector>
 
 #include "BenchSupport.h"
-#include "TopViewQuery.h"
 #include "SurveyCloud.h"
+#include "TopViewQuery.h"
+#include "cloud/CloudNodes.h"
+#include "cloud/PointColors.h"
 #include "navigation/Camera.h"
 #include "ovcf/OvcfReader.h"
 #include "selection/ClothFilter.h"
 #include "selection/ColorFilter.h"
 #include "selection/SelectionEngine.h"
-#include "view/CloudNodes.h"
-#include "view/PointColors.h"
 
 using namespace ovcf;
 using ovcf::bench::Clock;

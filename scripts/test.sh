@@ -7,6 +7,7 @@
 #   4. the threaded file, import, node-loading and selection code, and views on two UI threads,
 #      with ThreadSanitizer,
 #   5. a short libFuzzer run of the file readers (.ovcf, LAS, PLY, XYZ), one minute shared among them.
+#   6. the layering of src/: no include runs back up (scripts/check-layers.sh).
 # Build trees go to build/ in the checkout. Exit status 0 only when everything passed.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -59,6 +60,7 @@ run_step() {  # name, command...
     failed=$((failed + 1)); summary+=("$name: FAILED")
   fi
 }
+run_step "layers: no include runs back up" bash "$root/scripts/check-layers.sh"
 run_step "SDK: installed tree, binary interface, header alone, example host by find_package and pkg-config" \
   bash "$root/scripts/check-sdk.sh" build/native build/sdk/native
 if [ "${CI:-}" = true ] || [ "${ORVANE_CHECK_DEB:-}" = 1 ]; then

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "view/PointColors.h"
+#include "cloud/PointColors.h"
 
 namespace ovcf {
 namespace {

@@ -6,8 +6,8 @@
 #include <cstdint>
 
 #include "OrvanePC.h"
+#include "cloud/ViewSettings.h"
 #include "navigation/Camera.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 

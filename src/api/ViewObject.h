@@ -8,12 +8,12 @@
 #include <string>
 
 #include "OrvanePC.h"
+#include "controller/ViewController.h"
 #include "navigation/NavigationController.h"
 #include "navigation/RightClickTracker.h"
 #include "navigation/ToolStateMachine.h"
 #include "platform/CurrentGlContext.h"
 #include "platform/ViewWindow.h"
-#include "view/ViewController.h"
 
 constexpr std::uint32_t kViewTag = 0x4F565748;  // 'OVWH'
 

@@ -6,8 +6,9 @@
 
 #include <array>
 
-#include "navigation/Matrix4.h"
-#include "navigation/Vec3.h"
+#include "core/Frustum.h"
+#include "core/Matrix4.h"
+#include "core/Vec3.h"
 
 namespace ovcf {
 
@@ -17,13 +18,6 @@ struct CameraBasis {
     Vec3d right;
     Vec3d up;
 };
-
-// a·x + b·y + c·z + d >= 0 on the inner side.
-struct Plane {
-    double a = 0.0, b = 0.0, c = 0.0, d = 0.0;
-};
-// Left, right, bottom, top, near, far.
-using FrustumPlanes = std::array<Plane, 6>;
 
 // A world point seen from the camera: window pixels (origin top-left, y down) and its depth in
 // metres along the viewing axis; only meaningful when inFront.
@@ -100,10 +94,5 @@ public:
     void setStandardView(int which);
     void setDefaultDirection();
 };
-
-// The six planes of a view-projection matrix, each normalised.
-FrustumPlanes frustumPlanes(const Mat4d& viewProjection);
-// True when the box lies entirely behind one of the planes.
-bool boxOutside(const FrustumPlanes& planes, const Vec3d& min, const Vec3d& max);
 
 }  // namespace ovcf

@@ -8,9 +8,9 @@
 
 #include <array>
 
+#include "cloud/RenderTypes.h"
+#include "core/Vec3.h"
 #include "navigation/Camera.h"
-#include "navigation/Vec3.h"
-#include "view/RenderTypes.h"
 
 namespace ovcf {
 

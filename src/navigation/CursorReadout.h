@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "navigation/Vec3.h"
+#include "core/Vec3.h"
 
 namespace ovcf {
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "view/InputEvent.h"
+#include "platform/InputEvent.h"
 
 #include "navigation/Camera.h"
 

@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "cloud/ViewSettings.h"
 #include "navigation/Camera.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "view/InputEvent.h"
+#include "platform/InputEvent.h"
 
 namespace ovcf {
 

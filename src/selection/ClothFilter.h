@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "navigation/Vec3.h"
+#include "core/Vec3.h"
 #include "selection/ClothSimulation.h"
 #include "selection/LowestCellGrid.h"
 #include "selection/SelectionFilter.h"

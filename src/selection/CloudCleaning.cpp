@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "cloud/CloudNodes.h"
 #include "ovcf/CommitRecovery.h"
 #include "ovcf/ConfirmedState.h"
 #include "ovcf/OvcfReader.h"
@@ -10,7 +11,6 @@
 #include "selection/FilterFactory.h"
 #include "selection/SelectionEngine.h"
 #include "selection/SelectionFilter.h"
-#include "view/CloudNodes.h"
 
 namespace ovcf {
 namespace {

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "cloud/ViewSettings.h"
 #include "selection/SelectionQuery.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "cloud/PointColors.h"
 #include "selection/CieLab.h"
 #include "selection/SelectionFilter.h"
-#include "view/PointColors.h"
 
 namespace ovcf {
 

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "cloud/CloudNodes.h"
 #include "ovcf/ConfirmedState.h"
 #include "selection/BitmapRuns.h"
 #include "selection/PointBitmap.h"
-#include "view/CloudNodes.h"
 
 namespace ovcf {
 

@@ -1,10 +1,10 @@
 #include "selection/FilterFactory.h"
 
+#include "cloud/PointColors.h"
 #include "selection/ClothFilter.h"
 #include "selection/ColorFilter.h"
 #include "selection/IsolatedFilter.h"
 #include "selection/SpacingFilter.h"
-#include "view/PointColors.h"
 
 namespace ovcf {
 

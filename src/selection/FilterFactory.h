@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <memory>
 
-#include "navigation/Vec3.h"
+#include "cloud/ViewSettings.h"
+#include "core/Vec3.h"
 #include "ovcf/FileFormat.h"
 #include "selection/SelectionFilter.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "navigation/Vec3.h"
+#include "core/Vec3.h"
 #include "selection/PointBitmap.h"
 #include "selection/SelectionQuery.h"
 

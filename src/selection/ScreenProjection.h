@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "navigation/Vec3.h"
+#include "core/Vec3.h"
 #include "ovcf/FileFormat.h"
 #include "ovcf/PointRecord.h"
 

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "cloud/CloudNodes.h"
 #include "ovcf/FileFormat.h"
 #include "selection/PointBitmap.h"
 #include "selection/ReaderPool.h"
 #include "selection/ScreenShape.h"
 #include "selection/SelectionQuery.h"
-#include "view/CloudNodes.h"
 
 namespace ovcf {
 

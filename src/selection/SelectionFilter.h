@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "navigation/Vec3.h"
+#include "core/Vec3.h"
 #include "ovcf/PointRecord.h"
 #include "selection/DroppedPoints.h"
 #include "selection/SelectionQuery.h"

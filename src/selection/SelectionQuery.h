@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "navigation/Vec3.h"
+#include "core/Vec3.h"
 #include "selection/PointBitmap.h"
 
 namespace ovcf {

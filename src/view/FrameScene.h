@@ -6,11 +6,11 @@
 #include <array>
 #include <span>
 
+#include "cloud/RenderTypes.h"
+#include "cloud/ViewSettings.h"
 #include "navigation/Camera.h"
 #include "navigation/NavigationCube.h"
 #include "view/LineRenderer.h"
-#include "view/RenderTypes.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 

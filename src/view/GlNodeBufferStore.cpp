@@ -6,7 +6,7 @@
 #include "core/Log.h"
 #include "core/NumberFormat.h"
 #include "view/GlErrors.h"
-#include "view/NodeResidency.h"
+#include "view/GlNodeBufferStore.h"
 
 namespace ovcf {
 namespace {

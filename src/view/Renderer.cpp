@@ -16,6 +16,11 @@ Renderer::~Renderer() = default;
 
 bool Renderer::initializeGl(std::string& error) {
     releaseGl();
+    // What the user's machine draws with, for the support log.
+    if (logLevelThreshold() < LogWarn) {
+        logLine(LogInfo, "scheda grafica : %s", reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
+        logLine(LogInfo, "versione OpenGL: %s", reinterpret_cast<const char*>(glGetString(GL_VERSION)));
+    }
     enableGlDebugOutput();
     if (!points_.buildProgram(error) || !screen_.initializeGl(error)) {
         releaseGl();

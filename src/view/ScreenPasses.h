@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "cloud/ViewSettings.h"
 #include "navigation/Camera.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 

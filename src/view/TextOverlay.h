@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "cloud/ViewSettings.h"
 #include "view/GlyphAtlas.h"
 #include "view/TextOverlayHook.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 

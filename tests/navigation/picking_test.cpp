@@ -5,9 +5,9 @@
 #include <cmath>
 #include <vector>
 
+#include "cloud/NearestPoint.h"
 #include "navigation/DepthPick.h"
 #include "navigation/PlanePick.h"
-#include "view/NearestPoint.h"
 
 namespace ovcf {
 namespace {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "core/Log.h"
-#include "navigation/ToolOverlay.h"
 #include "navigation/ToolStateMachine.h"
+#include "view/ToolOverlay.h"
 
 namespace ovcf {
 namespace {

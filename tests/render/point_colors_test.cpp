@@ -5,9 +5,9 @@
 #include <sstream>
 
 #include "RenderTestSupport.h"
+#include "cloud/PointColors.h"
 #include "import/MemoryCloud.h"
 #include "ovcf/FileFormat.h"
-#include "view/PointColors.h"
 
 namespace ovcf::test {
 namespace {

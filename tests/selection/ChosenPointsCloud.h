@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "../streaming/StreamingTestSupport.h"
+#include "TestSupport.h"
+#include "cloud/CloudNodes.h"
 #include "navigation/Camera.h"
 #include "ovcf/OvcfReader.h"
 #include "selection/SelectionEngine.h"
 #include "selection/SelectionFilter.h"
-#include "TestSupport.h"
-#include "view/CloudNodes.h"
 
 namespace ovcf::test {
 

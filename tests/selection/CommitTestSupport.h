@@ -6,6 +6,8 @@
 
 #include "../import/ImportTestSupport.h"
 #include "../streaming/StreamingTestSupport.h"
+#include "TestSupport.h"
+#include "cloud/CloudNodes.h"
 #include "ovcf/CommitJournal.h"
 #include "ovcf/ConfirmedState.h"
 #include "ovcf/ContentSignature.h"
@@ -13,8 +15,6 @@
 #include "ovcf/OvcfReader.h"
 #include "platform/SystemFile.h"
 #include "selection/DeletionHistory.h"
-#include "TestSupport.h"
-#include "view/CloudNodes.h"
 
 namespace ovcf::test {
 

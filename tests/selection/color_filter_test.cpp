@@ -6,10 +6,10 @@
 #include <random>
 
 #include "ChosenPointsCloud.h"
+#include "cloud/PointColors.h"
 #include "core/NumberFormat.h"
 #include "selection/CieLab.h"
 #include "selection/ColorFilter.h"
-#include "view/PointColors.h"
 
 namespace ovcf::test {
 namespace {

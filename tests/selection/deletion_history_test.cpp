@@ -6,13 +6,13 @@
 #include <set>
 
 #include "../streaming/StreamingTestSupport.h"
+#include "TestSupport.h"
+#include "cloud/CloudNodes.h"
 #include "ovcf/ContentSignature.h"
 #include "ovcf/DeletedMapCommit.h"
 #include "ovcf/OvcfReader.h"
 #include "selection/DeletionHistory.h"
 #include "selection/PointReadBack.h"
-#include "TestSupport.h"
-#include "view/CloudNodes.h"
 
 namespace ovcf::test {
 namespace {

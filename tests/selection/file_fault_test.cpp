@@ -8,13 +8,13 @@
 
 #include "../import/ImportTestSupport.h"
 #include "../streaming/StreamingTestSupport.h"
+#include "TestSupport.h"
+#include "cloud/CloudNodes.h"
 #include "import/OctreeIndexer.h"
 #include "ovcf/ContentSignature.h"
 #include "ovcf/OvcfReader.h"
 #include "platform/SystemFile.h"
 #include "selection/DeletionHistory.h"
-#include "TestSupport.h"
-#include "view/CloudNodes.h"
 
 namespace ovcf::test {
 namespace {

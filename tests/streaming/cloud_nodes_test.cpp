@@ -4,8 +4,8 @@
 #include <limits>
 
 #include "StreamingTestSupport.h"
-#include "view/CloudNodes.h"
-#include "view/NodeDecoding.h"
+#include "cloud/CloudNodes.h"
+#include "cloud/NodeDecoding.h"
 
 namespace ovcf {
 namespace {

@@ -5,7 +5,8 @@
 
 #include "StreamingTestSupport.h"
 #include "TestSupport.h"
-#include "view/CloudStreaming.h"
+#include "cloud/CloudStreaming.h"
+#include "navigation/CameraLod.h"
 
 namespace ovcf {
 namespace {
@@ -50,7 +51,7 @@ struct Streaming : ::testing::Test {
     // Draws frames until no more are wanted; the number of frames it took, 0 on a time-out.
     int settle(const Camera& camera, const std::array<ClipPlane, 6>* clip = nullptr) {
         for (int frames = 1; frames < 30000; ++frames) {
-            if (!streaming.update(camera, settings, ++frame, clip).moreFramesWanted) return frames;
+            if (!streaming.update(lodViewOf(camera, clip), settings, ++frame).moreFramesWanted) return frames;
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         return 0;
@@ -75,7 +76,7 @@ TEST_F(Streaming, OpensAndStreamsUntilThePictureIsComplete) {
     EXPECT_EQ(log.count(LogInfo, "nuvola aperta: 24.528 punti in 73 nodi, 3 livelli"), 1);
 
     const Camera camera = fittedCamera();
-    const StreamingFrame& first = streaming.update(camera, settings, ++frame, nullptr);
+    const StreamingFrame& first = streaming.update(lodViewOf(camera, nullptr), settings, ++frame);
     EXPECT_TRUE(first.moreFramesWanted);  // the root is on its way
     EXPECT_EQ(first.chosen, 73u);
     ASSERT_GT(settle(camera), 0);
@@ -112,7 +113,7 @@ TEST_F(Streaming, OpensAndStreamsUntilThePictureIsComplete) {
     EXPECT_TRUE(store.live.empty());
     EXPECT_FALSE(streaming.loader().isRunning());
     EXPECT_EQ(streaming.pointCount(), 0u);
-    EXPECT_TRUE(streaming.update(camera, settings, ++frame, nullptr).drawables.empty());
+    EXPECT_TRUE(streaming.update(lodViewOf(camera, nullptr), settings, ++frame).drawables.empty());
 }
 
 TEST_F(Streaming, OpeningAMissingOrDamagedFileLeavesNothingOpen) {
@@ -195,7 +196,7 @@ TEST_F(Streaming, AnUnreadableNodeIsNotWaitedForButAskedForAgain) {
     EXPECT_GE(warnings, 1);
     // Later frames ask for it again.
     ASSERT_TRUE(test::eventually([&] {
-        streaming.update(camera, settings, ++frame, nullptr);
+        streaming.update(lodViewOf(camera, nullptr), settings, ++frame);
         return log.count(LogWarn, warning) > warnings;
     }));
     EXPECT_FALSE(streaming.lastFrame().moreFramesWanted);
@@ -215,7 +216,7 @@ TEST_F(Streaming, KeepsTheGpuBudgetByEvictingWhatThisFrameDoesNotDraw) {
     corner.target = streaming.boundsMin() + Vec3d{5, 5, 65.536};
     corner.distance = 20;
     corner.pitch = 90;
-    const StreamingFrame narrow = streaming.update(corner, settings, ++frame, nullptr);
+    const StreamingFrame narrow = streaming.update(lodViewOf(corner, nullptr), settings, ++frame);
     EXPECT_LT(narrow.chosen, 73u);
     EXPECT_EQ(narrow.loaded, narrow.chosen);
     EXPECT_EQ(narrow.evicted, 73u - narrow.chosen);
@@ -225,7 +226,7 @@ TEST_F(Streaming, KeepsTheGpuBudgetByEvictingWhatThisFrameDoesNotDraw) {
     for (const DrawableNode& drawable : narrow.drawables) EXPECT_EQ(store.live.count(drawable.buffer), 1u);
 
     // Back to the whole cloud: the evicted nodes are read again.
-    const StreamingFrame back = streaming.update(whole, settings, ++frame, nullptr);
+    const StreamingFrame back = streaming.update(lodViewOf(whole, nullptr), settings, ++frame);
     EXPECT_TRUE(back.moreFramesWanted);
     EXPECT_EQ(back.lod.missing, 73u - narrow.chosen);
     ASSERT_GT(settle(whole), 0);
@@ -233,7 +234,7 @@ TEST_F(Streaming, KeepsTheGpuBudgetByEvictingWhatThisFrameDoesNotDraw) {
 
     // With a budget that holds everything nothing is evicted.
     settings.gpuBudgetBytes = 2048ull << 20;
-    EXPECT_EQ(streaming.update(corner, settings, ++frame, nullptr).evicted, 0u);
+    EXPECT_EQ(streaming.update(lodViewOf(corner, nullptr), settings, ++frame).evicted, 0u);
     EXPECT_EQ(streaming.residency().residentCount(), 73u);
 }
 
@@ -263,7 +264,7 @@ TEST_F(Streaming, ClosingAndDestroyingWithThreadsAtWork) {
     std::string error;
     ASSERT_TRUE(streaming.open(bigPath, 16, error)) << error;
     const Camera camera = fittedCamera();
-    streaming.update(camera, settings, ++frame, nullptr);
+    streaming.update(lodViewOf(camera, nullptr), settings, ++frame);
     EXPECT_GT(streaming.loader().inFlightCount(), 100u);
     streaming.close();
     EXPECT_FALSE(streaming.loader().isRunning());
@@ -275,7 +276,7 @@ TEST_F(Streaming, ClosingAndDestroyingWithThreadsAtWork) {
         CloudStreaming other(std::make_unique<CountingStore>(otherStore));
         ASSERT_TRUE(other.open(bigPath, 3, error)) << error;
         for (int i = 0; i < 3; ++i) {
-            other.update(camera, settings, ++frame, nullptr);
+            other.update(lodViewOf(camera, nullptr), settings, ++frame);
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
     }

@@ -5,8 +5,9 @@
 #include <limits>
 #include <set>
 
-#include "view/CloudNodes.h"
-#include "view/LevelOfDetail.h"
+#include "cloud/CloudNodes.h"
+#include "cloud/LevelOfDetail.h"
+#include "navigation/CameraLod.h"
 
 namespace ovcf {
 namespace {
@@ -106,7 +107,7 @@ TEST(LevelOfDetail, TheRootIsChosenEvenWhenItAloneExceedsTheBudget) {
     SyntheticCloud cloud(1, 500000);
     LevelOfDetail lod;
     Requests requests;
-    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), std::nullopt), 0, 100000, 1, nothingLoaded,
+    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), nullptr), 0, 100000, 1, nothingLoaded,
                requests.sink());
     EXPECT_EQ(lod.chosen(), std::vector<std::uint32_t>{0});
     EXPECT_TRUE(lod.counters().budgetReached);
@@ -119,7 +120,7 @@ TEST(LevelOfDetail, TheRootIsChosenEvenWhenItAloneExceedsTheBudget) {
 TEST(LevelOfDetail, StopsWhenThePointBudgetIsSpent) {
     SyntheticCloud cloud(2, 1000);
     LevelOfDetail lod;
-    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), std::nullopt), 0, 5500, 1, everythingLoaded,
+    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), nullptr), 0, 5500, 1, everythingLoaded,
                Requests().sink());
     EXPECT_EQ(lod.chosen().size(), 5u);
     EXPECT_EQ(lod.counters().chosenPoints, 5000u);
@@ -127,7 +128,7 @@ TEST(LevelOfDetail, StopsWhenThePointBudgetIsSpent) {
     EXPECT_EQ(lod.chosen()[0], 0u);
 
     // A budget that holds everything is not reached.
-    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), std::nullopt), 0, 73000, 2, everythingLoaded,
+    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), nullptr), 0, 73000, 2, everythingLoaded,
                Requests().sink());
     EXPECT_EQ(lod.chosen().size(), 73u);
     EXPECT_FALSE(lod.counters().budgetReached);
@@ -140,7 +141,7 @@ TEST(LevelOfDetail, CloserNodesGetHigherPrioritiesAndAreRequestedFirst) {
     const Camera camera = cameraAt(cloud, {512, 512, 200}, 1500, -120, 10);
     LevelOfDetail lod;
     Requests requests;
-    lod.select(cloud.nodes, lodViewOf(camera, std::nullopt), 0, 1000000, 1, nothingLoaded, requests.sink());
+    lod.select(cloud.nodes, lodViewOf(camera, nullptr), 0, 1000000, 1, nothingLoaded, requests.sink());
     ASSERT_EQ(requests.nodes.size(), 9u);
     EXPECT_EQ(lod.counters().culled, 0u);
     EXPECT_EQ(lod.counters().missing, 9u);
@@ -165,7 +166,7 @@ TEST(LevelOfDetail, TheCameraInsideANodesSphereGivesItTheTopPriority) {
     ASSERT_GT(eye.z, 512);
     LevelOfDetail lod;
     Requests requests;
-    lod.select(cloud.nodes, lodViewOf(camera, std::nullopt), 0, 1000000, 1, nothingLoaded, requests.sink());
+    lod.select(cloud.nodes, lodViewOf(camera, nullptr), 0, 1000000, 1, nothingLoaded, requests.sink());
     ASSERT_GE(requests.nodes.size(), 2u);
     EXPECT_EQ(requests.nodes[1], 7u);  // octant 6
     EXPECT_EQ(requests.priorities[1], float(LevelOfDetail::kInsidePriority));
@@ -187,13 +188,13 @@ TEST(LevelOfDetail, ChildrenBelowTheThresholdAreNotVisited) {
     ASSERT_LT(double(threshold), priorities[3]);
     LevelOfDetail lod;
     Requests requests;
-    lod.select(cloud.nodes, lodViewOf(camera, std::nullopt), threshold, 1000000, 1, nothingLoaded, requests.sink());
+    lod.select(cloud.nodes, lodViewOf(camera, nullptr), threshold, 1000000, 1, nothingLoaded, requests.sink());
     EXPECT_EQ(lod.counters().visited, 6u);
     EXPECT_EQ(lod.chosen().size(), 6u);
     EXPECT_EQ(requests.nodes.size(), 6u);
 
     // A threshold above every child leaves the root alone.
-    lod.select(cloud.nodes, lodViewOf(camera, std::nullopt), 2000, 1000000, 2, nothingLoaded, Requests().sink());
+    lod.select(cloud.nodes, lodViewOf(camera, nullptr), 2000, 1000000, 2, nothingLoaded, Requests().sink());
     EXPECT_EQ(lod.counters().visited, 1u);
     EXPECT_EQ(lod.chosen(), std::vector<std::uint32_t>{0});
 }
@@ -205,7 +206,7 @@ TEST(LevelOfDetail, NodesOutsideTheFrustumAreCulled) {
     const Camera narrow = cameraAt(cloud, {256, 256, 1024}, 200, -90, 90, 5.0);
     LevelOfDetail lod;
     Requests requests;
-    lod.select(cloud.nodes, lodViewOf(narrow, std::nullopt), 0, 1000000, 1, nothingLoaded, requests.sink());
+    lod.select(cloud.nodes, lodViewOf(narrow, nullptr), 0, 1000000, 1, nothingLoaded, requests.sink());
     EXPECT_EQ(lod.counters().visited, 9u);
     EXPECT_EQ(lod.counters().culled, 6u);
     std::vector<std::uint32_t> chosen = lod.chosen();
@@ -215,7 +216,7 @@ TEST(LevelOfDetail, NodesOutsideTheFrustumAreCulled) {
 
     // Looking away from the cloud: even the root is culled and nothing is asked for.
     const Camera away = cameraAt(cloud, {512, 512, 3000}, 100, 0, -60);
-    lod.select(cloud.nodes, lodViewOf(away, std::nullopt), 0, 1000000, 2, nothingLoaded, requests.sink());
+    lod.select(cloud.nodes, lodViewOf(away, nullptr), 0, 1000000, 2, nothingLoaded, requests.sink());
     EXPECT_EQ(lod.counters().visited, 1u);
     EXPECT_EQ(lod.counters().culled, 1u);
     EXPECT_TRUE(lod.chosen().empty());
@@ -230,8 +231,9 @@ TEST(LevelOfDetail, NodesWhollyOutsideTheClipBoxAreCut) {
                        Plane{0, -1, 0, hi}, Plane{0, 0, 1, -lo}, Plane{0, 0, -1, hi}};
     LevelOfDetail lod;
     Requests requests;
-    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), clip), 0, 1000000, 1, nothingLoaded,
-               requests.sink());
+    LodView view = lodViewOf(cameraOnWholeCloud(cloud), nullptr);
+    view.clip = clip;
+    lod.select(cloud.nodes, view, 0, 1000000, 1, nothingLoaded, requests.sink());
     EXPECT_EQ(lod.counters().culled, 0u);
     EXPECT_EQ(lod.counters().cut, 7u);
     EXPECT_EQ(lod.chosen(), (std::vector<std::uint32_t>{0, 1}));
@@ -243,7 +245,7 @@ TEST(LevelOfDetail, AsksForEachMissingNodeOnceAndWalksOnBelowIt) {
     LevelOfDetail lod;
     Requests requests;
     const auto evenLoaded = [](std::uint32_t node) { return node % 2 == 0; };
-    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), std::nullopt), 0, 100000000, 1, evenLoaded,
+    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), nullptr), 0, 100000000, 1, evenLoaded,
                requests.sink());
     EXPECT_EQ(lod.chosen().size(), 585u);
     const std::set<std::uint32_t> unique(requests.nodes.begin(), requests.nodes.end());
@@ -261,7 +263,7 @@ TEST(LevelOfDetail, AsksForEachMissingNodeOnceAndWalksOnBelowIt) {
 TEST(LevelOfDetail, RecordsLastUseAndTheDeepestChosenLevel) {
     SyntheticCloud cloud(2, 1000);
     LevelOfDetail lod;
-    const LodView view = lodViewOf(cameraOnWholeCloud(cloud), std::nullopt);
+    const LodView view = lodViewOf(cameraOnWholeCloud(cloud), nullptr);
     lod.select(cloud.nodes, view, 0, 100000, 7, everythingLoaded, Requests().sink());
     ASSERT_EQ(lod.chosen().size(), 73u);
     for (std::uint32_t node = 0; node < 73; ++node) EXPECT_EQ(lod.lastUse()[node], 7u);
@@ -303,7 +305,7 @@ TEST(LevelOfDetail, DeletedPointsCostNoBudgetAndDeletedSubtreesAreSkipped) {
         if (grandchild != kNoChild) deletedInNode[grandchild] = 1000, surviving[grandchild] = 0;
     LevelOfDetail lod;
     lod.setEditCounts({deletedInNode, surviving});
-    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), std::nullopt), 0, 5500, 1, everythingLoaded,
+    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), nullptr), 0, 5500, 1, everythingLoaded,
                Requests().sink());
     // The emptied root is still walked for its children, and the budget buys five live nodes.
     ASSERT_EQ(lod.chosen().size(), 6u);

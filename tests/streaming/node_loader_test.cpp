@@ -6,9 +6,9 @@
 
 #include "StreamingTestSupport.h"
 #include "TestSupport.h"
+#include "cloud/CloudNodes.h"
+#include "cloud/NodeLoader.h"
 #include "ovcf/OvcfReader.h"
-#include "view/CloudNodes.h"
-#include "view/NodeLoader.h"
 
 namespace ovcf {
 namespace {

@@ -3,7 +3,7 @@
 #include <map>
 #include <memory>
 
-#include "view/NodeResidency.h"
+#include "cloud/NodeResidency.h"
 
 namespace ovcf {
 namespace {

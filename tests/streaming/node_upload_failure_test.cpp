@@ -11,9 +11,11 @@
 #include "StreamingTestSupport.h"
 #include "TestParentWindow.h"
 #include "TestSupport.h"
+#include "cloud/CloudStreaming.h"
+#include "cloud/NodeResidency.h"
+#include "navigation/CameraLod.h"
 #include "platform/ViewWindow.h"
-#include "view/CloudStreaming.h"
-#include "view/NodeResidency.h"
+#include "view/GlNodeBufferStore.h"
 
 namespace ovcf {
 namespace {
@@ -142,7 +144,7 @@ TEST(UploadFailure, TheGlStoreNoticesAnUnfilledBufferAndNothingIsDrawn) {
     camera.fitBox(streaming.boundsMin(), streaming.boundsMax());
     RenderSettings settings;
     for (std::uint64_t frame = 1; frame <= 200; ++frame) {
-        const StreamingFrame& f = streaming.update(camera, settings, frame, nullptr);
+        const StreamingFrame& f = streaming.update(lodViewOf(camera, nullptr), settings, frame);
         EXPECT_TRUE(f.drawables.empty());
         EXPECT_EQ(f.loaded, 0u);
         EXPECT_TRUE(f.moreFramesWanted);  // the nodes are asked for again

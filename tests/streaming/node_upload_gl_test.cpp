@@ -9,10 +9,12 @@
 #include "StreamingTestSupport.h"
 #include "TestParentWindow.h"
 #include "TestSupport.h"
+#include "cloud/CloudStreaming.h"
+#include "cloud/NodeDecoding.h"
+#include "navigation/CameraLod.h"
 #include "ovcf/OvcfReader.h"
 #include "platform/ViewWindow.h"
-#include "view/CloudStreaming.h"
-#include "view/NodeDecoding.h"
+#include "view/GlNodeBufferStore.h"
 
 namespace ovcf {
 namespace {
@@ -32,7 +34,7 @@ TEST(NodeUpload, VerticesReachTheirGlBuffersAndCloseDeletesThem) {
 
     std::vector<GLuint> buffers;
     {
-        CloudStreaming streaming;  // the GL store
+        CloudStreaming streaming(makeGlNodeBufferStore());
         ASSERT_TRUE(streaming.open(path, 2, error)) << error;
         Camera camera;
         camera.setViewport(320, 240);
@@ -42,7 +44,7 @@ TEST(NodeUpload, VerticesReachTheirGlBuffersAndCloseDeletesThem) {
         std::uint64_t frame = 0;
         bool complete = false;
         for (int i = 0; i < 20000 && !complete; ++i) {
-            complete = !streaming.update(camera, settings, ++frame, nullptr).moreFramesWanted;
+            complete = !streaming.update(lodViewOf(camera, nullptr), settings, ++frame).moreFramesWanted;
             if (!complete) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         ASSERT_TRUE(complete);
@@ -81,7 +83,7 @@ TEST(NodeUpload, VerticesReachTheirGlBuffersAndCloseDeletesThem) {
         ASSERT_TRUE(streaming.open(path, 1, error)) << error;
         buffers.clear();
         ASSERT_TRUE(test::eventually([&] {
-            return !streaming.update(camera, settings, ++frame, nullptr).moreFramesWanted;
+            return !streaming.update(lodViewOf(camera, nullptr), settings, ++frame).moreFramesWanted;
         }));
         for (const DrawableNode& drawable : streaming.lastFrame().drawables) buffers.push_back(drawable.buffer);
         ASSERT_EQ(buffers.size(), 9u);

@@ -12,8 +12,8 @@
 #include <exception>
 #include <mutex>
 
-#include "core/FirstFault.h"
 #include "platform/CrashHandlers.h"
+#include "platform/FirstFault.h"
 #include "platform/posix/PosixCrashFacts.h"
 
 namespace ovcf {

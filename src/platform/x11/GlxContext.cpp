@@ -6,7 +6,6 @@
 
 #include <cstring>
 
-#include "core/Log.h"
 #include "platform/GlLoaderOnce.h"
 #include "platform/x11/X11ErrorTrap.h"
 
@@ -118,10 +117,6 @@ GLXContext createCoreContext(Display* display, Window window, GLXFBConfig config
         return nullptr;
     }
     requestVerticalSync(display, window);
-    if (logLevelThreshold() < LogWarn) {
-        logLine(LogInfo, "scheda grafica : %s", reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
-        logLine(LogInfo, "versione OpenGL: %s", reinterpret_cast<const char*>(glGetString(GL_VERSION)));
-    }
     return context;
 }
 

@@ -9,8 +9,8 @@
 #include <exception>
 #include <mutex>
 
-#include "core/FirstFault.h"
 #include "platform/CrashHandlers.h"
+#include "platform/FirstFault.h"
 
 namespace ovcf {
 namespace {

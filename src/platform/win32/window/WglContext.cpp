@@ -5,7 +5,6 @@
 #include <atomic>
 #include <mutex>
 
-#include "core/Log.h"
 #include "platform/GlLoaderOnce.h"
 
 namespace ovcf {
@@ -161,10 +160,6 @@ HGLRC createCoreContext(HDC deviceContext, std::string& error) {
         return nullptr;
     }
     if (gSwapInterval) gSwapInterval(1);
-    if (logLevelThreshold() < LogWarn) {
-        logLine(LogInfo, "scheda grafica : %s", reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
-        logLine(LogInfo, "versione OpenGL: %s", reinterpret_cast<const char*>(glGetString(GL_VERSION)));
-    }
     return context;
 }
 

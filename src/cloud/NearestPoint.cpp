@@ -1,4 +1,4 @@
-#include "view/NearestPoint.h"
+#include "cloud/NearestPoint.h"
 
 #include <cmath>
 

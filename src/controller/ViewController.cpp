@@ -1,15 +1,17 @@
-#include "view/ViewController.h"
+#include "controller/ViewController.h"
 
 #include <algorithm>
 #include <cmath>
 #include <memory>
 #include <vector>
 
+#include "controller/ClipBoxRegion.h"
 #include "core/Log.h"
 #include "core/NumberFormat.h"
+#include "navigation/CameraLod.h"
 #include "selection/FilterFactory.h"
-#include "view/ClipBoxRegion.h"
 #include "view/FrameScene.h"
+#include "view/GlNodeBufferStore.h"
 #include "view/PngWriter.h"
 
 namespace ovcf {
@@ -53,7 +55,7 @@ bool ViewController::drawFrame(const ToolState* tools) {
     scene.sceneLines = clipOverlay_.drawings();
     if (hasCloud()) {
         const StreamingFrame& frame =
-            cloud_->update(camera, settings.render, ++frameNumber_, scene.clipBoxActive ? &scene.clipPlanes : nullptr);
+            cloud_->update(lodViewOf(camera, scene.clipBoxActive ? &scene.clipPlanes : nullptr), settings.render, ++frameNumber_);
         scene.nodes = frame.drawables;
         scene.elevationLow = static_cast<float>(cloud_->boundsMin().z - camera.renderOrigin.z);
         scene.elevationHigh = static_cast<float>(cloud_->boundsMax().z - camera.renderOrigin.z);
@@ -74,7 +76,7 @@ bool ViewController::drawFrame(const ToolState* tools) {
 
 bool ViewController::openCloud(const std::string& path, std::string& error) {
     closeCloud();
-    auto cloud = std::make_unique<CloudStreaming>();
+    auto cloud = std::make_unique<CloudStreaming>(makeGlNodeBufferStore());
     if (!cloud->open(path, CloudStreaming::kOpenFileLoaderThreads, error)) return false;
     cloud_ = std::move(cloud);
     frameNumber_ = 0;

@@ -1,12 +1,12 @@
-#include "view/PointColors.h"
+#include "cloud/PointColors.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 
+#include "cloud/RenderTypes.h"
 #include "import/MemoryCloud.h"
 #include "ovcf/FileFormat.h"
-#include "view/RenderTypes.h"
 
 namespace ovcf {
 namespace {

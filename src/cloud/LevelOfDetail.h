@@ -11,8 +11,8 @@
 #include <span>
 #include <vector>
 
-#include "navigation/Camera.h"
-#include "view/CloudNodes.h"
+#include "cloud/CloudNodes.h"
+#include "core/Frustum.h"
 
 namespace ovcf {
 
@@ -24,9 +24,6 @@ struct LodView {
     // The clip box as six inward planes; empty when the clip box is off.
     std::optional<FrustumPlanes> clip;
 };
-
-// The camera as the traversal sees it; `clip` is taken as it is.
-LodView lodViewOf(const Camera& camera, const std::optional<FrustumPlanes>& clip);
 
 // What deletion left of each node, in node-record order: points deleted in the node itself and
 // points surviving in its whole subtree. Empty spans: nothing is deleted.

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "navigation/Vec3.h"
+#include "core/Vec3.h"
 #include "ovcf/FileFormat.h"
 
 namespace ovcf {

@@ -11,23 +11,23 @@
 #include <optional>
 #include <string>
 
+#include "cloud/CloudStreaming.h"
+#include "cloud/ViewSettings.h"
 #include "navigation/Camera.h"
 #include "navigation/ClipBox.h"
-#include "navigation/ClipBoxOverlay.h"
 #include "navigation/CursorReadout.h"
+#include "navigation/DepthStatistics.h"
 #include "navigation/NavigationCube.h"
 #include "navigation/PlanePick.h"
-#include "navigation/DepthStatistics.h"
-#include "navigation/ToolOverlay.h"
 #include "navigation/ToolStateMachine.h"
 #include "selection/DeletionHistory.h"
 #include "selection/PointBitmap.h"
 #include "selection/PointReadBack.h"
 #include "selection/SelectionEngine.h"
-#include "view/CloudStreaming.h"
+#include "view/ClipBoxOverlay.h"
 #include "view/Renderer.h"
 #include "view/TextOverlay.h"
-#include "view/ViewSettings.h"
+#include "view/ToolOverlay.h"
 
 namespace ovcf {
 

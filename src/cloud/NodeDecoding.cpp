@@ -1,7 +1,7 @@
-#include "view/NodeDecoding.h"
+#include "cloud/NodeDecoding.h"
 
+#include "cloud/CloudNodes.h"
 #include "import/MemoryCloud.h"
-#include "view/CloudNodes.h"
 
 namespace ovcf {
 

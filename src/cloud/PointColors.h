@@ -6,8 +6,8 @@
 
 #include <cstdint>
 
+#include "cloud/ViewSettings.h"
 #include "ovcf/PointRecord.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 

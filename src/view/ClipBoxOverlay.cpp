@@ -1,4 +1,4 @@
-#include "navigation/ClipBoxOverlay.h"
+#include "view/ClipBoxOverlay.h"
 
 #include <algorithm>
 

@@ -1,18 +1,9 @@
-#include "view/LevelOfDetail.h"
+#include "cloud/LevelOfDetail.h"
 
 #include <algorithm>
 #include <limits>
 
 namespace ovcf {
-
-LodView lodViewOf(const Camera& camera, const std::optional<FrustumPlanes>& clip) {
-    LodView view;
-    view.eye = camera.toRenderSpace(camera.eyePosition());
-    view.frustum = frustumPlanes(camera.viewProjectionMatrix());
-    view.projectionFactor = camera.pixelsPerMetreAtUnitDistance();
-    view.clip = clip;
-    return view;
-}
 
 bool LevelOfDetail::lowerPriority(const Entry& a, const Entry& b) {
     if (a.priority != b.priority) return a.priority < b.priority;

@@ -1,13 +1,13 @@
-#include "view/NodeLoader.h"
+#include "cloud/NodeLoader.h"
 
 #include <algorithm>
 #include <exception>
 #include <utility>
 
+#include "cloud/CloudNodes.h"
+#include "cloud/NodeDecoding.h"
 #include "core/Log.h"
 #include "ovcf/OvcfReader.h"
-#include "view/CloudNodes.h"
-#include "view/NodeDecoding.h"
 
 namespace ovcf {
 

@@ -1,4 +1,4 @@
-#include "navigation/ToolOverlay.h"
+#include "view/ToolOverlay.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "view/CloudNodes.h"
+#include "cloud/CloudNodes.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "view/NodeResidency.h"
+#include "cloud/NodeResidency.h"
 
 #include <algorithm>
 #include <utility>

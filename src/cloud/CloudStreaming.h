@@ -3,8 +3,8 @@
 // Every frame, update() hands the finished nodes to the GPU, chooses the nodes to draw, requests
 // the missing ones, keeps the GPU memory within its budget and returns what the point pass draws.
 //
-// UI thread only. open, update and close make GL calls through the buffer store (the default
-// one is GL), so the view's context must be current for them and for destruction.
+// UI thread only. open, update and close go through the buffer store: with the view's GL store,
+// the view's context must be current for them and for destruction.
 #pragma once
 
 #include <array>
@@ -14,16 +14,15 @@
 #include <string>
 #include <vector>
 
-#include "navigation/Camera.h"
+#include "cloud/CloudNodes.h"
+#include "cloud/LevelOfDetail.h"
+#include "cloud/NearestPoint.h"
+#include "cloud/NodeLoader.h"
+#include "cloud/NodeResidency.h"
+#include "cloud/RenderTypes.h"
+#include "cloud/ViewSettings.h"
 #include "ovcf/ConfirmedState.h"
 #include "ovcf/OvcfReader.h"
-#include "view/CloudNodes.h"
-#include "view/LevelOfDetail.h"
-#include "view/NearestPoint.h"
-#include "view/NodeLoader.h"
-#include "view/NodeResidency.h"
-#include "view/RenderTypes.h"
-#include "view/ViewSettings.h"
 
 namespace ovcf {
 
@@ -46,7 +45,7 @@ public:
     static constexpr int kOpenFileLoaderThreads = 3;
 
     // A null store means the GL one.
-    explicit CloudStreaming(std::unique_ptr<NodeBufferStore> store = nullptr);
+    explicit CloudStreaming(std::unique_ptr<NodeBufferStore> store);
     ~CloudStreaming();  // closes
     CloudStreaming(const CloudStreaming&) = delete;
     CloudStreaming& operator=(const CloudStreaming&) = delete;
@@ -64,11 +63,9 @@ public:
     void abandonGpuBuffers() { residency_.abandonAll(); }
     bool isOpen() const { return open_; }
 
-    // One frame. `frameNumber` starts at 1 and grows by frame. The camera's render origin must
-    // be referencePoint(). `clip` holds the clip box's six planes in render space (inside where
-    // dot(normal, p) + offset >= 0), null while the clip box is off.
-    const StreamingFrame& update(const Camera& camera, const RenderSettings& settings, std::uint64_t frameNumber,
-                                 const std::array<ClipPlane, 6>* clip);
+    // One frame. `frameNumber` starts at 1 and grows by frame. `view` is in the render space
+    // around referencePoint().
+    const StreamingFrame& update(const LodView& view, const RenderSettings& settings, std::uint64_t frameNumber);
     const StreamingFrame& lastFrame() const { return frame_; }
     // Per-node deletion counts for the level of detail; the spans must live until the next
     // call or close().

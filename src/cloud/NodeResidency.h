@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "view/NodeLoader.h"
+#include "cloud/NodeLoader.h"
 
 namespace ovcf {
 
@@ -26,14 +26,6 @@ public:
         return false;
     }
 };
-
-// Gives a new buffer its storage with the data. The GL default is glNamedBufferStorage; tests
-// put one in its place that fails as a driver out of memory would.
-using NodeBufferStorage = void (*)(std::uint32_t buffer, std::size_t bytes, const void* data);
-
-// The real store: glCreateBuffers + the storage, checked (GL error and buffer size) so that a
-// failed allocation gives 0; glDeleteBuffers. Needs the view's context current.
-std::unique_ptr<NodeBufferStore> makeGlNodeBufferStore(NodeBufferStorage storage = nullptr);
 
 class NodeResidency {
 public:

@@ -2,11 +2,11 @@
 // the plane by three points.
 #include <cmath>
 
+#include "cloud/PointColors.h"
+#include "controller/ClipBoxRegion.h"
+#include "controller/ViewController.h"
 #include "core/Log.h"
 #include "navigation/DepthPick.h"
-#include "view/ClipBoxRegion.h"
-#include "view/PointColors.h"
-#include "view/ViewController.h"
 
 namespace ovcf {
 

@@ -21,9 +21,9 @@
 #include <utility>
 #include <vector>
 
-#include "navigation/Vec3.h"
+#include "cloud/RenderTypes.h"
+#include "core/Vec3.h"
 #include "ovcf/PointRecord.h"
-#include "view/RenderTypes.h"
 
 namespace ovcf {
 

@@ -5,10 +5,10 @@
 
 #include <vector>
 
-#include "navigation/Vec3.h"
+#include "cloud/RenderTypes.h"
+#include "core/Vec3.h"
 #include "ovcf/FileFormat.h"
 #include "ovcf/PointRecord.h"
-#include "view/RenderTypes.h"
 
 namespace ovcf {
 

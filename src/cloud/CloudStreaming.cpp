@@ -1,4 +1,4 @@
-#include "view/CloudStreaming.h"
+#include "cloud/CloudStreaming.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,20 +10,8 @@
 #include "ovcf/CommitRecovery.h"
 
 namespace ovcf {
-namespace {
-
-std::optional<FrustumPlanes> clipPlanesOf(const std::array<ClipPlane, 6>* clip) {
-    if (!clip) return std::nullopt;
-    FrustumPlanes planes;
-    for (std::size_t i = 0; i < 6; ++i)
-        planes[i] = Plane{(*clip)[i].normal[0], (*clip)[i].normal[1], (*clip)[i].normal[2], (*clip)[i].offset};
-    return planes;
-}
-
-}  // namespace
-
 CloudStreaming::CloudStreaming(std::unique_ptr<NodeBufferStore> store)
-    : residency_(store ? std::move(store) : makeGlNodeBufferStore()) {}
+    : residency_(std::move(store)) {}
 
 CloudStreaming::~CloudStreaming() { close(); }
 
@@ -124,8 +112,8 @@ std::optional<NearPoint> CloudStreaming::nearestPoint(const Vec3d& position, dou
         shown);
 }
 
-const StreamingFrame& CloudStreaming::update(const Camera& camera, const RenderSettings& settings,
-                                             std::uint64_t frameNumber, const std::array<ClipPlane, 6>* clip) {
+const StreamingFrame& CloudStreaming::update(const LodView& view, const RenderSettings& settings,
+                                             std::uint64_t frameNumber) {
     frame_ = {};
     if (!open_) return frame_;
 
@@ -141,7 +129,7 @@ const StreamingFrame& CloudStreaming::update(const Camera& camera, const RenderS
     // Requests nobody started belong to the previous camera; this frame asks afresh.
     loader_.dropQueued();
     lod_.select(
-        nodes_, lodViewOf(camera, clipPlanesOf(clip)), settings.detailThreshold, settings.pointBudget, frameNumber,
+        nodes_, view, settings.detailThreshold, settings.pointBudget, frameNumber,
         [this](std::uint32_t index) { return residency_.isResident(index); },
         [this](std::uint32_t index, float priority) { loader_.request(index, priority); });
     frame_.lod = lod_.counters();

@@ -1,4 +1,4 @@
-#include "view/ViewSettings.h"
+#include "cloud/ViewSettings.h"
 
 #include <algorithm>
 #include <cmath>

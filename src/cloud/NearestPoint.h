@@ -9,9 +9,9 @@
 #include <optional>
 #include <vector>
 
-#include "navigation/Vec3.h"
-#include "view/CloudNodes.h"
-#include "view/RenderTypes.h"
+#include "cloud/CloudNodes.h"
+#include "cloud/RenderTypes.h"
+#include "core/Vec3.h"
 
 namespace ovcf {
 
