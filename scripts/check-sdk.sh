@@ -6,7 +6,8 @@
 # with every warning an error.
 # With --windows, the Windows build instead: installed, the example cross-built with MinGW
 # against the installed import library libOrvanePC.dll.a and run under Wine (WINEPREFIX set),
-# and OrvanePC.lib linked by lld-link into a program without C runtime that Wine runs.
+# then the same example built by clang for the MSVC target and linked by lld-link against the
+# installed OrvanePC.lib, with no Microsoft runtime, and run under Wine too.
 #   scripts/check-sdk.sh [--windows] BUILD_DIR OUT_DIR
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -33,15 +34,24 @@ if [ "$windows" -eq 1 ]; then
   cp "$prefix/bin/OrvanePC.dll" "$out/cmake/"
   wine "$out/cmake/example_host.exe" "$(winepath -w "$out")"
 
-  echo "-- OrvanePC.lib read by the Microsoft-style linker (clang for MSVC, lld-link, no C runtime)"
-  printf '#include "OrvanePC.h"\nint start(void) { return PC_Version() == %s ? 0 : 1; }\n' \
-    "$(sed -n 's/^project(OrvanePC VERSION \([0-9]*\)\.\([0-9]*\)\.\([0-9]*\).*/\1*1000000+\2*1000+\3/p' "$root/CMakeLists.txt")" \
-    >"$out/msvc_link.c"
-  clang --target=x86_64-pc-windows-msvc -ffreestanding -Wall -Werror -I"$prefix/include" -c "$out/msvc_link.c" \
-    -o "$out/msvc_link.obj"
-  lld-link /entry:start /subsystem:console /nodefaultlib /out:"$out/cmake/msvc_link.exe" "$out/msvc_link.obj" \
-    "$prefix/lib/OrvanePC.lib"
-  wine "$out/cmake/msvc_link.exe"
+  echo "-- example host by clang for the MSVC target, linked by lld-link against OrvanePC.lib, under Wine"
+  # No Microsoft headers or runtime here: MinGW's headers in their Universal C Runtime mode (they
+  # need __GNUC__ defined), import libraries made from the example's .def files for ucrtbase.dll,
+  # kernel32.dll and user32.dll, and the entry point and stdio of examples/msvc/ucrt_start.c.
+  msvc="$out/msvc"
+  mkdir -p "$msvc"
+  for library in ucrtbase kernel32 user32; do
+    llvm-dlltool -m i386:x86-64 -d "$root/examples/msvc/$library.def" -l "$msvc/$library.lib"
+  done
+  for source in example_host.c HostWindowWin32.c msvc/ucrt_start.c; do
+    object="$msvc/$(basename "$source" .c).obj"
+    clang --target=x86_64-pc-windows-msvc -fgnuc-version=4.2.1 -D_UCRT -isystem /usr/x86_64-w64-mingw32/include \
+      -std=c99 -Wall -Wextra -Werror -I"$prefix/include" -c "$root/examples/$source" -o "$object"
+  done
+  lld-link /entry:start /subsystem:console /nodefaultlib /out:"$msvc/example_host.exe" "$msvc"/*.obj \
+    "$prefix/lib/OrvanePC.lib" "$msvc/ucrtbase.lib" "$msvc/kernel32.lib" "$msvc/user32.lib"
+  cp "$prefix/bin/OrvanePC.dll" "$msvc/"
+  wine "$msvc/example_host.exe" "$(winepath -w "$msvc")"
   exit 0
 fi
 
