@@ -20,10 +20,10 @@
 #include <memory>
 #include <string>
 
-#include "../tests/api/ViewInput.h"
 #include "BenchSupport.h"
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
+#include "ViewInput.h"
 #include "core/Log.h"
 
 using namespace ovcf;
@@ -207,7 +207,7 @@ int main(int argc, char** argv) {
     }
     std::printf("      cache %.0f MiB\n", double(std::filesystem::file_size(cache)) / 1048576.0);
 
-    auto parent = test::TestParentWindow::create(kWidth, kHeight);
+    auto parent = harness::ParentWindow::create(kWidth, kHeight);
     if (!parent) {
         std::printf("no display: the view stages need an X server (source scripts/xvfb.sh; start_private_xvfb)\n");
         std::filesystem::remove(cache);
@@ -239,7 +239,7 @@ int main(int argc, char** argv) {
         PC_SetSelectionTool(view, 1);
         Stage stage("select, rectangle over the view");
         // From the bottom-left corner: the navigation cube sits top right.
-        test::dragInView(*parent, child, view, 0, 1, kHeight - 2, kWidth - 2, 1);
+        harness::dragInView(*parent, child, view, 0, 1, kHeight - 2, kWidth - 2, 1);
         const std::uint64_t selected = PC_SelectedCount(view);
         stage.report(count);
         if (selected != count)

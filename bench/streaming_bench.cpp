@@ -29,7 +29,7 @@
 #include <thread>
 #include <vector>
 
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "cloud/CloudStreaming.h"
 #include "core/Log.h"
 #include "import/OctreeIndexer.h"
@@ -287,7 +287,7 @@ int main(int argc, char** argv) {
         loaderThroughput(path, nodeCount, pointCount, threads, false);
     }
 
-    auto parent = test::TestParentWindow::create(1280, 720);
+    auto parent = harness::ParentWindow::create(1280, 720);
     std::unique_ptr<ViewWindow> window;
     if (parent) window = ViewWindow::create(parent->handle(), error);
     const bool gl = window && window->makeCurrent();

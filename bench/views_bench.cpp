@@ -18,7 +18,7 @@
 
 #include "BenchSupport.h"
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "core/Log.h"
 
 using namespace ovcf;
@@ -50,11 +50,11 @@ bool buildCloud(const std::string& path, std::uint64_t count) {
 
 // One view in a window of its own, drawn to completion.
 struct DrawnView {
-    std::unique_ptr<test::TestParentWindow> parent;
+    std::unique_ptr<harness::ParentWindow> parent;
     PcView view = nullptr;
 
     bool open(const std::string& cache) {
-        parent = test::TestParentWindow::create(gWidth, gHeight);
+        parent = harness::ParentWindow::create(gWidth, gHeight);
         if (!parent) return false;
         view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
         if (!view || PC_OpenFile(view, cache.c_str()) != PC_OK) return false;
@@ -130,7 +130,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     setStandardErrorEcho(false);
-    if (!test::TestParentWindow::create(1, 1)) {
+    if (!harness::ParentWindow::create(1, 1)) {
         std::printf("no display: the views need an X server (source scripts/xvfb.sh; start_private_xvfb)\n");
         return 1;
     }

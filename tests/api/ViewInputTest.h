@@ -16,7 +16,7 @@
 
 #include "../view/PngInspect.h"
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "TestSupport.h"
 #include "ViewInput.h"
 
@@ -44,7 +44,7 @@ protected:
                                           std::int64_t(xyz.size() / 3), 0.001, nullptr, nullptr),
                   PC_OK)
             << lastLibraryError();
-        parent = TestParentWindow::create(width, height);
+        parent = harness::ParentWindow::create(width, height);
         ASSERT_TRUE(parent) << "no display";
         view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
         ASSERT_NE(view, nullptr) << lastLibraryError();
@@ -58,9 +58,9 @@ protected:
         for (int frame = 0; frame < frames && PC_Render(view) == 1; ++frame) {
         }
     }
-    void pump() { pumpView(*parent, view); }
-    void drag(int fromX, int fromY, int toX, int toY) { dragInView(*parent, child, view, 0, fromX, fromY, toX, toY); }
-    void click(int button, int x, int y) { clickInView(*parent, child, view, button, x, y); }
+    void pump() { harness::pumpView(*parent, view); }
+    void drag(int fromX, int fromY, int toX, int toY) { harness::dragInView(*parent, child, view, 0, fromX, fromY, toX, toY); }
+    void click(int button, int x, int y) { harness::clickInView(*parent, child, view, button, x, y); }
 
     int logCount(const std::string& line) {
         std::lock_guard<std::mutex> lock(logMutex);
@@ -87,7 +87,7 @@ protected:
     }
 
     TempDir dir;
-    std::unique_ptr<TestParentWindow> parent;
+    std::unique_ptr<harness::ParentWindow> parent;
     PcView view = nullptr;
     std::uintptr_t child = 0;
     std::mutex logMutex;

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "TestSupport.h"
 #include "ViewCloud.h"
 #include "ViewInput.h"
@@ -62,7 +62,7 @@ TEST_F(CaptureLoss, EveryDragEndsWhenTheCaptureOrFocusGoesElsewhere) {
     for (const bool byCancelMode : {false, true})
         for (const Gesture& gesture : kGestures) {
             SCOPED_TRACE(std::string(gesture.name) + (byCancelMode ? ", cancel mode" : ", capture taken away"));
-            auto parent = TestParentWindow::create(240, 180);
+            auto parent = ovcf::harness::ParentWindow::create(240, 180);
             ASSERT_TRUE(parent) << "no display";
             PcView view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
             ASSERT_NE(view, nullptr);
@@ -73,7 +73,7 @@ TEST_F(CaptureLoss, EveryDragEndsWhenTheCaptureOrFocusGoesElsewhere) {
             int pressX = 120, pressY = 90;
             if (gesture.clipBoxHandle) {
                 PC_SetRectTool(view, 2);
-                dragInView(*parent, child, view, kLeft, 70, 60, 170, 120);
+                ovcf::harness::dragInView(*parent, child, view, kLeft, 70, 60, 170, 120);
                 ASSERT_EQ(PC_IsClipBoxActive(view), 1);
                 pressX = 170;  // the handle of the box's side under the band's right edge
             }
@@ -84,14 +84,14 @@ TEST_F(CaptureLoss, EveryDragEndsWhenTheCaptureOrFocusGoesElsewhere) {
 
             parent->sendMove(child, pressX, pressY);
             parent->sendButton(child, gesture.button, true, pressX, pressY);
-            pumpView(*parent, view);
+            ovcf::harness::pumpView(*parent, view);
             if (byCancelMode) parent->cancelMode(child);
             else parent->takeCaptureAway(child);
-            pumpView(*parent, view);
+            ovcf::harness::pumpView(*parent, view);
             // No button is held any more: these moves must not drag anything.
             parent->sendMove(child, pressX - 50, pressY + 40);
             parent->sendMove(child, pressX - 60, pressY + 50);
-            pumpView(*parent, view);
+            ovcf::harness::pumpView(*parent, view);
             EXPECT_TRUE(picture(view) == before) << "the picture changed";
             PC_DestroyView(view);
         }

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "TestSupport.h"
 #include "ViewCloud.h"
 #include "ViewInput.h"
@@ -28,7 +28,7 @@ void destroyOnEvent(int, const PcViewState*, void* user) {
 }
 
 struct Fixture {
-    TestParentWindow& parent;
+    ovcf::harness::ParentWindow& parent;
     PcView view;
     std::uintptr_t child;
     const std::string& cloud;
@@ -80,20 +80,20 @@ const Path kPaths[] = {
          f.parent.sendMove(f.child, 80, 60);
          f.parent.sendButton(f.child, 1, false, 80, 60);
          f.parent.sendKey(f.child, 27);
-         pumpView(f.parent, f.view);
+         ovcf::harness::pumpView(f.parent, f.view);
      }},
     {"rectangle selection dragged with the mouse",
      [](Fixture& f) {
          open(f);
          PC_SetSelectionTool(f.view, 1);
      },
-     [](Fixture& f) { dragInView(f.parent, f.child, f.view, 0, 60, 50, 160, 120); }},
+     [](Fixture& f) { ovcf::harness::dragInView(f.parent, f.child, f.view, 0, 60, 50, 160, 120); }},
     {"clip box band dragged with the mouse",
      [](Fixture& f) {
          open(f);
          PC_SetRectTool(f.view, 2);
      },
-     [](Fixture& f) { dragInView(f.parent, f.child, f.view, 0, 60, 50, 160, 120); }},
+     [](Fixture& f) { ovcf::harness::dragInView(f.parent, f.child, f.view, 0, 60, 50, 160, 120); }},
 };
 
 TEST(DestroyFromCallback, EveryPathThatRaisesAnEventSurvivesIt) {
@@ -102,7 +102,7 @@ TEST(DestroyFromCallback, EveryPathThatRaisesAnEventSurvivesIt) {
     ASSERT_TRUE(buildGridCloud(cloud, 60));
     for (const Path& path : kPaths) {
         SCOPED_TRACE(path.name);
-        auto parent = TestParentWindow::create(220, 170);
+        auto parent = ovcf::harness::ParentWindow::create(220, 170);
         ASSERT_TRUE(parent) << "no display";
         Host host;
         host.view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
@@ -113,7 +113,7 @@ TEST(DestroyFromCallback, EveryPathThatRaisesAnEventSurvivesIt) {
         path.trigger(fixture);
         EXPECT_EQ(host.events, 1);
         EXPECT_EQ(PC_GetState(host.view, nullptr), 1);  // the handle is dead
-        pumpView(*parent, host.view);
+        ovcf::harness::pumpView(*parent, host.view);
         EXPECT_EQ(parent->childCount(), 0);
     }
 }

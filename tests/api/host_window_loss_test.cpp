@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "TestSupport.h"
 #include "ViewCloud.h"
 
@@ -24,7 +24,7 @@ std::string lastError() {
     return text;
 }
 
-PcView viewIn(TestParentWindow& parent) { return PC_CreateView(reinterpret_cast<PcParentWindow>(parent.handle())); }
+PcView viewIn(ovcf::harness::ParentWindow& parent) { return PC_CreateView(reinterpret_cast<PcParentWindow>(parent.handle())); }
 
 class HostWindowLoss : public ::testing::Test {
 protected:
@@ -37,7 +37,7 @@ protected:
 };
 
 TEST_F(HostWindowLoss, EveryExportSurvivesTheParentsDestruction) {
-    auto parent = TestParentWindow::create(200, 150);
+    auto parent = ovcf::harness::ParentWindow::create(200, 150);
     ASSERT_TRUE(parent) << "no display";
     PcView view = viewIn(*parent);
     ASSERT_NE(view, nullptr) << lastError();
@@ -66,8 +66,8 @@ TEST_F(HostWindowLoss, EveryExportSurvivesTheParentsDestruction) {
 TEST_F(HostWindowLoss, ClosingOneViewNeverChangesWhatAnotherDraws) {
     for (const bool firstParentGone : {false, true}) {
         SCOPED_TRACE(firstParentGone ? "first parent destroyed" : "first parent alive");
-        auto firstParent = TestParentWindow::create(220, 160);
-        auto secondParent = TestParentWindow::create(220, 160);
+        auto firstParent = ovcf::harness::ParentWindow::create(220, 160);
+        auto secondParent = ovcf::harness::ParentWindow::create(220, 160);
         ASSERT_TRUE(firstParent && secondParent) << "no display";
         PcView first = viewIn(*firstParent);
         PcView second = viewIn(*secondParent);
@@ -94,7 +94,7 @@ TEST_F(HostWindowLoss, ClosingOneViewNeverChangesWhatAnotherDraws) {
 
 // A host drawing with GL of its own finds its context current after every call into a view.
 TEST_F(HostWindowLoss, TheHostsCurrentContextIsCurrentAgainAfterEveryCall) {
-    auto parent = TestParentWindow::create(200, 150);
+    auto parent = ovcf::harness::ParentWindow::create(200, 150);
     ASSERT_TRUE(parent) << "no display";
     ASSERT_TRUE(parent->makeHostGlCurrent());
     PcView view = viewIn(*parent);

@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "TestSupport.h"
 
 namespace navigation_input {
 namespace {
 
 using ovcf::test::TempDir;
-using ovcf::test::TestParentWindow;
+using ovcf::harness::ParentWindow;
 
 constexpr int kWidth = 320;
 constexpr int kHeight = 240;
@@ -48,7 +48,7 @@ class NavigationInput : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(buildPatch(dir.file("patch.ovcf"))) << lastError();
-        parent = TestParentWindow::create(kWidth, kHeight);
+        parent = ovcf::harness::ParentWindow::create(kWidth, kHeight);
         ASSERT_TRUE(parent) << "no display";
         view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
         ASSERT_NE(view, nullptr) << lastError();
@@ -88,7 +88,7 @@ protected:
     }
 
     TempDir dir{"orvane_navigation"};
-    std::unique_ptr<TestParentWindow> parent;
+    std::unique_ptr<ovcf::harness::ParentWindow> parent;
     PcView view = nullptr;
     std::uintptr_t child = 0;
 };

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 
 namespace parameter_exports {
 namespace {
@@ -28,13 +28,13 @@ int parameterId(const char* key) {
 class ParameterExports : public ::testing::Test {
 protected:
     void SetUp() override {
-        parent = ovcf::test::TestParentWindow::create(400, 300);
+        parent = ovcf::harness::ParentWindow::create(400, 300);
         ASSERT_TRUE(parent) << "no display";
         view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
         ASSERT_NE(view, nullptr) << lastError();
     }
     void TearDown() override { PC_DestroyView(view); }
-    std::unique_ptr<ovcf::test::TestParentWindow> parent;
+    std::unique_ptr<ovcf::harness::ParentWindow> parent;
     PcView view = nullptr;
 };
 

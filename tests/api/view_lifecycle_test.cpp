@@ -5,14 +5,14 @@
 #include <vector>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "ViewInput.h"
 
 namespace view_lifecycle {
 namespace {
 
-using ovcf::test::pumpView;
-using ovcf::test::TestParentWindow;
+using ovcf::harness::pumpView;
+using ovcf::harness::ParentWindow;
 
 std::string lastError() {
     char text[256];
@@ -39,10 +39,10 @@ void collectEvent(int event, const PcViewState* state, void* user) {
 class ViewLifecycle : public ::testing::Test {
 protected:
     void SetUp() override {
-        parent = TestParentWindow::create(320, 200);
+        parent = ovcf::harness::ParentWindow::create(320, 200);
         ASSERT_TRUE(parent) << "no display";
     }
-    std::unique_ptr<TestParentWindow> parent;
+    std::unique_ptr<ovcf::harness::ParentWindow> parent;
 };
 
 TEST_F(ViewLifecycle, CreateFillsTheParentAndLogsTheSize) {
@@ -124,12 +124,12 @@ TEST_F(ViewLifecycle, EscapeDisarmsTheNavigationToolAndTellsTheHost) {
     ASSERT_EQ(events.size(), 1u);  // arming is news for the host too
     events.clear();
     parent->sendKey(parent->firstChild(), 27);
-    pumpView(*parent, view);
+    ovcf::harness::pumpView(*parent, view);
     EXPECT_EQ(PC_NavigationTool(view), 0);
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].event, PC_EVENT_TOOL_STATE_CHANGED);
     parent->sendKey(parent->firstChild(), 27);  // nothing armed: no event
-    pumpView(*parent, view);
+    ovcf::harness::pumpView(*parent, view);
     EXPECT_EQ(events.size(), 1u);
     PC_DestroyView(view);
 }
@@ -150,7 +150,7 @@ TEST_F(ViewLifecycle, DestroyLeavesNoWindowAndTheStaleHandleFails) {
 }
 
 TEST_F(ViewLifecycle, SeveralViewsLiveSideBySide) {
-    auto second = TestParentWindow::create(100, 80);
+    auto second = ovcf::harness::ParentWindow::create(100, 80);
     ASSERT_TRUE(second);
     PcView a = PC_CreateView(asParent(parent->handle()));
     PcView b = PC_CreateView(asParent(second->handle()));
@@ -167,7 +167,7 @@ TEST_F(ViewLifecycle, SeveralViewsLiveSideBySide) {
 
 TEST_F(ViewLifecycle, AnInvalidParentGivesItsMessageAndNoView) {
     const int before = parent->childCount();
-    EXPECT_EQ(PC_CreateView(asParent(ovcf::test::invalidWindowHandle())), nullptr);
+    EXPECT_EQ(PC_CreateView(asParent(ovcf::harness::invalidWindowHandle())), nullptr);
     EXPECT_EQ(lastError(), "the parent window handle is not valid");
     EXPECT_EQ(PC_CreateView(asParent(0)), nullptr);
     EXPECT_EQ(lastError(), "the parent window handle is not valid");
@@ -196,14 +196,14 @@ TEST_F(ViewLifecycle, DestroyingTheViewFromItsOwnEventCallbackIsSafe) {
             PC_SetSelectionTool(host.view, 1);
             PC_SetEventCallback(host.view, destroyOnEvent, &host);
             parent->sendKey(parent->firstChild(), 27);
-            pumpView(*parent, host.view);
+            ovcf::harness::pumpView(*parent, host.view);
         } else {
             PC_SetSelectionTool(host.view, 2);
         }
         EXPECT_EQ(host.events, 1);
         EXPECT_EQ(PC_GetSelectionTool(host.view), 0);
         EXPECT_EQ(lastError(), "invalid view handle");
-        pumpView(*parent, host.view);
+        ovcf::harness::pumpView(*parent, host.view);
         EXPECT_EQ(parent->childCount(), 0);
     }
 }

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "TestSupport.h"
 #include "ViewCloud.h"
 
@@ -34,7 +34,7 @@ void fail(const char* what) {
 
 // One host UI thread: its own window, views on it one after the other.
 void uiThread(const std::string& cloud, const std::string& shot) {
-    auto parent = TestParentWindow::create(160, 120);
+    auto parent = ovcf::harness::ParentWindow::create(160, 120);
     if (!parent) return fail("parent window");
     for (int round = 0; round < 3; ++round) {
         PcView view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));

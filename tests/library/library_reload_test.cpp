@@ -6,7 +6,7 @@
 #include <windows.h>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ TEST(LibraryReload, TheViewClassBelongsToTheLoadedCopyAndGoesWithIt) {
         SCOPED_TRACE("load " + std::to_string(round + 1));
         Library library;
         ASSERT_TRUE(library.load()) << GetLastError();
-        auto parent = ovcf::test::TestParentWindow::create(160, 120);
+        auto parent = ovcf::harness::ParentWindow::create(160, 120);
         ASSERT_TRUE(parent);
         PcView view = library.createView(reinterpret_cast<PcParentWindow>(parent->handle()));
         ASSERT_NE(view, nullptr);

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "core/Log.h"
 #include "navigation/Camera.h"
 #include "platform/ViewWindow.h"
@@ -94,7 +94,7 @@ public:
         if (shared.window_ && shared.width_ == width && shared.height_ == height) return shared.window_.get();
         // The new window comes first: while one stays open Mesa keeps its driver loaded, and
         // LeakSanitizer can still name (and the suppressions match) what the driver keeps.
-        auto parent = TestParentWindow::create(width, height);
+        auto parent = harness::ParentWindow::create(width, height);
         if (!parent) {
             ADD_FAILURE() << "no display to create a parent window on";
             return nullptr;
@@ -126,7 +126,7 @@ private:
         parent_.reset();
     }
 
-    std::unique_ptr<TestParentWindow> parent_;
+    std::unique_ptr<harness::ParentWindow> parent_;
     std::unique_ptr<ViewWindow> window_;
     int width_ = 0;
     int height_ = 0;

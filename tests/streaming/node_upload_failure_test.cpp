@@ -8,8 +8,8 @@
 #include <map>
 #include <thread>
 
+#include "ParentWindow.h"
 #include "StreamingTestSupport.h"
-#include "TestParentWindow.h"
 #include "TestSupport.h"
 #include "cloud/CloudStreaming.h"
 #include "cloud/NodeResidency.h"
@@ -115,7 +115,7 @@ void refusedStorage(std::uint32_t buffer, std::size_t bytes, const void* data) {
 }
 
 TEST(UploadFailure, TheGlStoreNoticesAnUnfilledBufferAndNothingIsDrawn) {
-    auto parent = test::TestParentWindow::create(160, 120);
+    auto parent = harness::ParentWindow::create(160, 120);
     ASSERT_TRUE(parent) << "no display";
     std::string error;
     auto window = ViewWindow::create(parent->handle(), error);

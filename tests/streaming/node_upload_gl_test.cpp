@@ -6,8 +6,8 @@
 
 #include <cstring>
 
+#include "ParentWindow.h"
 #include "StreamingTestSupport.h"
-#include "TestParentWindow.h"
 #include "TestSupport.h"
 #include "cloud/CloudStreaming.h"
 #include "cloud/NodeDecoding.h"
@@ -20,7 +20,7 @@ namespace ovcf {
 namespace {
 
 TEST(NodeUpload, VerticesReachTheirGlBuffersAndCloseDeletesThem) {
-    auto parent = test::TestParentWindow::create(320, 240);
+    auto parent = harness::ParentWindow::create(320, 240);
     ASSERT_TRUE(parent) << "no display to create a parent window on";
     std::string error;
     auto window = ViewWindow::create(parent->handle(), error);

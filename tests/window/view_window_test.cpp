@@ -4,16 +4,16 @@
 
 #include <vector>
 
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 #include "platform/ViewWindow.h"
 
 namespace ovcf {
 namespace {
 
-using test::TestParentWindow;
+using harness::ParentWindow;
 
-std::unique_ptr<TestParentWindow> makeParent(int width, int height) {
-    auto parent = TestParentWindow::create(width, height);
+std::unique_ptr<harness::ParentWindow> makeParent(int width, int height) {
+    auto parent = harness::ParentWindow::create(width, height);
     if (!parent) ADD_FAILURE() << "no display to create a parent window on";
     return parent;
 }
@@ -162,7 +162,7 @@ TEST(ViewWindow, DestroyLeavesNoWindowBehindAndMayBeRepeated) {
 }
 
 TEST(ViewWindow, AnInvalidParentIsRefusedWithItsMessage) {
-    for (std::uintptr_t bad : {std::uintptr_t{0}, test::invalidWindowHandle()}) {
+    for (std::uintptr_t bad : {std::uintptr_t{0}, harness::invalidWindowHandle()}) {
         std::string error;
         auto window = ViewWindow::create(bad, error);
         EXPECT_FALSE(window);

@@ -1,17 +1,17 @@
-// A real top-level window for tests to embed views in, and the window-system messages a user
-// would cause, sent straight to a view's child window.
+// A real top-level window for tests and benchmarks to embed views in, and the window-system
+// messages a user would cause, sent straight to a view's child window.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 
-namespace ovcf::test {
+namespace ovcf::harness {
 
-class TestParentWindow {
+class ParentWindow {
 public:
-    virtual ~TestParentWindow() = default;
+    virtual ~ParentWindow() = default;
     // Null when no display is available.
-    static std::unique_ptr<TestParentWindow> create(int clientWidth, int clientHeight);
+    static std::unique_ptr<ParentWindow> create(int clientWidth, int clientHeight);
 
     virtual std::uintptr_t handle() const = 0;
     virtual void resizeClient(int width, int height) = 0;
@@ -51,4 +51,4 @@ public:
 // A handle that names no window.
 std::uintptr_t invalidWindowHandle();
 
-}  // namespace ovcf::test
+}  // namespace ovcf::harness

@@ -5,9 +5,9 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 
-namespace ovcf::test {
+namespace ovcf::harness {
 namespace {
 
 // Mesa unloads its driver when the last display closes; the few bytes it never frees would then
@@ -20,9 +20,9 @@ __attribute__((constructor)) void keepGlDriverLoaded() {
 
 int ignoreErrors(Display*, XErrorEvent*) { return 0; }
 
-class X11TestParent final : public TestParentWindow {
+class X11ParentWindow final : public ParentWindow {
 public:
-    ~X11TestParent() override {
+    ~X11ParentWindow() override {
         if (!display_) return;
         if (hostContext_) {
             if (glXGetCurrentContext() == hostContext_) glXMakeCurrent(display_, None, nullptr);
@@ -212,12 +212,12 @@ private:
 
 }  // namespace
 
-std::unique_ptr<TestParentWindow> TestParentWindow::create(int clientWidth, int clientHeight) {
-    auto window = std::make_unique<X11TestParent>();
+std::unique_ptr<ParentWindow> ParentWindow::create(int clientWidth, int clientHeight) {
+    auto window = std::make_unique<X11ParentWindow>();
     if (!window->open(clientWidth, clientHeight)) return nullptr;
     return window;
 }
 
 std::uintptr_t invalidWindowHandle() { return 0x7FFFFFF0u; }
 
-}  // namespace ovcf::test
+}  // namespace ovcf::harness

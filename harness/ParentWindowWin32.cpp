@@ -2,14 +2,14 @@
 
 #include <mutex>
 
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 
-namespace ovcf::test {
+namespace ovcf::harness {
 namespace {
 
-class Win32TestParent final : public TestParentWindow {
+class Win32ParentWindow final : public ParentWindow {
 public:
-    ~Win32TestParent() override {
+    ~Win32ParentWindow() override {
         if (hostContext_) {
             if (wglGetCurrentContext() == hostContext_) wglMakeCurrent(nullptr, nullptr);
             wglDeleteContext(hostContext_);
@@ -148,12 +148,12 @@ private:
 
 }  // namespace
 
-std::unique_ptr<TestParentWindow> TestParentWindow::create(int clientWidth, int clientHeight) {
-    auto window = std::make_unique<Win32TestParent>();
+std::unique_ptr<ParentWindow> ParentWindow::create(int clientWidth, int clientHeight) {
+    auto window = std::make_unique<Win32ParentWindow>();
     if (!window->open(clientWidth, clientHeight)) return nullptr;
     return window;
 }
 
 std::uintptr_t invalidWindowHandle() { return 0x7FFFFFF0u; }
 
-}  // namespace ovcf::test
+}  // namespace ovcf::harness

@@ -5,11 +5,11 @@
 #include <cstdint>
 
 #include "OrvanePC.h"
-#include "TestParentWindow.h"
+#include "ParentWindow.h"
 
-namespace ovcf::test {
+namespace ovcf::harness {
 
-inline void pumpView(TestParentWindow& parent, PcView view) {
+inline void pumpView(ParentWindow& parent, PcView view) {
     parent.flush();
 #if !defined(_WIN32)
     PC_X11ProcessEvents(view);
@@ -19,7 +19,7 @@ inline void pumpView(TestParentWindow& parent, PcView view) {
 }
 
 // Press, a move halfway, the move to the end, release.
-inline void dragInView(TestParentWindow& parent, std::uintptr_t child, PcView view, int button, int fromX, int fromY,
+inline void dragInView(ParentWindow& parent, std::uintptr_t child, PcView view, int button, int fromX, int fromY,
                        int toX, int toY) {
     parent.sendMove(child, fromX, fromY);
     parent.sendButton(child, button, true, fromX, fromY);
@@ -29,11 +29,11 @@ inline void dragInView(TestParentWindow& parent, std::uintptr_t child, PcView vi
     pumpView(parent, view);
 }
 
-inline void clickInView(TestParentWindow& parent, std::uintptr_t child, PcView view, int button, int x, int y) {
+inline void clickInView(ParentWindow& parent, std::uintptr_t child, PcView view, int button, int x, int y) {
     parent.sendMove(child, x, y);
     parent.sendButton(child, button, true, x, y);
     parent.sendButton(child, button, false, x, y);
     pumpView(parent, view);
 }
 
-}  // namespace ovcf::test
+}  // namespace ovcf::harness
