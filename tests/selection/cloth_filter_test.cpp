@@ -4,12 +4,11 @@
 #include <cmath>
 #include <random>
 
-#include "ChosenPointsCloud.h"
+#include "SelectionTestCloud.h"
 #include "selection/ClothFilter.h"
 
 namespace ovcf::test {
 namespace {
-
 
 bool starts(const std::vector<LogCapture::Line>& lines, const std::string& prefix) {
     for (const LogCapture::Line& line : lines)
@@ -76,21 +75,20 @@ protected:
         const Vec3d helper = std::fabs(w.x) < 0.9 ? Vec3d{1, 0, 0} : Vec3d{0, 1, 0};
         const Vec3d u = level ? Vec3d{1, 0, 0} : normalized(cross(w, helper));
         const Vec3d v = level ? Vec3d{0, 1, 0} : cross(w, u);
-        std::vector<PointRecord> points;
+        std::vector<PointRecord> chosen;
         for (const ScenePoint& p : scene) {
             const Vec3d at = Vec3d{32.768, 32.768, 32.768} + u * p.a + v * p.b - w * p.height;
-            points.push_back(pointAt(at.x, at.y, at.z));
+            chosen.push_back(pointAt(at.x, at.y, at.z));
         }
-        makeCloud(points);
+        makeCloud(chosen);
         // The height of every point read back, measured against the scene's ground.
-        const Vec3d base = Vec3d{32.768, 32.768, 32.768} - (reference - Vec3d{cornerX(), cornerY(), cornerZ()});
+        const FileHeader& h = reader.header();
+        const Vec3d corner{h.offset[0] + h.rootOrigin[0] * h.step[0], h.offset[1] + h.rootOrigin[1] * h.step[1],
+                           h.offset[2] + h.rootOrigin[2] * h.step[2]};
+        const Vec3d base = Vec3d{32.768, 32.768, 32.768} - (reference - corner);
         heights.clear();
         for (const ReadPoint& p : cloud) heights.push_back(-dot(p.local - base, w));
     }
-
-    double cornerX() const { return reader.header().offset[0] + reader.header().rootOrigin[0] * reader.header().step[0]; }
-    double cornerY() const { return reader.header().offset[1] + reader.header().rootOrigin[1] * reader.header().step[1]; }
-    double cornerZ() const { return reader.header().offset[2] + reader.header().rootOrigin[2] * reader.header().step[2]; }
 
     std::set<std::uint64_t> higherThan(double offset) const {
         std::set<std::uint64_t> out;

@@ -1,7 +1,7 @@
 // Cleaning a file without a view: the points deleted are the ones the same filter selects in a
 // view that sees the whole cloud, the file's map, count and content signature follow, and a dry
 // run leaves the file byte for byte.
-#include "FilterTestCloud.h"
+#include "SelectionTestCloud.h"
 #include "ovcf/ContentSignature.h"
 #include "selection/CloudCleaning.h"
 #include "selection/FilterFactory.h"

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <random>
 
-#include "ChosenPointsCloud.h"
+#include "SelectionTestCloud.h"
 #include "cloud/PointColors.h"
 #include "core/NumberFormat.h"
 #include "selection/CieLab.h"
@@ -60,7 +60,7 @@ protected:
 
     void SetUp() override {
         std::mt19937 random(11);
-        std::vector<PointRecord> points;
+        std::vector<PointRecord> chosen;
         for (int i = 0; i < 3000; ++i) {
             PointRecord p = pointAt(1 + (i % 60) * 0.9, 1 + (i / 60) * 1.1, 20 + std::uniform_real_distribution<double>(0, 8)(random));
             std::uint32_t rgb = random() & 0xFFFFFF;
@@ -72,9 +72,9 @@ protected:
             p.blue = static_cast<std::uint8_t>(rgb);
             p.intensity = static_cast<std::uint16_t>(random());
             p.classification = static_cast<std::uint8_t>(i % 10);
-            points.push_back(p);
+            chosen.push_back(p);
         }
-        makeCloud(points);
+        makeCloud(chosen);
         low = high = cloud.front().local.z;
         for (const ReadPoint& p : cloud) {
             low = std::min(low, p.local.z);

@@ -4,7 +4,7 @@
 #include <map>
 #include <random>
 
-#include "FilterTestCloud.h"
+#include "SelectionTestCloud.h"
 #include "core/NumberFormat.h"
 #include "selection/IsolatedFilter.h"
 
@@ -12,8 +12,6 @@ namespace ovcf::test {
 namespace {
 
 using Cell = std::array<std::int64_t, 3>;
-
-std::int64_t floorDiv(std::int64_t a, std::int64_t b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
 
 struct Rule {
     double radius;
@@ -95,8 +93,7 @@ TEST_F(IsolatedFilterTest, SelectsThePointsTheNeighbourhoodCountsIsolate) {
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.rule.radius << " " << c.rule.least << " " << c.rule.group << " x" << c.readers);
         const ScreenShape shape = c.whole ? rectangleShape(0, 0, kWidth, kHeight) : circleShape(200, 150, 90);
-        std::vector<bool> in(points.size());
-        for (std::uint64_t g = 0; g < points.size(); ++g) in[g] = inside(shape, g);
+        const std::vector<bool> in = insideAll(shape);
         const std::set<std::uint64_t> want = isolatedPoints(points, in, all, c.rule);
         if (c.rule.least == 0) EXPECT_TRUE(want.empty());  // only points of missing cells could go
         else ASSERT_FALSE(want.empty());

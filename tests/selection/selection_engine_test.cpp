@@ -1,109 +1,31 @@
 // The selection engine against an independent reading of the file: every point of every node is
 // projected with the camera and tested against the shape here, and the engine must select exactly
 // those points whatever the shape, the camera, the number of readers and the combine mode.
-#include <gtest/gtest.h>
-
-#include <array>
-#include <set>
-
-#include "../streaming/StreamingTestSupport.h"
-#include "TestSupport.h"
-#include "cloud/CloudNodes.h"
-#include "navigation/Camera.h"
-#include "ovcf/OvcfReader.h"
-#include "selection/SelectionEngine.h"
-#include "selection/SelectionFilter.h"
+#include "SelectionTestCloud.h"
 
 namespace ovcf::test {
 namespace {
 
-constexpr int kWidth = 400, kHeight = 300;
-
-class SelectionEngineTest : public ::testing::Test {
+class SelectionEngineTest : public SelectionCloudTest {
 protected:
     void SetUp() override {
-        path = dir.file("cloud.ovcf");
-        writeCloud(path, fullTree(2, 300));  // 73 nodes, 300 to 372 points each
-        std::string error;
-        ASSERT_TRUE(reader.open(path, error)) << error;
-        reference = cloudReferencePoint(reader.header());
-        nodes = describeNodes(reader.header(), reader.nodes(), reference);
-        camera.setViewport(kWidth, kHeight);
-        camera.renderOrigin = reference;
-        camera.fitBox({reader.header().boundsMin[0], reader.header().boundsMin[1], reader.header().boundsMin[2]},
-                      {reader.header().boundsMax[0], reader.header().boundsMax[1], reader.header().boundsMax[2]});
-        selection.reset(reader.header().pointCount);
+        openCloud(fullTree(2, 300), -1);  // 73 nodes, 300 to 372 points each
         engine.open(path, 2);
     }
 
-    SelectionQuery query() const {
-        SelectionQuery q;
-        q.viewProjection = camera.viewProjection();
-        q.localOrigin = camera.renderOrigin;
-        q.viewportWidth = kWidth;
-        q.viewportHeight = kHeight;
-        return q;
-    }
-
-    // The points whose projection the shape holds, read and projected here.
-    std::set<std::uint64_t> expected(const ScreenShape& shape, std::uint64_t* behind = nullptr) {
-        const std::array<float, 16> m = camera.viewProjection();
-        const FileHeader& h = reader.header();
-        std::set<std::uint64_t> inside;
-        std::vector<PointRecord> points;
-        std::string error;
-        for (std::uint32_t n = 0; n < reader.nodes().size(); ++n) {
-            EXPECT_TRUE(reader.readNode(n, points, error)) << error;
-            for (std::size_t j = 0; j < points.size(); ++j) {
-                const double d[3] = {std::int32_t(points[j].x) * h.step[0] + h.offset[0] - reference.x,
-                                     std::int32_t(points[j].y) * h.step[1] + h.offset[1] - reference.y,
-                                     std::int32_t(points[j].z) * h.step[2] + h.offset[2] - reference.z};
-                const double w = m[3] * d[0] + m[7] * d[1] + m[11] * d[2] + m[15];
-                if (w <= 1e-9) {
-                    if (behind) ++*behind;
-                    continue;
-                }
-                const double x = ((m[0] * d[0] + m[4] * d[1] + m[8] * d[2] + m[12]) / w + 1.0) * kWidth * 0.5;
-                const double y = (1.0 - (m[1] * d[0] + m[5] * d[1] + m[9] * d[2] + m[13]) / w) * kHeight * 0.5;
-                if (shape.contains(float(x), float(y))) inside.insert(reader.nodes()[n].firstPoint + j);
-            }
-        }
-        return inside;
-    }
-
-    std::set<std::uint64_t> selected() const {
-        std::set<std::uint64_t> out;
-        for (std::uint64_t g = 0; g < selection.pointCount(); ++g)
-            if (selection.test(g)) out.insert(g);
-        return out;
+    // The points whose projection the shape holds, projected here.
+    std::set<std::uint64_t> expected(const ScreenShape& shape, std::uint64_t* behind = nullptr) const {
+        std::set<std::uint64_t> in;
+        for (std::uint64_t g = 0; g < points.size(); ++g)
+            if (inside(shape, g, behind)) in.insert(g);
+        return in;
     }
 
     SelectionReport run(const ScreenShape& shape, std::uint32_t mode = CombineReplace, SelectionFilter* filter = nullptr) {
-        SelectionQuery q = query();
-        q.filter = filter;
-        return engine.select(shape, mode, q, reader.header(), nodes, selection);
+        return engine.select(shape, mode, query(filter), reader.header(), nodes, selection);
     }
-
-    TempDir dir{"orvane_selection"};
-    std::string path;
-    OvcfReader reader;
-    Vec3d reference;
-    std::vector<NodeInfo> nodes;
-    Camera camera;
-    PointBitmap selection;
-    SelectionEngine engine;
 };
 
-ScreenShape rectangle(float x0, float y0, float x1, float y1) {
-    ScreenShape s;
-    s.setRectangle(x0, y0, x1, y1);
-    return s;
-}
-ScreenShape circle(float cx, float cy, float rx, float ry) {
-    ScreenShape s;
-    s.setCircle(cx, cy, rx, ry);
-    return s;
-}
 ScreenShape polygon(std::vector<float> xy) {
     ScreenShape s;
     s.setPolygon(std::move(xy));
@@ -114,9 +36,9 @@ ScreenShape polygon(std::vector<float> xy) {
 struct SeeEveryPoint : SelectionFilter {};
 
 TEST_F(SelectionEngineTest, SelectsExactlyThePointsInsideTheShapeFromAnyViewWithAnyReaderCount) {
-    const ScreenShape shapes[] = {rectangle(300, 40, 80, 250), circle(200, 150, 260, 210),
+    const ScreenShape shapes[] = {rectangleShape(300, 40, 80, 250), circleShape(200, 150, 85),
                                   polygon({60, 60, 340, 90, 250, 280, 120, 200, 150, 120}),
-                                  rectangle(-50, -50, kWidth + 50, kHeight + 50)};
+                                  rectangleShape(-50, -50, kWidth + 50, kHeight + 50)};
     const int views[] = {-1, 0, 2};  // three-quarter, top, side
     for (int view : views) {
         camera.setStandardView(view);
@@ -145,7 +67,7 @@ TEST_F(SelectionEngineTest, PointsBehindTheCameraAreNeverSelected) {
     camera.target = reference;
     camera.yaw = 0;
     camera.pitch = 0;
-    const ScreenShape everything = rectangle(-1e6f, -1e6f, 1e6f, 1e6f);
+    const ScreenShape everything = rectangleShape(-1e6f, -1e6f, 1e6f, 1e6f);
     std::uint64_t behind = 0;
     const std::set<std::uint64_t> want = expected(everything, &behind);
     ASSERT_GT(behind, 1000u);
@@ -155,7 +77,7 @@ TEST_F(SelectionEngineTest, PointsBehindTheCameraAreNeverSelected) {
 }
 
 TEST_F(SelectionEngineTest, CombineModesAddAndSubtract) {
-    const ScreenShape a = rectangle(50, 50, 220, 200), b = circle(250, 150, 330, 150);
+    const ScreenShape a = rectangleShape(50, 50, 220, 200), b = circleShape(250, 150, 80);
     const std::set<std::uint64_t> inA = expected(a), inB = expected(b);
     run(a);
     run(b, CombineAdd);
@@ -172,7 +94,7 @@ TEST_F(SelectionEngineTest, CombineModesAddAndSubtract) {
     // meets no node clears it.
     run(a, CombineSubtract);
     EXPECT_EQ(selected(), onlyB);
-    const SelectionReport off = run(rectangle(-500, -500, -400, -400));
+    const SelectionReport off = run(rectangleShape(-500, -500, -400, -400));
     EXPECT_EQ(selection.count(), 0u);
     EXPECT_GT(off.subtreesDiscarded, 0u);
     EXPECT_EQ(off.nodesRead, 0u);
@@ -180,7 +102,7 @@ TEST_F(SelectionEngineTest, CombineModesAddAndSubtract) {
 
 TEST_F(SelectionEngineTest, AnUnreadableNodeIsSkippedWithAWarningAndTheRestIsSelected) {
     const std::uint32_t broken = 5;
-    const ScreenShape all = rectangle(-1e6f, -1e6f, 1e6f, 1e6f);
+    const ScreenShape all = rectangleShape(-1e6f, -1e6f, 1e6f, 1e6f);
     std::set<std::uint64_t> want = expected(all);
     corruptBlock(path, broken);
     engine.open(path, 2);
@@ -198,11 +120,11 @@ TEST_F(SelectionEngineTest, AnUnreadableNodeIsSkippedWithAWarningAndTheRestIsSel
 }
 
 TEST_F(SelectionEngineTest, ReadersThatCannotOpenLeaveTheSelectionAsItWas) {
-    run(rectangle(50, 50, 220, 200));
+    run(rectangleShape(50, 50, 220, 200));
     const std::set<std::uint64_t> before = selected();
     engine.open(dir.file("missing.ovcf"), 2);
     LogCapture log;
-    const SelectionReport report = run(rectangle(0, 0, kWidth, kHeight));
+    const SelectionReport report = run(rectangleShape(0, 0, kWidth, kHeight));
     EXPECT_EQ(selected(), before);
     EXPECT_EQ(report.totalSelected, before.size());
     ASSERT_FALSE(log.lines().empty());

@@ -5,15 +5,13 @@
 #include <map>
 #include <random>
 
-#include "FilterTestCloud.h"
+#include "SelectionTestCloud.h"
 #include "core/NumberFormat.h"
 #include "selection/FilterFactory.h"
 #include "selection/SpacingFilter.h"
 
 namespace ovcf::test {
 namespace {
-
-std::int64_t floorDiv(std::int64_t a, std::int64_t b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
 
 struct Thinned {
     std::set<std::uint64_t> selected;
@@ -60,8 +58,7 @@ TEST_F(SpacingFilterTest, KeepsThePointNearestEachCellCentreAndSelectsTheRest) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.spacing);
         const ScreenShape shape = c.whole ? rectangleShape(0, 0, kWidth, kHeight) : circleShape(200, 150, 90);
-        std::vector<bool> in(points.size());
-        for (std::uint64_t g = 0; g < points.size(); ++g) in[g] = inside(shape, g);
+        const std::vector<bool> in = insideAll(shape);
         const Thinned want = thin(points, in, c.edge);
         ASSERT_GT(want.selected.size(), 0u);
 
