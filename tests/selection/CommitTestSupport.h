@@ -18,6 +18,19 @@
 
 namespace ovcf::test {
 
+// The signature the file should carry: the hashes of its points not in `gone`.
+inline std::uint64_t survivorsSignature(OvcfReader& reader, const PointBitmap& gone) {
+    std::uint64_t sum = 0;
+    std::vector<PointRecord> points;
+    std::string error;
+    for (std::uint32_t n = 0; n < reader.nodes().size(); ++n) {
+        EXPECT_TRUE(reader.readNode(n, points, error)) << error;
+        for (std::size_t j = 0; j < points.size(); ++j)
+            if (!gone.test(reader.nodes()[n].firstPoint + j)) sum += pointHashForFormat(points[j], reader.header().pointFormat);
+    }
+    return sum;
+}
+
 // One writer: the file opened as a view opens it, with its own deletions.
 struct Writer {
     explicit Writer(const std::string& path) {
@@ -36,9 +49,12 @@ struct Writer {
         bool changed = false;
         history.deleteSelected(selection, changed);
     }
+    bool confirm() { return history.confirm(reader, wrote, error); }
     OvcfReader reader;
     DeletionHistory history;
     PointBitmap selection;
+    std::string error;
+    bool wrote = false;
 };
 
 class CommitFixture : public ::testing::Test {
@@ -69,15 +85,7 @@ protected:
         ASSERT_TRUE(readConfirmedState(reader.file(), path, state, error)) << error;
         EXPECT_TRUE(state.map == expected.words()) << "the map";
         EXPECT_EQ(state.header.deletedCount, expected.count());
-        std::uint64_t survivors = 0;
-        std::vector<PointRecord> points;
-        for (std::uint32_t n = 0; n < reader.nodes().size(); ++n) {
-            ASSERT_TRUE(reader.readNode(n, points, error)) << error;
-            for (std::size_t j = 0; j < points.size(); ++j)
-                if (!expected.test(reader.nodes()[n].firstPoint + j))
-                    survivors += pointHashForFormat(points[j], reader.header().pointFormat);
-        }
-        EXPECT_EQ(state.header.currentSignature, survivors);
+        EXPECT_EQ(state.header.currentSignature, survivorsSignature(reader, expected));
         FileCheckResult result;
         std::string fault;
         EXPECT_TRUE(checkFile(path, true, result, fault)) << fault;

@@ -7,13 +7,8 @@
 #include <bit>
 #include <thread>
 
-#include "../streaming/StreamingTestSupport.h"
 #include "CommitTestSupport.h"
-#include "ovcf/CommitJournal.h"
-#include "ovcf/ConfirmedState.h"
-#include "ovcf/FileCheck.h"
 #include "selection/PointReadBack.h"
-#include "TestSupport.h"
 
 namespace ovcf::test {
 namespace {
@@ -28,9 +23,8 @@ TEST_F(CommitFixture, AFileReplacedSinceOpeningIsNeverWritten) {
     ASSERT_TRUE(SystemFile::replaceFile(rebuilt, path, error)) << error;
     const std::vector<std::uint8_t> fresh = fileBytes(path);
 
-    bool wrote = true;
-    EXPECT_FALSE(view.history.confirm(view.reader, wrote, error));
-    EXPECT_EQ(error, kFileReplacedText);
+    EXPECT_FALSE(view.confirm());
+    EXPECT_EQ(view.error, kFileReplacedText);
     EXPECT_TRUE(fileBytes(path) == fresh) << "the new file was written";
     EXPECT_TRUE(view.history.hasUnsavedChanges());
     EXPECT_EQ(view.history.undoDepth(), 1u);
@@ -48,17 +42,16 @@ TEST_F(CommitFixture, TwoWritersInTurnEndWithTheUnionAndAgreeingHeader) {
     Writer first(path), second(path);
     first.remove(0, 400);
     second.remove(300, 900);  // overlaps the first writer's range
-    std::string error;
-    bool wrote = false;
-    ASSERT_TRUE(first.history.confirm(first.reader, wrote, error)) << error;
-    ASSERT_TRUE(second.history.confirm(second.reader, wrote, error)) << error;
+    ASSERT_TRUE(first.confirm()) << first.error;
+    ASSERT_TRUE(second.confirm()) << second.error;
     expectConsistent(rangeMap(0, 900));
     EXPECT_EQ(second.history.deletedCount(), 900u) << "the other writer's deletions are taken over";
     EXPECT_TRUE(second.history.adoptedOtherChanges());
 
     // The first writer brings part of its own range back; the second writer's stay deleted.
-    first.history.restoreAll(wrote);
-    ASSERT_TRUE(first.history.confirm(first.reader, wrote, error)) << error;
+    bool changed = false;
+    first.history.restoreAll(changed);
+    ASSERT_TRUE(first.confirm()) << first.error;
     expectConsistent(rangeMap(400, 900));
     EXPECT_EQ(first.history.deletedCount(), 500u);
 }
@@ -73,9 +66,9 @@ TEST_F(CommitFixture, WritersOnThreadsCommittingAtOnceLoseNothing) {
             for (int c = 0; c < kCommits; ++c) {
                 const std::uint64_t first = 100u * static_cast<std::uint64_t>(kCommits * w + c);
                 writer.remove(first, first + 50);
-                bool wrote = false;
-                if (!writer.history.confirm(writer.reader, wrote, errors[w])) return;
+                if (!writer.confirm()) break;
             }
+            errors[w] = writer.error;
         });
     for (std::thread& thread : threads) thread.join();
     PointBitmap expected;
@@ -103,9 +96,7 @@ TEST_F(CommitFixture, AMapThatDisagreesWithItsCountKeepsItsDeletions) {
     EXPECT_EQ(log.count(LogWarn, "'cloud.ovcf': la mappa dei cancellati segna 200 punti ma l'intestazione ne conta 0; vale la mappa"), 1);
     EXPECT_EQ(view.history.deletedCount(), 200u);
     view.remove(1000, 1100);
-    std::string error;
-    bool wrote = false;
-    ASSERT_TRUE(view.history.confirm(view.reader, wrote, error)) << error;
+    ASSERT_TRUE(view.confirm()) << view.error;
     PointBitmap expected = rangeMap(0, 200);
     expected.orWith(rangeMap(1000, 1100));
     expectConsistent(expected);
@@ -114,16 +105,14 @@ TEST_F(CommitFixture, AMapThatDisagreesWithItsCountKeepsItsDeletions) {
 TEST_F(CommitFixture, AnInterruptedCommitIsReadAsTheOldStateUntilItIsRolledBack) {
     Writer view(path);
     view.remove(0, 700);
-    std::string error;
-    bool wrote = false;
-    ASSERT_TRUE(view.history.confirm(view.reader, wrote, error)) << error;
+    ASSERT_TRUE(view.confirm()) << view.error;
     const std::vector<std::uint8_t> confirmed = fileBytes(path);
 
     // A second commit dies after writing the file but before removing its journal.
     {
         JournalKeeper keep(path);
         view.remove(2000, 2100);
-        EXPECT_FALSE(view.history.confirm(view.reader, wrote, error));
+        EXPECT_FALSE(view.confirm());
         keep.leaveAsCrashed();
     }
     EXPECT_FALSE(fileBytes(path) == confirmed);
@@ -131,6 +120,7 @@ TEST_F(CommitFixture, AnInterruptedCommitIsReadAsTheOldStateUntilItIsRolledBack)
     ASSERT_FALSE(journal.empty());
 
     // Read without recovery (as on a read-only medium): the state before the dead commit.
+    std::string error;
     FileHeader header;
     ASSERT_EQ(OvcfReader::probeHeader(path, header, error), ProbeValid) << error;
     EXPECT_EQ(header.deletedCount, 700u);
@@ -159,9 +149,7 @@ TEST_F(CommitFixture, AnInterruptedCommitIsReadAsTheOldStateUntilItIsRolledBack)
 TEST_F(CommitFixture, TheDeepCheckNamesAFlippedMapBitAndAStaleSignature) {
     Writer view(path);
     view.remove(100, 600);
-    std::string error;
-    bool wrote = false;
-    ASSERT_TRUE(view.history.confirm(view.reader, wrote, error)) << error;
+    ASSERT_TRUE(view.confirm()) << view.error;
     const std::vector<std::uint8_t> good = fileBytes(path);
     const std::size_t map = static_cast<std::size_t>(readLe(good, 176, 8));
     struct Damage {

@@ -41,13 +41,9 @@ TEST_F(CommitFixture, CommitsFromTwoProcessesAtOnceEndWithTheUnion) {
     if (child == 0) {
         Writer other(path);
         other.remove(2000, 6000);
-        std::string error;
-        bool wrote = false;
-        _exit(other.history.confirm(other.reader, wrote, error) ? kCommitted : kFailed);
+        _exit(other.confirm() ? kCommitted : kFailed);
     }
-    std::string error;
-    bool wrote = false;
-    EXPECT_TRUE(parent.history.confirm(parent.reader, wrote, error)) << error;
+    EXPECT_TRUE(parent.confirm()) << parent.error;
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status));
@@ -69,9 +65,7 @@ TEST_F(CommitFixture, AProcessKilledAtAnyStepOfACommitLeavesTheOldStateOrTheNew)
         {
             Writer setup(path);
             setup.remove(step.keepFirst, step.keepEnd);
-            std::string error;
-            bool wrote = false;
-            ASSERT_TRUE(setup.history.confirm(setup.reader, wrote, error)) << error;
+            ASSERT_TRUE(setup.confirm()) << setup.error;
         }
         const std::vector<std::uint8_t> before = fileBytes(path);
         const PointBitmap oldMap = rangeMap(step.keepFirst, step.keepEnd);
@@ -91,9 +85,7 @@ TEST_F(CommitFixture, AProcessKilledAtAnyStepOfACommitLeavesTheOldStateOrTheNew)
                     writer.remove(step.first, step.end);
                 KillPoint kill{at, 0};
                 SystemFile::setFaultHook(&KillPoint::hook, &kill);
-                std::string error;
-                bool wrote = false;
-                return writer.history.confirm(writer.reader, wrote, error) ? kCommitted : kFailed;
+                return writer.confirm() ? kCommitted : kFailed;
             });
             ASSERT_TRUE(status == kKilled || status == kCommitted) << status;
             std::string error;

@@ -5,13 +5,8 @@
 #include <filesystem>
 #include <set>
 
-#include "../streaming/StreamingTestSupport.h"
-#include "TestSupport.h"
-#include "cloud/CloudNodes.h"
-#include "ovcf/ContentSignature.h"
+#include "CommitTestSupport.h"
 #include "ovcf/DeletedMapCommit.h"
-#include "ovcf/OvcfReader.h"
-#include "selection/DeletionHistory.h"
 #include "selection/PointReadBack.h"
 
 namespace ovcf::test {
@@ -40,18 +35,6 @@ protected:
         for (auto [first, end] : ranges)
             for (std::uint64_t g = first; g < end; ++g) selection.set(g);
     }
-    // The file's signature as it should be: the hashes of the points not in `gone`.
-    std::uint64_t survivorsSignature(const PointBitmap& gone) {
-        std::uint64_t sum = 0;
-        std::vector<PointRecord> points;
-        std::string error;
-        for (std::uint32_t n = 0; n < reader.nodes().size(); ++n) {
-            EXPECT_TRUE(reader.readNode(n, points, error));
-            for (std::size_t j = 0; j < points.size(); ++j)
-                if (!gone.test(reader.nodes()[n].firstPoint + j)) sum += pointHashForFormat(points[j], reader.header().pointFormat);
-        }
-        return sum;
-    }
     FileHeader fileHeader() {
         FileHeader header;
         std::string error;
@@ -65,10 +48,12 @@ protected:
     std::vector<NodeInfo> nodes;
     DeletionHistory history;
     PointBitmap selection;
+    bool changed = false, wrote = false;
+    std::string error;
 };
 
 TEST_F(DeletionHistoryTest, DeleteUndoAndRestoreFollowTheirRules) {
-    bool changed = true;
+    changed = true;
     EXPECT_EQ(history.deleteSelected(selection, changed), 0u);
     EXPECT_FALSE(changed);
     EXPECT_EQ(history.undoDepth(), 0u) << "an empty selection pushes no record";
@@ -103,7 +88,6 @@ TEST_F(DeletionHistoryTest, DeleteUndoAndRestoreFollowTheirRules) {
 
 TEST_F(DeletionHistoryTest, UndoRecordsOverTheirBudgetDropTheOldestAndKeepTheNewest) {
     test::LogCapture log;
-    bool changed = false;
     history.setUndoBudget(1);  // below any record: only the newest can stay
     for (std::uint64_t first : {0, 1000, 2000}) {
         select({{first, first + 300}});
@@ -118,7 +102,6 @@ TEST_F(DeletionHistoryTest, UndoRecordsOverTheirBudgetDropTheOldestAndKeepTheNew
 
 TEST_F(DeletionHistoryTest, PerNodeCountsMatchAnIndependentCount) {
     select({{0, 150}, {1000, 1010}, {5000, 7000}});
-    bool changed = false;
     history.deleteSelected(selection, changed);
     const std::vector<HierarchyRecord>& records = reader.nodes();
     std::vector<std::uint64_t> subtree(records.size());
@@ -139,15 +122,13 @@ TEST_F(DeletionHistoryTest, ConfirmingWritesTheMapAndKeepsTheSignatureRight) {
     const std::uint64_t built = fileHeader().currentSignature;
     ASSERT_NE(built, 0u);
     select({{5, 40}, {3000, 3100}});
-    bool changed = false, wrote = false;
     history.deleteSelected(selection, changed);
-    std::string error;
     ASSERT_TRUE(history.confirm(reader, wrote, error)) << error;
     EXPECT_TRUE(wrote);
     EXPECT_FALSE(history.hasUnsavedChanges());
     EXPECT_EQ(history.undoDepth(), 0u);
     EXPECT_EQ(fileHeader().deletedCount, 135u);
-    EXPECT_EQ(fileHeader().currentSignature, survivorsSignature(history.deleted()));
+    EXPECT_EQ(fileHeader().currentSignature, survivorsSignature(reader, history.deleted()));
     EXPECT_EQ(fileHeader().buildSignature, built);
 
     // Nothing changed since: the file is not touched at all.
@@ -176,11 +157,9 @@ TEST_F(DeletionHistoryTest, AConfirmationRetriedAfterAFailureTakesNoHashOffTwice
     const HierarchyRecord node = reader.nodes()[9];
     const std::uint64_t built = fileHeader().currentSignature;
     select({{node.firstPoint, node.firstPoint + 20}, {0, 10}});
-    bool changed = false, wrote = false;
     history.deleteSelected(selection, changed);
     const std::vector<std::uint8_t> intact = fileBytes(path);
     corruptBlock(path, 9);
-    std::string error;
     EXPECT_FALSE(history.confirm(reader, wrote, error));
     EXPECT_EQ(error.rfind("cannot re-read node 9 to update the cache signature: ", 0), 0u) << error;
     EXPECT_TRUE(history.hasUnsavedChanges());
@@ -194,7 +173,7 @@ TEST_F(DeletionHistoryTest, AConfirmationRetriedAfterAFailureTakesNoHashOffTwice
               repaired.begin() + static_cast<std::ptrdiff_t>(node.blockOffset));
     writeFileBytes(path, repaired);
     ASSERT_TRUE(history.confirm(reader, wrote, error)) << error;
-    EXPECT_EQ(fileHeader().currentSignature, survivorsSignature(history.deleted()));
+    EXPECT_EQ(fileHeader().currentSignature, survivorsSignature(reader, history.deleted()));
 }
 
 TEST_F(DeletionHistoryTest, AFileOfALaterMinorVersionIsUpdatedNotRefused) {
@@ -203,9 +182,7 @@ TEST_F(DeletionHistoryTest, AFileOfALaterMinorVersionIsUpdatedNotRefused) {
     writeFileBytes(path, bytes);
     reopen();
     select({{0, 5}});
-    bool changed = false, wrote = false;
     history.deleteSelected(selection, changed);
-    std::string error;
     ASSERT_TRUE(history.confirm(reader, wrote, error)) << error;
     EXPECT_EQ(readLe(fileBytes(path), 192, 8), 5u);
 }
@@ -214,7 +191,6 @@ TEST_F(DeletionHistoryTest, CommitRefusesAMapOfTheWrongSizeOrTooManyDeletionsBef
     const std::vector<std::uint8_t> before = fileBytes(path);
     const std::size_t size = static_cast<std::size_t>(deletedMapBytes(reader.header().pointCount));
     std::vector<std::uint8_t> map(size + 1, 0xFF);
-    std::string error;
     EXPECT_FALSE(commitDeletedMap(path, map.data(), size + 1, 1, error));
     EXPECT_EQ(error, "the deleted-points map does not match the file (" + std::to_string(size + 1) + " bytes, expected " +
                          std::to_string(size) + ")");
@@ -227,7 +203,6 @@ TEST_F(DeletionHistoryTest, CommitRefusesAMapOfTheWrongSizeOrTooManyDeletionsBef
 
 TEST_F(DeletionHistoryTest, ReadBackHonoursCapacityFlagsAndElevationOrder) {
     select({{0, 100}, {2000, 2300}});
-    bool changed = false;
     history.deleteSelected(selection, changed);
     const std::int64_t n = static_cast<std::int64_t>(reader.header().pointCount);
     const std::int64_t alive = n - 400;
@@ -235,7 +210,6 @@ TEST_F(DeletionHistoryTest, ReadBackHonoursCapacityFlagsAndElevationOrder) {
     std::vector<std::uint32_t> rgb(n);
     std::vector<std::uint8_t> flags(n);
     const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}};
-    std::string error;
     EXPECT_EQ(readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), n - 1}, false, error), -1);
     EXPECT_EQ(error, "the buffer holds " + std::to_string(n - 1) + " points but the cloud has " + std::to_string(n) +
                          ": resize it first");

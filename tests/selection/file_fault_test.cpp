@@ -6,15 +6,8 @@
 
 #include <map>
 
-#include "../import/ImportTestSupport.h"
-#include "../streaming/StreamingTestSupport.h"
-#include "TestSupport.h"
-#include "cloud/CloudNodes.h"
+#include "CommitTestSupport.h"
 #include "import/OctreeIndexer.h"
-#include "ovcf/ContentSignature.h"
-#include "ovcf/OvcfReader.h"
-#include "platform/SystemFile.h"
-#include "selection/DeletionHistory.h"
 
 namespace ovcf::test {
 namespace {
@@ -188,15 +181,7 @@ TEST(FileFaultTest, EveryFailingWriteOfAConfirmationLeavesTheFileAsItWas) {
     FileHeader after;
     ASSERT_EQ(OvcfReader::probeHeader(cache, after, error), ProbeValid) << error;
     EXPECT_EQ(after.deletedCount, 1200u);
-    std::uint64_t survivors = 0;
-    std::vector<PointRecord> points;
-    for (std::uint32_t n = 0; n < reader.nodes().size(); ++n) {
-        ASSERT_TRUE(reader.readNode(n, points, error)) << error;
-        for (std::size_t j = 0; j < points.size(); ++j)
-            if (!history.deleted().test(reader.nodes()[n].firstPoint + j))
-                survivors += pointHashForFormat(points[j], header.pointFormat);
-    }
-    EXPECT_EQ(after.currentSignature, survivors);
+    EXPECT_EQ(after.currentSignature, survivorsSignature(reader, history.deleted()));
 }
 
 }  // namespace
