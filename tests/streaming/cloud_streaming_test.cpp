@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <map>
 #include <set>
 
+#include "FakeBufferStore.h"
 #include "StreamingTestSupport.h"
 #include "TestSupport.h"
 #include "cloud/CloudStreaming.h"
@@ -11,32 +11,15 @@
 namespace ovcf {
 namespace {
 
-struct StoreLog {
-    std::map<std::uint32_t, std::size_t> live;
-    std::uint32_t next = 1;
-};
-
-class CountingStore final : public NodeBufferStore {
-public:
-    explicit CountingStore(StoreLog& log) : log_(log) {}
-    std::uint32_t create(const void*, std::size_t bytes) override {
-        log_.live[log_.next] = bytes;
-        return log_.next++;
-    }
-    void destroy(std::uint32_t buffer) override { EXPECT_EQ(log_.live.erase(buffer), 1u); }
-
-private:
-    StoreLog& log_;
-};
-
 struct Streaming : ::testing::Test {
     test::TempDir dir{"orvane_streaming"};
     test::KnownCloud cloud = test::fullTree(2, 300);  // 73 nodes, 24.528 points
     std::string path = dir.file("cloud.ovcf");
-    StoreLog store;
-    CloudStreaming streaming{std::make_unique<CountingStore>(store)};
+    test::FakeDevice store;
+    CloudStreaming streaming{std::make_unique<test::FakeBufferStore>(store)};
     RenderSettings settings;
     std::uint64_t frame = 0;
+    std::string error;
 
     void SetUp() override { test::writeCloud(path, cloud); }
 
@@ -60,7 +43,6 @@ struct Streaming : ::testing::Test {
 
 TEST_F(Streaming, OpensAndStreamsUntilThePictureIsComplete) {
     test::LogCapture log;
-    std::string error;
     ASSERT_TRUE(streaming.open(path, CloudStreaming::kOpenFileLoaderThreads, error)) << error;
     EXPECT_EQ(log.count(LogInfo, "caricamento nodi: 3 thread di lettura su '" + path + "'"), 1);
     EXPECT_TRUE(streaming.isOpen());
@@ -117,7 +99,6 @@ TEST_F(Streaming, OpensAndStreamsUntilThePictureIsComplete) {
 }
 
 TEST_F(Streaming, OpeningAMissingOrDamagedFileLeavesNothingOpen) {
-    std::string error;
     ASSERT_TRUE(streaming.open(path, 3, error)) << error;
     settle(fittedCamera());
     ASSERT_FALSE(store.live.empty());
@@ -160,7 +141,6 @@ TEST_F(Streaming, ReadsTheConfirmedDeletionsOfTheFile) {
     test::writeFileBytes(deletedPath, bytes);
 
     test::LogCapture log;
-    std::string error;
     ASSERT_TRUE(streaming.open(deletedPath, 2, error)) << error;
     EXPECT_EQ(log.count(LogInfo, "cancellazioni gia' confermate nel file: 4 punti"), 1);
     EXPECT_EQ(streaming.deletedCount(), 4u);
@@ -182,7 +162,6 @@ TEST_F(Streaming, ReadsTheConfirmedDeletionsOfTheFile) {
 TEST_F(Streaming, AnUnreadableNodeIsNotWaitedForButAskedForAgain) {
     test::corruptBlock(path, 4);
     test::LogCapture log;
-    std::string error;
     ASSERT_TRUE(streaming.open(path, 3, error)) << error;
     const Camera camera = fittedCamera();
     ASSERT_GT(settle(camera), 0);
@@ -203,7 +182,6 @@ TEST_F(Streaming, AnUnreadableNodeIsNotWaitedForButAskedForAgain) {
 }
 
 TEST_F(Streaming, KeepsTheGpuBudgetByEvictingWhatThisFrameDoesNotDraw) {
-    std::string error;
     ASSERT_TRUE(streaming.open(path, 3, error)) << error;
     settings.gpuBudgetBytes = 0;
     const Camera whole = fittedCamera();
@@ -239,7 +217,6 @@ TEST_F(Streaming, KeepsTheGpuBudgetByEvictingWhatThisFrameDoesNotDraw) {
 }
 
 TEST_F(Streaming, TheClipBoxCutsNodesOutOfTheFrame) {
-    std::string error;
     ASSERT_TRUE(streaming.open(path, 3, error)) << error;
     // x, y, z within 1..15 m of the cloud's minimum: inside one grandchild (16.384 m).
     const Vec3d lo = streaming.boundsMin() - streaming.referencePoint() + Vec3d{1, 1, 1};
@@ -261,7 +238,6 @@ TEST_F(Streaming, ClosingAndDestroyingWithThreadsAtWork) {
     const test::KnownCloud big = test::fullTree(3, 2000, 2, true);  // 585 nodes
     const std::string bigPath = dir.file("big.ovcf");
     test::writeCloud(bigPath, big);
-    std::string error;
     ASSERT_TRUE(streaming.open(bigPath, 16, error)) << error;
     const Camera camera = fittedCamera();
     streaming.update(lodViewOf(camera, nullptr), settings, ++frame);
@@ -271,9 +247,9 @@ TEST_F(Streaming, ClosingAndDestroyingWithThreadsAtWork) {
     EXPECT_EQ(streaming.loader().inFlightCount(), 0u);
     EXPECT_TRUE(store.live.empty());
 
-    StoreLog otherStore;
+    test::FakeDevice otherStore;
     {
-        CloudStreaming other(std::make_unique<CountingStore>(otherStore));
+        CloudStreaming other(std::make_unique<test::FakeBufferStore>(otherStore));
         ASSERT_TRUE(other.open(bigPath, 3, error)) << error;
         for (int i = 0; i < 3; ++i) {
             other.update(lodViewOf(camera, nullptr), settings, ++frame);

@@ -5,14 +5,13 @@
 #include <glad/gl.h>
 
 #include <chrono>
-#include <map>
 #include <thread>
 
+#include "FakeBufferStore.h"
 #include "ParentWindow.h"
 #include "StreamingTestSupport.h"
 #include "TestSupport.h"
 #include "cloud/CloudStreaming.h"
-#include "cloud/NodeResidency.h"
 #include "navigation/CameraLod.h"
 #include "platform/ViewWindow.h"
 #include "view/GlNodeBufferStore.h"
@@ -20,56 +19,22 @@
 namespace ovcf {
 namespace {
 
-// A device holding at most `capacity` bytes of buffers.
-struct SmallDevice {
-    std::uint64_t capacity = 0;
-    std::uint64_t used = 0;
-    std::map<std::uint32_t, std::size_t> live;
-    std::uint32_t next = 1;
-    int refusals = 0;
-};
-
-class SmallDeviceStore final : public NodeBufferStore {
-public:
-    explicit SmallDeviceStore(SmallDevice& device) : device_(device) {}
-    std::uint32_t create(const void*, std::size_t bytes) override {
-        if (device_.used + bytes > device_.capacity) {
-            ++device_.refusals;
-            return 0;
-        }
-        device_.used += bytes;
-        device_.live[device_.next] = bytes;
-        return device_.next++;
-    }
-    void destroy(std::uint32_t buffer) override {
-        device_.used -= device_.live.at(buffer);
-        device_.live.erase(buffer);
-    }
-
-private:
-    SmallDevice& device_;
-};
-
-ReadyNode node(std::uint32_t index, std::size_t points) {
-    ReadyNode n;
-    n.nodeIndex = index;
-    n.pointCount = std::uint32_t(points);
-    n.vertices.resize(points);
-    return n;
-}
+using test::FakeBufferStore;
+using test::FakeDevice;
+using test::readyNode;
 
 constexpr std::uint64_t kNodeBytes = 100 * sizeof(PointVertex);
 
 TEST(UploadFailure, ARefusedBufferEvictsTheLeastRecentlyUsedAndIsTriedAgain) {
-    SmallDevice device;
+    FakeDevice device;
     device.capacity = 3 * kNodeBytes;
-    NodeResidency residency(std::make_unique<SmallDeviceStore>(device));
+    NodeResidency residency(std::make_unique<FakeBufferStore>(device));
     residency.reset(6);
     const std::vector<std::uint64_t> lastUse = {5, 3, 4, 0, 0, 0};
-    std::vector<ReadyNode> first = {node(0, 100), node(1, 100), node(2, 100)};
+    std::vector<ReadyNode> first = {readyNode(0, 100), readyNode(1, 100), readyNode(2, 100)};
     ASSERT_EQ(residency.upload(first, lastUse), 3u);
 
-    std::vector<ReadyNode> more = {node(3, 100), node(4, 100)};
+    std::vector<ReadyNode> more = {readyNode(3, 100), readyNode(4, 100)};
     EXPECT_EQ(residency.upload(more, lastUse), 2u);
     EXPECT_EQ(device.refusals, 2);
     // Node 1 (used in frame 3) went first, then node 2 (frame 4); node 3, uploaded in the same
@@ -83,20 +48,20 @@ TEST(UploadFailure, ARefusedBufferEvictsTheLeastRecentlyUsedAndIsTriedAgain) {
     EXPECT_EQ(residency.evictionCount(), 2u);
 
     // The budget allows more than the device holds: eviction keeps to what the device showed.
-    std::vector<ReadyNode> last = {node(5, 100)};
+    std::vector<ReadyNode> last = {readyNode(5, 100)};
     EXPECT_EQ(residency.upload(last, lastUse), 1u);
     EXPECT_LE(residency.totalBytes(), 3 * kNodeBytes);
     EXPECT_EQ(residency.evict(100 * kNodeBytes, 9, lastUse), 0u);
 }
 
 TEST(UploadFailure, ANodeTheDeviceNeverTakesStaysNotResidentWithItsVertices) {
-    SmallDevice device;
+    FakeDevice device;
     device.capacity = kNodeBytes;
-    NodeResidency residency(std::make_unique<SmallDeviceStore>(device));
+    NodeResidency residency(std::make_unique<FakeBufferStore>(device));
     residency.reset(2);
-    std::vector<ReadyNode> first = {node(0, 100)};
+    std::vector<ReadyNode> first = {readyNode(0, 100)};
     ASSERT_EQ(residency.upload(first, {}), 1u);
-    std::vector<ReadyNode> ready = {node(1, 200)};
+    std::vector<ReadyNode> ready = {readyNode(1, 200)};
     EXPECT_EQ(residency.upload(ready, {}), 0u);
     // Node 0, the only other, was evicted for it, to no avail.
     EXPECT_FALSE(residency.isResident(0));

@@ -42,12 +42,8 @@ TEST(NodeUpload, VerticesReachTheirGlBuffersAndCloseDeletesThem) {
         camera.fitBox(streaming.boundsMin(), streaming.boundsMax());
         RenderSettings settings;
         std::uint64_t frame = 0;
-        bool complete = false;
-        for (int i = 0; i < 20000 && !complete; ++i) {
-            complete = !streaming.update(lodViewOf(camera, nullptr), settings, ++frame).moreFramesWanted;
-            if (!complete) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        ASSERT_TRUE(complete);
+        const auto complete = [&] { return !streaming.update(lodViewOf(camera, nullptr), settings, ++frame).moreFramesWanted; };
+        ASSERT_TRUE(test::eventually(complete));
         const StreamingFrame& done = streaming.lastFrame();
         ASSERT_EQ(done.drawables.size(), 9u);
         EXPECT_EQ(streaming.residency().totalBytes(), cloud.pointCount() * sizeof(PointVertex));
@@ -82,9 +78,7 @@ TEST(NodeUpload, VerticesReachTheirGlBuffersAndCloseDeletesThem) {
         // Reopened and left to the destructor, which deletes the buffers as well.
         ASSERT_TRUE(streaming.open(path, 1, error)) << error;
         buffers.clear();
-        ASSERT_TRUE(test::eventually([&] {
-            return !streaming.update(lodViewOf(camera, nullptr), settings, ++frame).moreFramesWanted;
-        }));
+        ASSERT_TRUE(test::eventually(complete));
         for (const DrawableNode& drawable : streaming.lastFrame().drawables) buffers.push_back(drawable.buffer);
         ASSERT_EQ(buffers.size(), 9u);
     }
