@@ -117,24 +117,6 @@ TEST(LevelOfDetail, TheRootIsChosenEvenWhenItAloneExceedsTheBudget) {
     EXPECT_EQ(requests.priorities[0], std::numeric_limits<float>::max());
 }
 
-TEST(LevelOfDetail, StopsWhenThePointBudgetIsSpent) {
-    SyntheticCloud cloud(2, 1000);
-    LevelOfDetail lod;
-    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), nullptr), 0, 5500, 1, everythingLoaded,
-               Requests().sink());
-    EXPECT_EQ(lod.chosen().size(), 5u);
-    EXPECT_EQ(lod.counters().chosenPoints, 5000u);
-    EXPECT_TRUE(lod.counters().budgetReached);
-    EXPECT_EQ(lod.chosen()[0], 0u);
-
-    // A budget that holds everything is not reached.
-    lod.select(cloud.nodes, lodViewOf(cameraOnWholeCloud(cloud), nullptr), 0, 73000, 2, everythingLoaded,
-               Requests().sink());
-    EXPECT_EQ(lod.chosen().size(), 73u);
-    EXPECT_FALSE(lod.counters().budgetReached);
-    EXPECT_EQ(lod.counters().visited, 73u);
-}
-
 TEST(LevelOfDetail, CloserNodesGetHigherPrioritiesAndAreRequestedFirst) {
     SyntheticCloud cloud(1, 100);
     // Low beside octant 0, looking across the whole cloud; no two children at the same distance.
@@ -260,20 +242,27 @@ TEST(LevelOfDetail, AsksForEachMissingNodeOnceAndWalksOnBelowIt) {
         EXPECT_LT(position[cloud.nodes[node].parent], position[node]);
 }
 
-TEST(LevelOfDetail, RecordsLastUseAndTheDeepestChosenLevel) {
+TEST(LevelOfDetail, StopsWhenThePointBudgetIsSpentAndRecordsLastUseAndTheDeepestChosenLevel) {
     SyntheticCloud cloud(2, 1000);
     LevelOfDetail lod;
     const LodView view = lodViewOf(cameraOnWholeCloud(cloud), nullptr);
-    lod.select(cloud.nodes, view, 0, 100000, 7, everythingLoaded, Requests().sink());
+    // A budget that holds everything exactly is not reached.
+    lod.select(cloud.nodes, view, 0, 73000, 7, everythingLoaded, Requests().sink());
     ASSERT_EQ(lod.chosen().size(), 73u);
+    EXPECT_FALSE(lod.counters().budgetReached);
+    EXPECT_EQ(lod.counters().visited, 73u);
     for (std::uint32_t node = 0; node < 73; ++node) EXPECT_EQ(lod.lastUse()[node], 7u);
     EXPECT_EQ(lod.deepestChosenLevel(0), 2u);
     EXPECT_EQ(lod.deepestChosenLevel(1), 2u);
     EXPECT_EQ(lod.deepestChosenLevel(72), 2u);
 
-    // Root and four children: the root's deepest level is 1, the rest keep their frame.
-    lod.select(cloud.nodes, view, 0, 5000, 8, everythingLoaded, Requests().sink());
+    // Root and four children, the next would overrun: the root's deepest level is 1, the rest
+    // keep their frame.
+    lod.select(cloud.nodes, view, 0, 5500, 8, everythingLoaded, Requests().sink());
     ASSERT_EQ(lod.chosen().size(), 5u);
+    EXPECT_EQ(lod.counters().chosenPoints, 5000u);
+    EXPECT_TRUE(lod.counters().budgetReached);
+    EXPECT_EQ(lod.chosen()[0], 0u);
     EXPECT_EQ(lod.deepestChosenLevel(0), 1u);
     int inFrame8 = 0;
     for (std::uint32_t node = 0; node < 73; ++node) {

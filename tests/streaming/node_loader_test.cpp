@@ -21,11 +21,11 @@ struct LoaderFixture : ::testing::Test {
     std::string path = dir.file("cloud.ovcf");
     FileHeader header;
     Vec3d reference;
+    std::string error;
 
     void SetUp() override {
         test::writeCloud(path, cloud);
         OvcfReader reader;
-        std::string error;
         ASSERT_TRUE(reader.open(path, error)) << error;
         header = reader.header();
         reference = cloudReferencePoint(header);
@@ -88,8 +88,7 @@ TEST_F(LoaderFixture, ClampsTheThreadCountAndSaysSo) {
         const std::string line = "caricamento nodi: " + std::to_string(expected) + " thread di lettura su '" + path + "'";
         const int before = log.count(LogInfo, line);
         NodeLoader loader;
-        std::string error;
-        ASSERT_TRUE(loader.start(path, requested, reference, error)) << error;
+            ASSERT_TRUE(loader.start(path, requested, reference, error)) << error;
         EXPECT_TRUE(loader.isRunning());
         EXPECT_EQ(loader.threadCount(), expected) << requested;
         EXPECT_EQ(log.count(LogInfo, line), before + 1) << requested;
@@ -101,7 +100,6 @@ TEST_F(LoaderFixture, ClampsTheThreadCountAndSaysSo) {
 
 TEST_F(LoaderFixture, AFileThatDoesNotOpenStartsNothing) {
     NodeLoader loader;
-    std::string error;
     const std::string missing = dir.file("missing.ovcf");
     EXPECT_FALSE(loader.start(missing, 3, reference, error));
     EXPECT_EQ(error.rfind("cannot open '" + missing + "': ", 0), 0u) << error;
@@ -123,7 +121,6 @@ TEST_F(LoaderFixture, AFileThatDoesNotOpenStartsNothing) {
 
 TEST_F(LoaderFixture, EveryRequestedNodeArrivesOnceWithItsPoints) {
     NodeLoader loader;
-    std::string error;
     ASSERT_TRUE(loader.start(path, 4, reference, error)) << error;
     // Requested again while queued, being read and ready: each node still comes once.
     for (int round = 0; round < 3; ++round)
@@ -158,7 +155,6 @@ TEST_F(LoaderFixture, ANodeQueuedOrBeingReadIsNotQueuedAgainAndTheHighestPriorit
     NodeLoader loader;
     test::ReadGate gate({0});
     loader.setReadHook([&](std::uint32_t node) { gate.enter(node); });
-    std::string error;
     ASSERT_TRUE(loader.start(path, 1, reference, error)) << error;
     loader.request(0, 10.0f);
     ASSERT_TRUE(gate.waitHeld(1));
@@ -184,7 +180,6 @@ TEST_F(LoaderFixture, DroppingQueuedRequestsLetsTheNodeBeingReadFinish) {
     NodeLoader loader;
     test::ReadGate gate({0});
     loader.setReadHook([&](std::uint32_t node) { gate.enter(node); });
-    std::string error;
     ASSERT_TRUE(loader.start(path, 1, reference, error)) << error;
     loader.request(0, 5.0f);
     ASSERT_TRUE(gate.waitHeld(1));
@@ -209,7 +204,6 @@ TEST_F(LoaderFixture, AnUnreadableNodeIsLoggedAndCanBeRequestedAgain) {
     test::corruptBlock(path, 9);
     test::LogCapture log;
     NodeLoader loader;
-    std::string error;
     ASSERT_TRUE(loader.start(path, 2, reference, error)) << error;
     const std::string warning = "nodo 9 non leggibile: decompression of node 9 failed: corrupted data";
     for (std::uint32_t i = 8; i <= 10; ++i) loader.request(i, 1.0f);
@@ -238,7 +232,6 @@ TEST_F(LoaderFixture, StopReturnsAfterTheNodeBeingReadWithoutDrainingTheQueue) {
     NodeLoader loader;
     test::ReadGate gate({3});
     loader.setReadHook([&](std::uint32_t node) { gate.enter(node); });
-    std::string error;
     ASSERT_TRUE(loader.start(path, 1, reference, error)) << error;
     loader.request(3, 1e9f);
     ASSERT_TRUE(gate.waitHeld(1));
@@ -257,7 +250,6 @@ TEST_F(LoaderFixture, StopReturnsAfterTheNodeBeingReadWithoutDrainingTheQueue) {
 
 TEST_F(LoaderFixture, RestartingOnAnotherFileForgetsTheOldOne) {
     NodeLoader loader;
-    std::string error;
     ASSERT_TRUE(loader.start(path, 2, reference, error)) << error;
     loader.request(1, 1.0f);
     const KnownCloud other = test::fullTree(1, 50, 0, false);
