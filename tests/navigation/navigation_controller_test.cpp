@@ -37,14 +37,6 @@ struct Navigation : ::testing::Test {
     bool orbited(double yaw, double pitch) const { return camera.yaw != yaw || camera.pitch != pitch; }
 };
 
-TEST_F(Navigation, StartsIdleWithTheFixedOrbitSpeed) {
-    EXPECT_FALSE(nav.dragging());
-    EXPECT_EQ(nav.navigationTool(), NavigationNone);
-    EXPECT_FALSE(nav.orbitLocked());
-    EXPECT_EQ(nav.orbitSpeed(), 0.3);
-    EXPECT_FALSE(nav.invertVerticalOrbit());
-}
-
 TEST_F(Navigation, RightDragPansAndMiddleDragOrbits) {
     const Vec3d target = camera.target;
     const double yaw = camera.yaw, pitch = camera.pitch;
@@ -168,14 +160,6 @@ TEST_F(Navigation, NavigationToolChangesAreLoggedOnce) {
                                                "navigazione col tasto sinistro: disarmata"};
     EXPECT_EQ(log.lines, expected);
     EXPECT_STREQ(navigationToolName(7), "?");
-}
-
-TEST_F(Navigation, WheelZoomsAboutTheTarget) {
-    const Vec3d target = camera.target;
-    const double distance = camera.distance;
-    nav.wheel(-1.0);
-    EXPECT_NEAR(camera.distance, distance / 0.85, 1e-12 * distance);
-    EXPECT_EQ(camera.target, target);
 }
 
 TEST(RightClick, FourPixelsIsStillAClick) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <set>
 
-#include "navigation/NavigationController.h"
 #include "navigation/NavigationCube.h"
 
 namespace ovcf {
@@ -126,20 +125,6 @@ TEST_F(Cube, AClickOnAFaceTurnsToItsStandardView) {
 
     EXPECT_FALSE(cube.pressLeft(5, 5, camera));
     EXPECT_EQ(cube.releaseLeft(5, 5), -1);
-}
-
-TEST_F(Cube, ALeftDragStartingOnTheCubeOrbits) {
-    NavigationController nav(camera);
-    const ScreenPoint c = centre();
-    nav.setCubeHover(cube.updateHover(c.x, c.y, camera));
-    cube.pressLeft(c.x, c.y, camera);
-    ASSERT_TRUE(nav.press(ButtonLeft, c.x, c.y, false, false, false));
-    const double yaw = camera.yaw;
-    nav.move(c.x - 20, c.y);
-    cube.moveTo(c.x - 20, c.y);
-    nav.release(ButtonLeft);
-    EXPECT_NEAR(camera.yaw, yaw + 6.0, 1e-12);
-    EXPECT_EQ(cube.releaseLeft(c.x - 20, c.y), -1);
 }
 
 }  // namespace
