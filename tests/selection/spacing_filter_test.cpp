@@ -95,29 +95,6 @@ TEST(SpacingFilterSettings, ASpacingOfZeroOrLessTurnsTheFilterOff) {
     EXPECT_NE(makeSelectionFilter(settings, context), nullptr);
 }
 
-TEST(SpacingGrid, EquidistantPointsKeepTheLowerIndexWhateverTheOrder) {
-    const std::uint64_t hash = cellHash(1, -2, 3);
-    const SpacingCell high = SpacingCell::make(1, -2, 3, 25.0f, 9), low = SpacingCell::make(1, -2, 3, 25.0f, 4),
-                      nearer = SpacingCell::make(1, -2, 3, 16.0f, 30);
-    SpacingGrid forward, backward;
-    forward.add(hash, low);
-    forward.add(hash, high);
-    backward.add(hash, high);
-    backward.add(hash, low);
-    for (SpacingGrid* grid : {&forward, &backward}) {
-        std::vector<std::uint64_t> kept;
-        grid->takeKept(kept);
-        EXPECT_EQ(kept, std::vector<std::uint64_t>{4});
-        EXPECT_EQ(grid->size(), 0u);
-    }
-    // An emptied table is filled again from scratch.
-    forward.add(hash, high);
-    forward.add(hash, nearer);
-    std::vector<std::uint64_t> kept;
-    forward.takeKept(kept);
-    EXPECT_EQ(kept, std::vector<std::uint64_t>{30});
-}
-
 TEST(SpacingCellBuffer, FoldsAPartitionToTheNearestPointOfEachCellAndDrainsItWhole) {
     // 100,000 points over 3,000 cells that all fall in partition 7, which is folded again and again
     // into the chunks it already has; and three cells of other partitions.
