@@ -28,22 +28,19 @@ TEST(ScreenShape, EdgesRimAndPolygonCrossingRule) {
     EXPECT_STREQ(square.name(), "poligono");
 }
 
-TEST(ScreenShape, APolygonNeedsThreeVerticesAndNoShapeHoldsNothing) {
-    ScreenShape two;
-    two.setPolygon({0, 0, 10, 10});
-    EXPECT_EQ(two.kind(), ShapeNone);
-    EXPECT_STREQ(two.name(), "nessuno");
-    EXPECT_FALSE(two.contains(5, 5));
-    EXPECT_FALSE(two.boxOverlaps(-100, -100, 100, 100));
-}
-
-TEST(ScreenShape, BoxesThatTouchOverlap) {
+TEST(ScreenShape, BoxesThatTouchOverlapAndAPolygonOfTwoVerticesHoldsNothing) {
     ScreenShape rect;
     rect.setRectangle(10, 10, 20, 20);
     EXPECT_TRUE(rect.boxOverlaps(20, 20, 30, 30));
     EXPECT_TRUE(rect.boxOverlaps(0, 0, 10, 10));
     EXPECT_FALSE(rect.boxOverlaps(20.5f, 0, 30, 30));
     EXPECT_FALSE(rect.boxOverlaps(0, 0, 30, 9.5f));
+    ScreenShape two;
+    two.setPolygon({0, 0, 10, 10});
+    EXPECT_EQ(two.kind(), ShapeNone);
+    EXPECT_STREQ(two.name(), "nessuno");
+    EXPECT_FALSE(two.contains(5, 5));
+    EXPECT_FALSE(two.boxOverlaps(-100, -100, 100, 100));
 }
 
 }  // namespace
