@@ -92,16 +92,6 @@ TEST_F(GlDiagnosticsTest, AnErrorPendingAtTheEndOfInitialisationFailsIt) {
     EXPECT_TRUE(renderer.drawFrame(scene()));
 }
 
-TEST_F(GlDiagnosticsTest, ErrorNamesOfEveryCode) {
-    EXPECT_STREQ(glErrorName(GL_NO_ERROR), "nessun errore");
-    EXPECT_STREQ(glErrorName(GL_INVALID_ENUM), "GL_INVALID_ENUM");
-    EXPECT_STREQ(glErrorName(GL_INVALID_VALUE), "GL_INVALID_VALUE");
-    EXPECT_STREQ(glErrorName(GL_INVALID_OPERATION), "GL_INVALID_OPERATION");
-    EXPECT_STREQ(glErrorName(GL_OUT_OF_MEMORY), "GL_OUT_OF_MEMORY");
-    EXPECT_STREQ(glErrorName(GL_INVALID_FRAMEBUFFER_OPERATION), "GL_INVALID_FRAMEBUFFER_OPERATION");
-    EXPECT_STREQ(glErrorName(GL_STACK_OVERFLOW), "codice sconosciuto");
-}
-
 TEST_F(GlDiagnosticsTest, DriverMessagesAreLoggedByTypeAndSeverity) {
     LogCapture log;
     glDebugMessageInsert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_PORTABILITY, 1, GL_DEBUG_SEVERITY_HIGH, -1,
