@@ -15,18 +15,13 @@
 #include <vector>
 
 #include "../view/PngInspect.h"
+#include "LibraryError.h"
 #include "OrvanePC.h"
 #include "ParentWindow.h"
 #include "TestSupport.h"
 #include "ViewInput.h"
 
 namespace ovcf::test {
-
-inline std::string lastLibraryError() {
-    char text[512];
-    PC_LastError(text, sizeof text);
-    return text;
-}
 
 class ViewInputTest : public ::testing::Test {
 protected:

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "LibraryError.h"
 #include "OrvanePC.h"
 #include "TestSupport.h"
 
@@ -17,13 +18,7 @@ namespace {
 
 using ovcf::test::TempDir;
 
-std::string lastError() {
-    const int size = PC_LastError(nullptr, 0);
-    std::string text(static_cast<std::size_t>(size), '\0');
-    PC_LastError(text.data(), size);
-    text.resize(static_cast<std::size_t>(size) - 1);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
 bool exists(const std::string& utf8) {
     std::error_code ignored;
@@ -74,19 +69,19 @@ TEST(CacheExportsTest, BuildRefusesBadArgumentsWithoutWritingAnything) {
     const Cloud cloud = fieldCloud(10, 1);
     const std::string path = dir.file("c.ovcf");
     EXPECT_EQ(PC_BuildCacheFromMemory(nullptr, cloud.xyz.data(), nullptr, 10, 0.001, nullptr, nullptr), PC_BAD_ARGUMENT);
-    EXPECT_EQ(lastError(), "the cache path is empty");
+    EXPECT_EQ(lastLibraryError(), "the cache path is empty");
     EXPECT_EQ(PC_BuildCacheFromMemory("", cloud.xyz.data(), nullptr, 10, 0.001, nullptr, nullptr), PC_BAD_ARGUMENT);
-    EXPECT_EQ(lastError(), "the cache path is empty");
+    EXPECT_EQ(lastLibraryError(), "the cache path is empty");
     for (int64_t count : {int64_t{0}, int64_t{-5}}) {
         EXPECT_EQ(PC_BuildCacheFromMemory(path.c_str(), cloud.xyz.data(), nullptr, count, 0.001, nullptr, nullptr), PC_BAD_ARGUMENT);
-        EXPECT_EQ(lastError(), "the cloud is empty or the pointer is null");
+        EXPECT_EQ(lastLibraryError(), "the cloud is empty or the pointer is null");
     }
     EXPECT_EQ(PC_BuildCacheFromMemory(path.c_str(), nullptr, nullptr, 10, 0.001, nullptr, nullptr), PC_BAD_ARGUMENT);
-    EXPECT_EQ(lastError(), "the cloud is empty or the pointer is null");
+    EXPECT_EQ(lastLibraryError(), "the cloud is empty or the pointer is null");
 
     const double wide[6] = {0, 0, 0, 300000, 10, 10};  // 300 km at 0.1 mm does not fit 31 bits
     EXPECT_EQ(PC_BuildCacheFromMemory(path.c_str(), wide, nullptr, 2, 0.0001, nullptr, nullptr), PC_BAD_ARGUMENT);
-    EXPECT_EQ(lastError(), "the cloud extends 300000.0 m along X, too much for the 0.0001 m quantisation step: use a coarser step");
+    EXPECT_EQ(lastLibraryError(), "the cloud extends 300000.0 m along X, too much for the 0.0001 m quantisation step: use a coarser step");
     EXPECT_FALSE(exists(path));
 }
 
@@ -97,13 +92,13 @@ TEST(CacheExportsTest, BuiltCacheMatchesTheSameCloudInAnotherOrder) {
     ASSERT_EQ(PC_BuildCacheFromMemory(path.c_str(), cloud.xyz.data(), cloud.colours.data(), cloud.count(), 0.001,
                                       nullptr, nullptr),
               PC_OK)
-        << lastError();
+        << lastLibraryError();
     const Cloud other = shuffled(cloud);
     uint64_t signature = 0;
     ASSERT_EQ(PC_ComputeSignature(path.c_str(), other.xyz.data(), other.colours.data(), other.count(), &signature), PC_OK);
     EXPECT_NE(signature, 0u);
     EXPECT_EQ(PC_CheckCache(path.c_str(), other.count(), signature), PC_CACHE_MATCHES);
-    EXPECT_EQ(lastError(), "the cache matches the cloud");
+    EXPECT_EQ(lastLibraryError(), "the cache matches the cloud");
 
     // Another colour for one point is another cloud.
     Cloud recoloured = other;
@@ -118,7 +113,7 @@ TEST(CacheExportsTest, CloudWithoutColoursIgnoresColoursInItsSignature) {
     const Cloud cloud = fieldCloud(3000, 3);
     const std::string path = dir.file("grey.ovcf");
     ASSERT_EQ(PC_BuildCacheFromMemory(path.c_str(), cloud.xyz.data(), nullptr, cloud.count(), 0.0, nullptr, nullptr), PC_OK)
-        << lastError();
+        << lastLibraryError();
     uint64_t withoutColours = 0, withColours = 0;
     ASSERT_EQ(PC_ComputeSignature(path.c_str(), cloud.xyz.data(), nullptr, cloud.count(), &withoutColours), PC_OK);
     ASSERT_EQ(PC_ComputeSignature(path.c_str(), cloud.xyz.data(), cloud.colours.data(), cloud.count(), &withColours), PC_OK);
@@ -144,7 +139,7 @@ TEST(CacheExportsTest, ProgressRisesToOneAndZeroCancels) {
     ASSERT_EQ(PC_BuildCacheFromMemory(path.c_str(), cloud.xyz.data(), cloud.colours.data(), cloud.count(), 0.001,
                                       &ProgressLog::callback, &log),
               PC_OK)
-        << lastError();
+        << lastLibraryError();
     ASSERT_GE(log.fractions.size(), 4u);
     EXPECT_TRUE(std::is_sorted(log.fractions.begin(), log.fractions.end()));
     EXPECT_LE(log.fractions.front(), 0.15);
@@ -158,7 +153,7 @@ TEST(CacheExportsTest, ProgressRisesToOneAndZeroCancels) {
         EXPECT_EQ(PC_BuildCacheFromMemory(cancelled.c_str(), cloud.xyz.data(), cloud.colours.data(), cloud.count(),
                                           0.001, &ProgressLog::callback, &cancelling),
                   PC_OPEN_FAILED);
-        EXPECT_EQ(lastError(), "operation cancelled");
+        EXPECT_EQ(lastLibraryError(), "operation cancelled");
         EXPECT_FALSE(exists(cancelled));
     }
 }
@@ -169,7 +164,7 @@ TEST(CacheExportsTest, BuildIntoAMissingFolderFailsWithTheWritersMessage) {
     const std::string path = dir.file("no/such/folder/c.ovcf");
     EXPECT_EQ(PC_BuildCacheFromMemory(path.c_str(), cloud.xyz.data(), nullptr, cloud.count(), 0.001, nullptr, nullptr),
               PC_OPEN_FAILED);
-    EXPECT_EQ(lastError().rfind("cannot create file '" + path + "'", 0), 0u) << lastError();
+    EXPECT_EQ(lastLibraryError().rfind("cannot create file '" + path + "'", 0), 0u) << lastLibraryError();
 }
 
 TEST(CacheExportsTest, CheckAnswersEveryCode) {
@@ -183,13 +178,13 @@ TEST(CacheExportsTest, CheckAnswersEveryCode) {
     ASSERT_EQ(PC_ComputeSignature(path.c_str(), cloud.xyz.data(), cloud.colours.data(), cloud.count(), &signature), PC_OK);
 
     EXPECT_EQ(PC_CheckCache(nullptr, 5000, signature), PC_CACHE_MISSING);
-    EXPECT_EQ(lastError(), "the cache path is empty");
+    EXPECT_EQ(lastLibraryError(), "the cache path is empty");
     EXPECT_EQ(PC_CheckCache(dir.file("none.ovcf").c_str(), 5000, signature), PC_CACHE_MISSING);
-    EXPECT_EQ(lastError(), "cache file does not exist");
+    EXPECT_EQ(lastLibraryError(), "cache file does not exist");
     EXPECT_EQ(PC_CheckCache(path.c_str(), 4000, signature), PC_CACHE_COUNT_DIFFERS);
-    EXPECT_EQ(lastError(), "the cloud has 4000 points, the cache has 5000");
+    EXPECT_EQ(lastLibraryError(), "the cloud has 4000 points, the cache has 5000");
     EXPECT_EQ(PC_CheckCache(path.c_str(), -7, signature), PC_CACHE_COUNT_DIFFERS);
-    EXPECT_EQ(lastError(), "the cloud has 0 points, the cache has 5000");
+    EXPECT_EQ(lastLibraryError(), "the cloud has 0 points, the cache has 5000");
 
     // The same cloud moved 10 cm east.
     Cloud moved = cloud;
@@ -197,24 +192,24 @@ TEST(CacheExportsTest, CheckAnswersEveryCode) {
     uint64_t movedSignature = 0;
     ASSERT_EQ(PC_ComputeSignature(path.c_str(), moved.xyz.data(), moved.colours.data(), moved.count(), &movedSignature), PC_OK);
     EXPECT_EQ(PC_CheckCache(path.c_str(), moved.count(), movedSignature), PC_CACHE_MODIFIED);
-    EXPECT_EQ(lastError(), "same number of points but different content (moved, georeferenced or edited)");
+    EXPECT_EQ(lastLibraryError(), "same number of points but different content (moved, georeferenced or edited)");
 
     const uint64_t zero = 0;
     patch(path, 208, &zero, 8);
     EXPECT_EQ(PC_CheckCache(path.c_str(), 5000, signature), PC_CACHE_NO_SIGNATURE);
-    EXPECT_EQ(lastError(), "the cache has no content signature");
+    EXPECT_EQ(lastLibraryError(), "the cache has no content signature");
 
     const uint16_t minor = 2;  // written by a version 1.2 module
     patch(path, 6, &minor, 2);
     EXPECT_EQ(PC_CheckCache(path.c_str(), 5000, signature), PC_CACHE_NEWER_VERSION);
-    EXPECT_EQ(lastError(), "the cache was written by a newer version of the module");
+    EXPECT_EQ(lastLibraryError(), "the cache was written by a newer version of the module");
     uint64_t out = 1;
     EXPECT_EQ(PC_ComputeSignature(path.c_str(), cloud.xyz.data(), nullptr, cloud.count(), &out), PC_OPEN_FAILED);
     EXPECT_EQ(out, 0u);
 
     std::ofstream(dir.file("junk.ovcf"), std::ios::binary) << std::string(600, 'x');
     EXPECT_EQ(PC_CheckCache(dir.file("junk.ovcf").c_str(), 5000, signature), PC_CACHE_INVALID);
-    EXPECT_EQ(lastError().rfind("not a valid .ovcf file: ", 0), 0u) << lastError();
+    EXPECT_EQ(lastLibraryError().rfind("not a valid .ovcf file: ", 0), 0u) << lastLibraryError();
 }
 
 TEST(CacheExportsTest, ComputeSignatureArgumentChecks) {
@@ -223,11 +218,11 @@ TEST(CacheExportsTest, ComputeSignatureArgumentChecks) {
     const std::string path = dir.file("s.ovcf");
     ASSERT_EQ(PC_BuildCacheFromMemory(path.c_str(), cloud.xyz.data(), nullptr, cloud.count(), 0.001, nullptr, nullptr), PC_OK);
     EXPECT_EQ(PC_ComputeSignature(path.c_str(), cloud.xyz.data(), nullptr, cloud.count(), nullptr), PC_BAD_ARGUMENT);
-    EXPECT_EQ(lastError(), "outHash is null");
+    EXPECT_EQ(lastLibraryError(), "outHash is null");
     uint64_t out = 5;
     EXPECT_EQ(PC_ComputeSignature(nullptr, cloud.xyz.data(), nullptr, cloud.count(), &out), PC_BAD_ARGUMENT);
     EXPECT_EQ(out, 0u);
-    EXPECT_EQ(lastError(), "invalid arguments");
+    EXPECT_EQ(lastLibraryError(), "invalid arguments");
     EXPECT_EQ(PC_ComputeSignature(path.c_str(), nullptr, nullptr, cloud.count(), &out), PC_BAD_ARGUMENT);
     EXPECT_EQ(PC_ComputeSignature(path.c_str(), cloud.xyz.data(), nullptr, -1, &out), PC_BAD_ARGUMENT);
     out = 5;
@@ -236,7 +231,7 @@ TEST(CacheExportsTest, ComputeSignatureArgumentChecks) {
     out = 5;
     EXPECT_EQ(PC_ComputeSignature(dir.file("missing.ovcf").c_str(), cloud.xyz.data(), nullptr, 0, &out), PC_OPEN_FAILED);
     EXPECT_EQ(out, 0u);
-    EXPECT_EQ(lastError(), "cache file does not exist");
+    EXPECT_EQ(lastLibraryError(), "cache file does not exist");
 }
 
 TEST(CacheExportsTest, CachePathForFollowsTheCopyOutRule) {

@@ -6,16 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "LibraryError.h"
 #include "OrvanePC.h"
 
 namespace handle_check {
 namespace {
 
-std::string lastError() {
-    char text[256];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
 // Every export that takes a view, called with `view`, and whether its result is the documented
 // invalid-handle result.
@@ -94,9 +91,9 @@ void expectEveryViewExportRefuses(PcView handle) {
     for (const ViewCall& call : viewCalls()) {
         // Start from another text, so that a call which sets nothing is caught.
         ASSERT_EQ(PC_GetParamInfo(0, nullptr), 2);
-        ASSERT_EQ(lastError(), "info is null");
+        ASSERT_EQ(lastLibraryError(), "info is null");
         EXPECT_TRUE(call.callAndCheck(handle)) << call.name << " gave the wrong invalid-handle result";
-        EXPECT_EQ(lastError(), "invalid view handle") << call.name;
+        EXPECT_EQ(lastLibraryError(), "invalid view handle") << call.name;
     }
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "LibraryError.h"
 #include "OrvanePC.h"
 #include "ParentWindow.h"
 #include "TestSupport.h"
@@ -18,11 +19,7 @@ namespace {
 
 using namespace ovcf::test;
 
-std::string lastError() {
-    char text[512];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
 PcView viewIn(ovcf::harness::ParentWindow& parent) { return PC_CreateView(reinterpret_cast<PcParentWindow>(parent.handle())); }
 
@@ -30,7 +27,7 @@ class HostWindowLoss : public ::testing::Test {
 protected:
     void SetUp() override {
         cloud = dir.file("grid.ovcf");
-        ASSERT_TRUE(buildGridCloud(cloud)) << lastError();
+        ASSERT_TRUE(buildGridCloud(cloud)) << lastLibraryError();
     }
     TempDir dir{"orvane_window_loss"};
     std::string cloud;
@@ -40,14 +37,14 @@ TEST_F(HostWindowLoss, EveryExportSurvivesTheParentsDestruction) {
     auto parent = ovcf::harness::ParentWindow::create(200, 150);
     ASSERT_TRUE(parent) << "no display";
     PcView view = viewIn(*parent);
-    ASSERT_NE(view, nullptr) << lastError();
-    ASSERT_EQ(PC_OpenFile(view, cloud.c_str()), PC_OK) << lastError();
+    ASSERT_NE(view, nullptr) << lastLibraryError();
+    ASSERT_EQ(PC_OpenFile(view, cloud.c_str()), PC_OK) << lastLibraryError();
     renderUntilComplete(view);
 
     parent->destroyWindow();
     EXPECT_EQ(PC_Render(view), 0);
     EXPECT_EQ(PC_SaveScreenshot(view, dir.file("gone.png").c_str()), 5);
-    EXPECT_EQ(lastError(), "cannot activate the OpenGL context");
+    EXPECT_EQ(lastLibraryError(), "cannot activate the OpenGL context");
     PC_Resize(view);
 #if !defined(_WIN32)
     EXPECT_EQ(PC_X11ProcessEvents(view), 0);
@@ -58,7 +55,7 @@ TEST_F(HostWindowLoss, EveryExportSurvivesTheParentsDestruction) {
     EXPECT_EQ(PC_OpenFile(view, cloud.c_str()), 5);
     PC_DestroyView(view);
     EXPECT_EQ(PC_Render(view), 0);
-    EXPECT_EQ(lastError(), "invalid view handle");
+    EXPECT_EQ(lastLibraryError(), "invalid view handle");
 }
 
 // Two views on one thread, each with its cloud: closing and destroying one, with its window
@@ -71,14 +68,14 @@ TEST_F(HostWindowLoss, ClosingOneViewNeverChangesWhatAnotherDraws) {
         ASSERT_TRUE(firstParent && secondParent) << "no display";
         PcView first = viewIn(*firstParent);
         PcView second = viewIn(*secondParent);
-        ASSERT_TRUE(first && second) << lastError();
-        ASSERT_EQ(PC_OpenFile(first, cloud.c_str()), PC_OK) << lastError();
-        ASSERT_EQ(PC_OpenFile(second, cloud.c_str()), PC_OK) << lastError();
+        ASSERT_TRUE(first && second) << lastLibraryError();
+        ASSERT_EQ(PC_OpenFile(first, cloud.c_str()), PC_OK) << lastLibraryError();
+        ASSERT_EQ(PC_OpenFile(second, cloud.c_str()), PC_OK) << lastLibraryError();
         renderUntilComplete(first);
         renderUntilComplete(second);
         renderUntilComplete(first);  // the first view drew last
         const std::string before = dir.file("before.png");
-        ASSERT_EQ(PC_SaveScreenshot(second, before.c_str()), PC_OK) << lastError();
+        ASSERT_EQ(PC_SaveScreenshot(second, before.c_str()), PC_OK) << lastLibraryError();
 
         if (firstParentGone) firstParent->destroyWindow();
         PC_CloseCloud(first);
@@ -86,7 +83,7 @@ TEST_F(HostWindowLoss, ClosingOneViewNeverChangesWhatAnotherDraws) {
         renderUntilComplete(second);
         EXPECT_EQ(PC_Render(second), 0);
         const std::string after = dir.file("after.png");
-        ASSERT_EQ(PC_SaveScreenshot(second, after.c_str()), PC_OK) << lastError();
+        ASSERT_EQ(PC_SaveScreenshot(second, after.c_str()), PC_OK) << lastLibraryError();
         EXPECT_TRUE(fileBytes(before) == fileBytes(after)) << "the other view's picture changed";
         PC_DestroyView(second);
     }
@@ -98,7 +95,7 @@ TEST_F(HostWindowLoss, TheHostsCurrentContextIsCurrentAgainAfterEveryCall) {
     ASSERT_TRUE(parent) << "no display";
     ASSERT_TRUE(parent->makeHostGlCurrent());
     PcView view = viewIn(*parent);
-    ASSERT_NE(view, nullptr) << lastError();
+    ASSERT_NE(view, nullptr) << lastLibraryError();
     EXPECT_TRUE(parent->hostGlIsCurrent()) << "PC_CreateView";
     const std::string shot = dir.file("shot.png");
     const std::vector<std::pair<const char*, std::function<void()>>> calls = {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "LibraryError.h"
 #include "OrvanePC.h"
 #include "ParentWindow.h"
 #include "TestSupport.h"
@@ -20,11 +21,7 @@ constexpr int kWidth = 320;
 constexpr int kHeight = 240;
 constexpr int kCubeSize = 98;  // the "cube.size" default, in the top-right corner
 
-std::string lastError() {
-    char text[256];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
 std::vector<char> readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -47,12 +44,12 @@ bool buildPatch(const std::string& path) {
 class NavigationInput : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(buildPatch(dir.file("patch.ovcf"))) << lastError();
+        ASSERT_TRUE(buildPatch(dir.file("patch.ovcf"))) << lastLibraryError();
         parent = ovcf::harness::ParentWindow::create(kWidth, kHeight);
         ASSERT_TRUE(parent) << "no display";
         view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
-        ASSERT_NE(view, nullptr) << lastError();
-        ASSERT_EQ(PC_OpenFile(view, dir.file("patch.ovcf").c_str()), PC_OK) << lastError();
+        ASSERT_NE(view, nullptr) << lastLibraryError();
+        ASSERT_EQ(PC_OpenFile(view, dir.file("patch.ovcf").c_str()), PC_OK) << lastLibraryError();
         PC_SetValue(view, 8, 0.0);  // no eye-dome lighting: plain colours compare more strictly
         child = parent->firstChild();
     }
@@ -74,7 +71,7 @@ protected:
         for (int frame = 0; frame < 200 && PC_Render(view) == 1; ++frame) {
         }
         const std::string path = dir.file(name + ".png");
-        EXPECT_EQ(PC_SaveScreenshot(view, path.c_str()), PC_OK) << lastError();
+        EXPECT_EQ(PC_SaveScreenshot(view, path.c_str()), PC_OK) << lastLibraryError();
         return readFile(path);
     }
 

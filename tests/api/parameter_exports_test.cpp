@@ -4,17 +4,14 @@
 #include <cstring>
 #include <string>
 
+#include "LibraryError.h"
 #include "OrvanePC.h"
 #include "ParentWindow.h"
 
 namespace parameter_exports {
 namespace {
 
-std::string lastError() {
-    char text[256];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
 int parameterId(const char* key) {
     for (int id = 0; id < PC_ParamCount(); ++id) {
@@ -31,7 +28,7 @@ protected:
         parent = ovcf::harness::ParentWindow::create(400, 300);
         ASSERT_TRUE(parent) << "no display";
         view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
-        ASSERT_NE(view, nullptr) << lastError();
+        ASSERT_NE(view, nullptr) << lastLibraryError();
     }
     void TearDown() override { PC_DestroyView(view); }
     std::unique_ptr<ovcf::harness::ParentWindow> parent;
@@ -51,10 +48,10 @@ TEST(ParameterInfo, DescribesEveryParameterWithoutAView) {
     EXPECT_EQ(info.defaultValue, 8000000.0);
     EXPECT_EQ(info.reserved, 0u);
     EXPECT_EQ(PC_GetParamInfo(33, &info), 2);
-    EXPECT_EQ(lastError(), "unknown parameter");
+    EXPECT_EQ(lastLibraryError(), "unknown parameter");
     EXPECT_EQ(PC_GetParamInfo(-1, &info), 2);
     EXPECT_EQ(PC_GetParamInfo(0, nullptr), 2);
-    EXPECT_EQ(lastError(), "info is null");
+    EXPECT_EQ(lastLibraryError(), "info is null");
 }
 
 TEST(ParameterInfo, ChoiceNamesFollowTheCopyOutRule) {
@@ -82,7 +79,7 @@ TEST_F(ParameterExports, ValuesAreClampedAndTruncatedOnTheView) {
     EXPECT_EQ(PC_SetValue(view, gpu, 20000.0), 0);
     EXPECT_EQ(PC_GetValue(view, gpu), 16384.0);
     EXPECT_EQ(PC_SetValue(view, 33, 1.0), 2);
-    EXPECT_EQ(lastError(), "unknown parameter");
+    EXPECT_EQ(lastLibraryError(), "unknown parameter");
     EXPECT_EQ(PC_GetValue(view, 99), 0.0);
 }
 
@@ -105,7 +102,7 @@ TEST_F(ParameterExports, ColoursReadBackAndUnknownSlotsAreRefused) {
     EXPECT_EQ(PC_SetColor(view, 4, 0xFFABCDEF), 0);
     EXPECT_EQ(PC_GetColor(view, 4), 0xABCDEFu);
     EXPECT_EQ(PC_SetColor(view, 5, 0x123456), 2);
-    EXPECT_EQ(lastError(), "unknown colour");
+    EXPECT_EQ(lastLibraryError(), "unknown colour");
 }
 
 TEST_F(ParameterExports, CombineModeIgnoresValuesOutOfRange) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "LibraryError.h"
 #include "OrvanePC.h"
 #include "ParentWindow.h"
 #include "ViewInput.h"
@@ -14,11 +15,7 @@ namespace {
 using ovcf::harness::pumpView;
 using ovcf::harness::ParentWindow;
 
-std::string lastError() {
-    char text[256];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+using ovcf::test::lastLibraryError;
 
 PcParentWindow asParent(std::uintptr_t handle) { return reinterpret_cast<PcParentWindow>(handle); }
 
@@ -52,7 +49,7 @@ TEST_F(ViewLifecycle, CreateFillsTheParentAndLogsTheSize) {
     PcView view = PC_CreateView(asParent(parent->handle()));
     PC_SetLogCallback(nullptr, nullptr);
     gLogLines = nullptr;
-    ASSERT_NE(view, nullptr) << lastError();
+    ASSERT_NE(view, nullptr) << lastLibraryError();
     EXPECT_EQ(parent->childCount(), 1);
     int width = 0;
     int height = 0;
@@ -66,7 +63,7 @@ TEST_F(ViewLifecycle, CreateFillsTheParentAndLogsTheSize) {
 
 TEST_F(ViewLifecycle, RenderAndResizeFollowTheParent) {
     PcView view = PC_CreateView(asParent(parent->handle()));
-    ASSERT_NE(view, nullptr) << lastError();
+    ASSERT_NE(view, nullptr) << lastLibraryError();
     EXPECT_EQ(PC_Render(view), 0);  // nothing is loading: the picture is complete
 
     parent->resizeClient(500, 260);
@@ -87,9 +84,9 @@ TEST_F(ViewLifecycle, RenderAndResizeFollowTheParent) {
 
 TEST_F(ViewLifecycle, StateStartsNeutralAndToolNumbersOutOfRangeAreIgnored) {
     PcView view = PC_CreateView(asParent(parent->handle()));
-    ASSERT_NE(view, nullptr) << lastError();
+    ASSERT_NE(view, nullptr) << lastLibraryError();
     EXPECT_EQ(PC_GetState(view, nullptr), 2);
-    EXPECT_EQ(lastError(), "state is null");
+    EXPECT_EQ(lastLibraryError(), "state is null");
 
     PC_SetRectTool(view, 1);
     PC_SetSelectionTool(view, 2);  // arming a selection tool disarms the rectangle tool
@@ -115,7 +112,7 @@ TEST_F(ViewLifecycle, StateStartsNeutralAndToolNumbersOutOfRangeAreIgnored) {
 
 TEST_F(ViewLifecycle, EscapeDisarmsTheNavigationToolAndTellsTheHost) {
     PcView view = PC_CreateView(asParent(parent->handle()));
-    ASSERT_NE(view, nullptr) << lastError();
+    ASSERT_NE(view, nullptr) << lastLibraryError();
     std::vector<EventRecord> events;
     PC_SetEventCallback(view, &collectEvent, &events);
     PC_SetNavigationTool(view, 2);
@@ -136,7 +133,7 @@ TEST_F(ViewLifecycle, EscapeDisarmsTheNavigationToolAndTellsTheHost) {
 
 TEST_F(ViewLifecycle, DestroyLeavesNoWindowAndTheStaleHandleFails) {
     PcView view = PC_CreateView(asParent(parent->handle()));
-    ASSERT_NE(view, nullptr) << lastError();
+    ASSERT_NE(view, nullptr) << lastLibraryError();
     const std::uintptr_t child = parent->firstChild();
     ASSERT_NE(child, 0u);
     PC_DestroyView(view);
@@ -144,7 +141,7 @@ TEST_F(ViewLifecycle, DestroyLeavesNoWindowAndTheStaleHandleFails) {
     EXPECT_FALSE(parent->windowExists(child));
     // The memory was freed after its tag was cleared: the handle no longer passes the check.
     EXPECT_EQ(PC_Render(view), 0);
-    EXPECT_EQ(lastError(), "invalid view handle");
+    EXPECT_EQ(lastLibraryError(), "invalid view handle");
     PcViewState state;
     EXPECT_EQ(PC_GetState(view, &state), 1);
 }
@@ -168,9 +165,9 @@ TEST_F(ViewLifecycle, SeveralViewsLiveSideBySide) {
 TEST_F(ViewLifecycle, AnInvalidParentGivesItsMessageAndNoView) {
     const int before = parent->childCount();
     EXPECT_EQ(PC_CreateView(asParent(ovcf::harness::invalidWindowHandle())), nullptr);
-    EXPECT_EQ(lastError(), "the parent window handle is not valid");
+    EXPECT_EQ(lastLibraryError(), "the parent window handle is not valid");
     EXPECT_EQ(PC_CreateView(asParent(0)), nullptr);
-    EXPECT_EQ(lastError(), "the parent window handle is not valid");
+    EXPECT_EQ(lastLibraryError(), "the parent window handle is not valid");
     EXPECT_EQ(parent->childCount(), before);
 }
 
@@ -189,7 +186,7 @@ TEST_F(ViewLifecycle, DestroyingTheViewFromItsOwnEventCallbackIsSafe) {
     for (const bool byKey : {false, true}) {
         Host host;
         host.view = PC_CreateView(asParent(parent->handle()));
-        ASSERT_NE(host.view, nullptr) << lastError();
+        ASSERT_NE(host.view, nullptr) << lastLibraryError();
         PC_SetEventCallback(host.view, destroyOnEvent, &host);
         if (byKey) {
             PC_SetEventCallback(host.view, nullptr, nullptr);
@@ -202,7 +199,7 @@ TEST_F(ViewLifecycle, DestroyingTheViewFromItsOwnEventCallbackIsSafe) {
         }
         EXPECT_EQ(host.events, 1);
         EXPECT_EQ(PC_GetSelectionTool(host.view), 0);
-        EXPECT_EQ(lastError(), "invalid view handle");
+        EXPECT_EQ(lastLibraryError(), "invalid view handle");
         ovcf::harness::pumpView(*parent, host.view);
         EXPECT_EQ(parent->childCount(), 0);
     }
