@@ -4,34 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "LogCapture.h"
 #include "core/Log.h"
 
 namespace ovcf {
 namespace {
 
-struct Captured {
-    int level;
-    std::string message;
-};
-
-std::vector<Captured>* gCaptured = nullptr;
-
-void capture(int level, const char* message, void*) { gCaptured->push_back({level, message}); }
-
-class LogTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        gCaptured = &lines;
-        setStandardErrorEcho(false);
-        setLogSink(&capture, nullptr);
-    }
-    void TearDown() override {
-        setLogSink(nullptr, nullptr);
-        setStandardErrorEcho(true);
-        gCaptured = nullptr;
-    }
-    std::vector<Captured> lines;
-};
+using LogTest = test::LogCapture;
 
 std::vector<std::string> recentLines() {
     std::vector<char> buffer(kLogRingSlots * (kLogRingSlotBytes + 2) + 1);

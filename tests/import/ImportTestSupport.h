@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <random>
 #include <string>
@@ -13,6 +15,8 @@
 
 #include <gtest/gtest.h>
 
+#include "TestSupport.h"
+#include "import/ImportOptions.h"
 #include "import/PointSource.h"
 #include "ovcf/ContentSignature.h"
 #include "ovcf/OvcfReader.h"
@@ -50,6 +54,17 @@ private:
     std::size_t cursor_ = 0;
     std::optional<std::size_t> failAfter_;
 };
+
+// Options for small test clouds: scratch under `scratch`, small nodes and grid, a fixed budget
+// rather than the host's memory.
+inline ImportOptions smallOptions(const TempDir& scratch, std::uint64_t ramBudget = std::uint64_t{256} << 20) {
+    ImportOptions options;
+    options.temporaryParent = scratch.path();
+    options.maxNodePoints = 1000;
+    options.gridSize = 16;
+    options.ramBudget = ramBudget;
+    return options;
+}
 
 // Points spread over a box of `extent` units, every field filled, clustered the way scans are.
 inline std::vector<PointRecord> randomRecords(std::size_t count, std::uint32_t extent, std::uint32_t seed) {
@@ -122,8 +137,6 @@ inline std::vector<NodeContent> readWholeFile(const std::string& path, FileHeade
     return nodes;
 }
 
-inline bool samePoint(const PointRecord& a, const PointRecord& b) { return a == b; }
-
 // Records are packed: their fields are compared as copies, never through references.
 inline bool operator<(const PointRecord& a, const PointRecord& b) {
     auto fields = [](const PointRecord& p) {
@@ -148,6 +161,31 @@ inline std::vector<std::string> folderEntries(const std::string& folder) {
 inline bool fileExists(const std::string& path) {
     std::error_code ignored;
     return std::filesystem::exists(fsPath(path), ignored);
+}
+
+// Writes any contiguous bytes (a string, a byte vector) as the whole file; returns the path.
+template <typename Bytes>
+std::string writeFile(const std::string& path, const Bytes& bytes) {
+    std::ofstream(fsPath(path), std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return path;
+}
+
+inline std::vector<std::uint8_t> wholeFile(const std::string& path) {
+    std::ifstream in(fsPath(path), std::ios::binary);
+    return std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Every point of a source, read `batch` points a call until it gives none.
+inline std::vector<PointRecord> readPoints(PointSource& source, std::size_t batch = 1000) {
+    std::vector<PointRecord> all, buffer(batch);
+    std::string error;
+    for (;;) {
+        std::size_t count = 0;
+        EXPECT_TRUE(source.read(buffer.data(), batch, count, error)) << error;
+        if (count == 0) return all;
+        all.insert(all.end(), buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
+    }
 }
 
 }  // namespace ovcf::test

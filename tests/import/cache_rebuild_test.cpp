@@ -1,11 +1,9 @@
 // Building over an existing cache: the new file is written under a temporary name and takes the
 // old one's place only once complete, so a cancelled or failed rebuild leaves the old cache byte
-// for byte, a reader that has the old file open keeps reading it throughout, and two builds of
-// one cache at once each put a whole file in place.
+// for byte and no scratch file, a reader that has the old file open keeps reading it throughout,
+// and two builds of one cache at once each put a whole file in place.
 #include <atomic>
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <thread>
 #include <vector>
 
@@ -20,20 +18,6 @@ namespace {
 
 using test::RecordSource;
 using test::TempDir;
-
-std::vector<char> bytesOf(const std::string& path) {
-    std::ifstream in(test::fsPath(path), std::ios::binary);
-    return std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-ImportOptions rebuildOptions(const TempDir& scratch, std::uint64_t budget) {
-    ImportOptions options;
-    options.temporaryParent = scratch.path();
-    options.maxNodePoints = 1000;
-    options.gridSize = 16;
-    options.ramBudget = budget;
-    return options;
-}
 
 struct CancelAfter {
     double above;
@@ -82,9 +66,9 @@ TEST(CacheRebuildTest, ACancelledOrFailedRebuildLeavesTheOldCacheByteForByte) {
         RecordSource first(test::randomRecords(20000, 1 << 14, 11));
         ImportStats stats;
         std::string error;
-        ASSERT_TRUE(buildOctree(first, cache, rebuildOptions(scratch, 256u << 20), stats, error)) << error;
+        ASSERT_TRUE(buildOctree(first, cache, test::smallOptions(scratch, 256u << 20), stats, error)) << error;
     }
-    const std::vector<char> old = bytesOf(cache);
+    const std::vector<std::uint8_t> old = test::wholeFile(cache);
     OvcfReader viewer;  // a view that has the cache open during the rebuilds
     std::string error;
     ASSERT_TRUE(viewer.open(cache, error)) << error;
@@ -97,19 +81,20 @@ TEST(CacheRebuildTest, ACancelledOrFailedRebuildLeavesTheOldCacheByteForByte) {
         std::uint64_t budget;
         std::size_t failAfter;  // 0: the source does not fail
     };
-    for (const Case& c : {Case{"reading", -1.0, 0, 256u << 20, 0}, Case{"splitting in memory", 0.5, 3, 256u << 20, 0},
-                          Case{"splitting on disk", 0.5, 2, 1u << 20, 0}, Case{"late in indexing", 0.97, 0, 1u << 20, 0},
-                          Case{"failing source", 2.0, 0, 1u << 20, 270000}}) {
+    for (const Case& c : {Case{"reading", -1.0, 0, 256u << 20, 0}, Case{"reading, spilled", -1.0, 1, 1u << 20, 0},
+                          Case{"splitting in memory", 0.5, 3, 256u << 20, 0}, Case{"splitting on disk", 0.5, 2, 1u << 20, 0},
+                          Case{"late in indexing", 0.97, 0, 1u << 20, 0}, Case{"failing source", 2.0, 0, 1u << 20, 270000}}) {
         SCOPED_TRACE(c.when);
         RecordSource source(points);
         if (c.failAfter) source.failAfter(c.failAfter);
-        ImportOptions options = rebuildOptions(scratch, c.budget);
+        ImportOptions options = test::smallOptions(scratch, c.budget);
         CancelAfter cancel{c.above, 0, c.allowed};
         options.progressHook = &CancelAfter::hook;
         options.progressContext = &cancel;
         ImportStats stats;
         EXPECT_FALSE(buildOctree(source, cache, options, stats, error));
-        EXPECT_EQ(bytesOf(cache) == old, true) << "the old cache changed";
+        EXPECT_EQ(error, c.failAfter ? "simulated read failure" : "operation cancelled");
+        EXPECT_EQ(test::wholeFile(cache) == old, true) << "the old cache changed";
         EXPECT_EQ(test::folderEntries(dir.path()), std::vector<std::string>{"scan_cache.ovcf"});
         EXPECT_TRUE(test::folderEntries(scratch.path()).empty());
         expectReadable(viewer, viewer.header().pointCount);
@@ -118,7 +103,7 @@ TEST(CacheRebuildTest, ACancelledOrFailedRebuildLeavesTheOldCacheByteForByte) {
     // A rebuild that succeeds replaces the file; the reader that had the old one keeps it.
     RecordSource source(points);
     ImportStats stats;
-    ASSERT_TRUE(buildOctree(source, cache, rebuildOptions(scratch, 1u << 20), stats, error)) << error;
+    ASSERT_TRUE(buildOctree(source, cache, test::smallOptions(scratch, 1u << 20), stats, error)) << error;
     FileHeader header;
     ASSERT_EQ(OvcfReader::probeHeader(cache, header, error), ProbeValid) << error;
     EXPECT_EQ(header.pointCount, points.size());
@@ -136,7 +121,7 @@ TEST(CacheRebuildTest, TwoBuildsOfOneCacheAtOnceEachPutAWholeFileInPlace) {
     std::atomic<int> arrived{0};
     auto build = [&](const std::vector<PointRecord>& points, std::string& error) {
         RecordSource source(points);
-        ImportOptions options = rebuildOptions(scratch, 256u << 20);
+        ImportOptions options = test::smallOptions(scratch, 256u << 20);
         MeetAtFirstNode meet{arrived};
         options.progressHook = &MeetAtFirstNode::hook;
         options.progressContext = &meet;

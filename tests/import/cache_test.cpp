@@ -1,7 +1,7 @@
-#include <algorithm>
+// Cache names, storing a new content signature and refreshing it after a commit. Checking a cache
+// against a host cloud and computing its signature are tested where the host calls them, through
+// PC_CheckCache and PC_ComputeSignature (api tests).
 #include <fstream>
-#include <numeric>
-#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -60,97 +60,6 @@ void patch(const std::string& path, std::size_t offset, const void* bytes, std::
     std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
     file.seekp(static_cast<std::streamoff>(offset));
     file.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
-}
-
-test::HostCloud shuffled(const test::HostCloud& cloud, std::uint32_t seed) {
-    std::vector<std::size_t> order(cloud.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::shuffle(order.begin(), order.end(), std::mt19937(seed));
-    test::HostCloud out;
-    for (std::size_t i : order) {
-        out.xyz.insert(out.xyz.end(), {cloud.xyz[3 * i], cloud.xyz[3 * i + 1], cloud.xyz[3 * i + 2]});
-        out.colours.push_back(cloud.colours[i]);
-    }
-    return out;
-}
-
-TEST(CacheSignatureTest, HostCloudInAnyOrderGivesTheBuiltSignature) {
-    TempDir dir("cache");
-    const test::HostCloud cloud = test::hostCloud(30000, 11);
-    const test::HostCloud other = shuffled(cloud, 5);
-    for (bool colours : {true, false}) {
-        SCOPED_TRACE(colours ? "with colours" : "without colours");
-        const BuiltCache cache = buildCache(dir, cloud, colours, colours ? "c.ovcf" : "g.ovcf");
-        std::uint64_t signature = 0;
-        std::string error;
-        ASSERT_TRUE(computeCacheSignature(cache.path, other.xyz.data(), colours ? other.colours.data() : nullptr,
-                                          other.size(), signature, error)) << error;
-        EXPECT_EQ(signature, cache.signature);
-        // The colours do not count in a format-0 cache; in a format-1 cache they do.
-        ASSERT_TRUE(computeCacheSignature(cache.path, other.xyz.data(), colours ? nullptr : other.colours.data(),
-                                          other.size(), signature, error));
-        EXPECT_EQ(signature == cache.signature, !colours);
-    }
-}
-
-TEST(CacheSignatureTest, EmptyCloudAndMissingCache) {
-    TempDir dir("cache");
-    const BuiltCache cache = buildCache(dir, test::hostCloud(100, 1), true, "c.ovcf");
-    std::uint64_t signature = 42;
-    std::string error;
-    const double unused = 0;
-    EXPECT_TRUE(computeCacheSignature(cache.path, &unused, nullptr, 0, signature, error));
-    EXPECT_EQ(signature, 0u);
-    signature = 42;
-    EXPECT_FALSE(computeCacheSignature(dir.file("none.ovcf"), &unused, nullptr, 0, signature, error));
-    EXPECT_EQ(signature, 0u);
-    EXPECT_EQ(error, "cache file does not exist");
-}
-
-TEST(CacheCheckTest, AnswersEveryCode) {
-    TempDir dir("cache");
-    const test::HostCloud cloud = test::hostCloud(5000, 12);
-    const BuiltCache cache = buildCache(dir, cloud, true, "c.ovcf");
-    std::string detail;
-
-    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature, detail), CacheMatches);
-    EXPECT_EQ(detail, "");
-    EXPECT_EQ(checkCache(dir.file("missing.ovcf"), cache.points, cache.signature, detail), CacheMissing);
-    EXPECT_EQ(detail, "cache file does not exist");
-    EXPECT_EQ(checkCache(cache.path, cache.points - 1, cache.signature, detail), CacheCountDiffers);
-    EXPECT_EQ(detail, "the cloud has 4999 points, the cache has 5000");
-    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature + 1, detail), CacheModified);
-    EXPECT_EQ(detail, "same number of points but different content (moved, georeferenced or edited)");
-
-    // The same cloud moved by a metre: same count, different signature.
-    test::HostCloud moved = cloud;
-    for (std::size_t i = 0; i < moved.xyz.size(); i += 3) moved.xyz[i] += 1.0;
-    std::uint64_t movedSignature = 0;
-    ASSERT_TRUE(computeCacheSignature(cache.path, moved.xyz.data(), moved.colours.data(), moved.size(), movedSignature, detail));
-    EXPECT_EQ(checkCache(cache.path, cache.points, movedSignature, detail), CacheModified);
-
-    // Deleted points lower the alive count.
-    const std::uint64_t deleted = 3;
-    patch(cache.path, 192, &deleted, 8);
-    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature, detail), CacheCountDiffers);
-    EXPECT_EQ(detail, "the cloud has 5000 points, the cache has 4997");
-    EXPECT_EQ(checkCache(cache.path, cache.points - 3, cache.signature, detail), CacheMatches);
-
-    const std::uint64_t zero = 0;
-    patch(cache.path, 208, &zero, 8);
-    EXPECT_EQ(checkCache(cache.path, cache.points - 3, cache.signature, detail), CacheWithoutSignature);
-    EXPECT_EQ(detail, "the cache has no content signature");
-
-    const std::uint16_t minor = 2;
-    patch(cache.path, 6, &minor, 2);
-    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature, detail), CacheNewerVersion);
-    EXPECT_EQ(detail, "the cache was written by a newer version of the module");
-
-    patch(cache.path, 0, "XXXX", 4);
-    EXPECT_EQ(checkCache(cache.path, cache.points, cache.signature, detail), CacheUnreadable);
-    EXPECT_EQ(detail.rfind("not a valid .ovcf file: ", 0), 0u) << detail;
-
-    EXPECT_STREQ(cacheCheckText(CacheModified), "the cloud has been modified");
 }
 
 TEST(SignatureUpdateTest, StoresTheNewSignatureOnlyForTheRightAliveCount) {

@@ -26,11 +26,9 @@ TEST(ImportOptionsTest, GridSizeMustBeAPowerOfTwoFromTwoTo256) {
     }
     for (std::uint32_t bad : {0u, 1u, 3u, 100u, 384u, 512u}) {
         options.gridSize = bad;
-        EXPECT_FALSE(validateOptions(options, error)) << bad;
+        EXPECT_FALSE(validateOptions(options, error));
+        EXPECT_EQ(error, "gridSize must be a power of two between 2 and 256 (received: " + std::to_string(bad) + ")");
     }
-    options.gridSize = 100;
-    validateOptions(options, error);
-    EXPECT_EQ(error, "gridSize must be a power of two between 2 and 256 (received: 100)");
 }
 
 TEST(ImportOptionsTest, RefusalsComeInOrder) {
@@ -92,12 +90,6 @@ TEST(ImportOptionsTest, ReadingShareOutsideTheOpenIntervalIsOneHalf) {
     }
     options.readingShare = 0.15;
     EXPECT_EQ(effectiveReadingShare(options), 0.15);
-}
-
-TEST(ImportOptionsTest, DefaultBudgetIsAThirdOfFreeMemoryWithinLimits) {
-    const std::uint64_t budget = defaultRamBudget();
-    EXPECT_GE(budget, kFallbackRamBudget);
-    EXPECT_LE(budget, kLargestDefaultRamBudget);
 }
 
 }  // namespace

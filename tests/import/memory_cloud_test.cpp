@@ -4,24 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include "ImportTestSupport.h"
 #include "import/MemoryCloud.h"
 #include "import/Quantization.h"
 
 namespace ovcf {
 namespace {
 
-std::vector<PointRecord> readEverything(MemoryCloud& cloud, std::size_t batch) {
-    std::vector<PointRecord> all;
-    std::vector<PointRecord> buffer(batch);
-    std::string error;
-    for (;;) {
-        std::size_t count = 0;
-        EXPECT_TRUE(cloud.read(buffer.data(), buffer.size(), count, error));
-        if (count == 0) break;
-        all.insert(all.end(), buffer.begin(), buffer.begin() + count);
-    }
-    return all;
-}
+using test::readPoints;
 
 TEST(QuantizationTest, RoundsHalfAwayFromZero) {
     EXPECT_EQ(roundToQuantized(2.5), 3u);
@@ -43,20 +33,11 @@ TEST(QuantizationTest, CoordinatesOnHalfStepsRoundAwayFromTheOffset) {
     EXPECT_EQ(quantizeCoordinate(-8.125, -8.0, 0.25), static_cast<std::uint32_t>(-1));
 }
 
-TEST(MemoryCloudTest, StepThatIsNotPositiveBecomesTheDefault) {
-    const double xyz[3] = {1, 2, 3};
-    for (double step : {0.0, -0.5}) {
-        MemoryCloud cloud(xyz, nullptr, 1, step);
-        EXPECT_EQ(cloud.step()[0], 0.0001);
-        EXPECT_EQ(cloud.step()[2], 0.0001);
-    }
-}
-
 TEST(MemoryCloudTest, OnePointSitsOnTheStepGridNearZero) {
     const double xyz[3] = {512345.67891, -4321.12345, 0.00049};
     MemoryCloud cloud(xyz, nullptr, 1, 0.001);
     for (int axis = 0; axis < 3; ++axis) EXPECT_EQ(cloud.offset()[axis], std::floor(xyz[axis] / 0.001) * 0.001);
-    const auto points = readEverything(cloud, 4);
+    const auto points = readPoints(cloud, 4);
     ASSERT_EQ(points.size(), 1u);
     for (std::uint32_t q : {points[0].x, points[0].y, points[0].z}) EXPECT_LE(q, 1u);
     EXPECT_EQ(cloud.bounds().min[1], -4321.12345);
@@ -66,7 +47,7 @@ TEST(MemoryCloudTest, OnePointSitsOnTheStepGridNearZero) {
 TEST(MemoryCloudTest, NegativeCoordinatesQuantiseFromTheMinimum) {
     const std::vector<double> xyz = {-10.3, -20.0, -1.0, -5.05, -19.95, -0.5, -7.77, -19.9, -0.25};
     MemoryCloud cloud(xyz.data(), nullptr, 3, 0.1);
-    const auto points = readEverything(cloud, 2);
+    const auto points = readPoints(cloud, 2);
     ASSERT_EQ(points.size(), 3u);
     for (std::size_t i = 0; i < 3; ++i) {
         const std::uint32_t q[3] = {points[i].x, points[i].y, points[i].z};
@@ -83,7 +64,7 @@ TEST(MemoryCloudTest, ColoursUnpackOrReadAsGrey) {
     const std::uint32_t colours[2] = {0x00123456u, 0xFFABCDEFu};
     MemoryCloud coloured(xyz.data(), colours, 2, 0.01);
     EXPECT_TRUE(coloured.hasColour());
-    auto points = readEverything(coloured, 8);
+    auto points = readPoints(coloured, 8);
     EXPECT_EQ(points[0].red, 0x12);
     EXPECT_EQ(points[0].green, 0x34);
     EXPECT_EQ(points[0].blue, 0x56);
@@ -93,7 +74,7 @@ TEST(MemoryCloudTest, ColoursUnpackOrReadAsGrey) {
 
     MemoryCloud grey(xyz.data(), nullptr, 2, 0.01);
     EXPECT_FALSE(grey.hasColour());
-    points = readEverything(grey, 8);
+    points = readPoints(grey, 8);
     for (const PointRecord& p : points) {
         EXPECT_EQ(p.red, 200);
         EXPECT_EQ(p.green, 200);
@@ -112,58 +93,57 @@ TEST(MemoryCloudTest, ReadsInBatchesUntilTheEnd) {
     EXPECT_EQ(count, 0u);
     EXPECT_TRUE(cloud.read(buffer.data(), 0, count, error));
     EXPECT_EQ(count, 0u);
-    const auto points = readEverything(cloud, 4);
+    const auto points = readPoints(cloud, 4);
     ASSERT_EQ(points.size(), 10u);
     for (std::uint32_t i = 0; i < 10; ++i) EXPECT_EQ(+points[i].x, i);
     EXPECT_TRUE(cloud.read(buffer.data(), 4, count, error));
     EXPECT_EQ(count, 0u);
 }
 
-TEST(MemoryCloudTest, DescriptionNamesCountColourAndStep) {
+TEST(MemoryCloudTest, DescriptionNamesCountColourAndStepAndAStepNotAboveZeroIsTheDefault) {
     std::vector<double> xyz(3 * 12345, 1.0);
     std::vector<std::uint32_t> colours(12345, 0);
     EXPECT_EQ(MemoryCloud(xyz.data(), colours.data(), 12345, 0.001).description(),
               "nuvola in memoria, 12.345 punti, con colore, passo 0.0010 m");
     EXPECT_EQ(MemoryCloud(xyz.data(), nullptr, 12345, 0).description(),
               "nuvola in memoria, 12.345 punti, senza colore, passo 0.0001 m");
+    const MemoryCloud negative(xyz.data(), nullptr, 1, -0.5);
+    EXPECT_EQ(negative.step()[0], 0.0001);
+    EXPECT_EQ(negative.step()[2], 0.0001);
 }
 
-TEST(MemoryCloudRangeTest, ReportsTheFirstAxisTooWideForTheStep) {
-    // 300 km along Y only: X and Z fit, Y does not.
-    const std::vector<double> wideY = {0, 0, 0, 10, 300000, 5};
+TEST(MemoryCloudRangeTest, EveryAxisMustFitThirtyOneBitsOfTheStepAndBeFinite) {
+    const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+    struct Case {
+        std::vector<double> xyz;
+        double step;
+        const char* error;  // nullptr: in range
+    };
+    const Case cases[] = {
+        {{0, 0, 0, 10, 300000, 5}, 0.0001,  // Y alone too wide
+         "the cloud extends 300000.0 m along Y, too much for the 0.0001 m quantisation step: use a coarser step"},
+        {{0, 0, 0, 300000, 1, 400000}, 0.0001,  // X and Z too wide: the first is named
+         "the cloud extends 300000.0 m along X, too much for the 0.0001 m quantisation step: use a coarser step"},
+        {{0, 0, 0, 300000, 1, 400000}, 0.001, nullptr},
+        {{0, 0, 0, 2147483647.0, 0, 0}, 1.0, nullptr},
+        {{0, 0, 0, 2147483648.0, 0, 0}, 1.0,
+         "the cloud extends 2147483648.0 m along X, too much for the 1.0000 m quantisation step: use a coarser step"},
+        {{0, 0, 0, nan, 1, 1}, 0.01, "the cloud contains coordinates that are not finite numbers"},
+        {{500000, 4000000, 100, 500010, 4000010, 110}, inf, "the quantisation step must be a finite number of metres above 0"},
+    };
+    for (const Case& c : cases) {
+        std::string error;
+        const MemoryCloud cloud(c.xyz.data(), nullptr, c.xyz.size() / 3, c.step);
+        EXPECT_EQ(cloud.checkRange(error), c.error == nullptr) << error;
+        if (c.error) {
+            EXPECT_EQ(error, c.error);
+        }
+    }
+    // No coordinates is an empty cloud, whatever count comes with them.
+    const MemoryCloud none(nullptr, nullptr, 5, 0.01);
     std::string error;
-    EXPECT_FALSE(MemoryCloud(wideY.data(), nullptr, 2, 0.0001).checkRange(error));
-    EXPECT_EQ(error, "the cloud extends 300000.0 m along Y, too much for the 0.0001 m quantisation step: use a coarser step");
-    // Wide along X and Z: X is reported.
-    const std::vector<double> wideXZ = {0, 0, 0, 300000, 1, 400000};
-    EXPECT_FALSE(MemoryCloud(wideXZ.data(), nullptr, 2, 0.0001).checkRange(error));
-    EXPECT_NE(error.find("along X"), std::string::npos);
-    // A coarser step makes it fit.
-    EXPECT_TRUE(MemoryCloud(wideXZ.data(), nullptr, 2, 0.001).checkRange(error));
-}
-
-TEST(MemoryCloudRangeTest, JustInsideThirtyOneBitsPasses) {
-    const std::vector<double> xyz = {0, 0, 0, 2147483647.0, 0, 0};
-    std::string error;
-    EXPECT_TRUE(MemoryCloud(xyz.data(), nullptr, 2, 1.0).checkRange(error)) << error;
-    const std::vector<double> beyond = {0, 0, 0, 2147483648.0, 0, 0};
-    EXPECT_FALSE(MemoryCloud(beyond.data(), nullptr, 2, 1.0).checkRange(error));
-}
-
-TEST(MemoryCloudRangeTest, EmptyCloudPassesAndNonFiniteCoordinatesDoNot) {
-    std::string error;
-    EXPECT_TRUE(MemoryCloud(nullptr, nullptr, 5, 0.01).checkRange(error));
-    EXPECT_EQ(MemoryCloud(nullptr, nullptr, 5, 0.01).pointCount(), 0u);
-    const std::vector<double> bad = {0, 0, 0, std::numeric_limits<double>::quiet_NaN(), 1, 1};
-    EXPECT_FALSE(MemoryCloud(bad.data(), nullptr, 2, 0.01).checkRange(error));
-    EXPECT_EQ(error, "the cloud contains coordinates that are not finite numbers");
-}
-
-TEST(MemoryCloudRangeTest, AnInfiniteStepIsRefusedNotQuantisedToZero) {
-    const std::vector<double> xyz = {500000, 4000000, 100, 500010, 4000010, 110};
-    std::string error;
-    EXPECT_FALSE(MemoryCloud(xyz.data(), nullptr, 2, std::numeric_limits<double>::infinity()).checkRange(error));
-    EXPECT_EQ(error, "the quantisation step must be a finite number of metres above 0");
+    EXPECT_TRUE(none.checkRange(error));
+    EXPECT_EQ(none.pointCount(), 0u);
 }
 
 TEST(MemoryCloudRangeTest, EveryStepOrOffsetThatIsNotAFiniteNumberIsRefused) {

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <fstream>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "ImportTestSupport.h"
 #include "TestSupport.h"
 #include "import/FileSources.h"
 #include "import/PlySource.h"
@@ -14,19 +14,6 @@ namespace ovcf {
 namespace {
 
 using test::TempDir;
-
-// Reads the source three points a call.
-std::vector<PointRecord> readInThrees(PointSource& source) {
-    std::vector<PointRecord> all(source.pointCount());
-    std::size_t total = 0, count = 0;
-    std::string error;
-    do {
-        EXPECT_TRUE(source.read(all.data() + total, std::min<std::size_t>(3, all.size() - total), count, error)) << error;
-        total += count;
-    } while (count > 0 && total < all.size());
-    all.resize(total);
-    return all;
-}
 
 // Appends a value in the file's byte order.
 template <typename T>
@@ -38,9 +25,7 @@ void append(std::string& out, T value, bool bigEndian) {
 }
 
 std::string write(const TempDir& dir, const std::string& name, const std::string& bytes) {
-    const std::string path = dir.file(name);
-    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return path;
+    return test::writeFile(dir.file(name), bytes);
 }
 
 // Two faces before the vertices (lists to skip), then vertices with float x, double y, int z and
@@ -81,7 +66,7 @@ TEST(PlySourceTest, BinaryFilesOfEitherByteOrderReadAlike) {
         EXPECT_EQ(source.bounds().min[0], 100.0);
         EXPECT_EQ(source.bounds().max[1], 28.75);
         EXPECT_EQ(source.bounds().min[2], -147.0);
-        const auto points = readInThrees(source);
+        const auto points = test::readPoints(source, 3);
         ASSERT_EQ(points.size(), 50u);
         for (std::uint32_t i = 0; i < 50; ++i) {
             EXPECT_EQ(+points[i].x, 2 * i);
@@ -105,7 +90,7 @@ TEST(PlySourceTest, AsciiFilesWithAndWithoutColour) {
     std::string error;
     auto source = openPointFile(coloured, 1.0, error);
     ASSERT_TRUE(source) << error;
-    auto points = readInThrees(*source);
+    auto points = test::readPoints(*source, 3);
     ASSERT_EQ(points.size(), 3u);
     EXPECT_EQ(+points[2].x, 2u);
     EXPECT_EQ(points[0].red, 255);  // floating-point colours run from 0 to 1
@@ -119,7 +104,7 @@ TEST(PlySourceTest, AsciiFilesWithAndWithoutColour) {
     ASSERT_TRUE(grey.open(plain, 0.0, error)) << error;
     EXPECT_FALSE(grey.hasColour());
     EXPECT_EQ(grey.step()[0], 0.0001);
-    points = readInThrees(grey);
+    points = test::readPoints(grey, 3);
     ASSERT_EQ(points.size(), 2u);
     EXPECT_EQ(+points[1].z, 10000u);
     EXPECT_EQ(points[1].red, 200);
@@ -134,7 +119,7 @@ TEST(PlySourceTest, SixteenBitColoursKeepTheirHighByte) {
     PlySource source;
     std::string error;
     ASSERT_TRUE(source.open(write(dir, "c.ply", text), 0.0, error)) << error;
-    const auto points = readInThrees(source);
+    const auto points = test::readPoints(source, 3);
     ASSERT_EQ(points.size(), 1u);
     EXPECT_EQ(points[0].red, 0xFF);
     EXPECT_EQ(points[0].green, 0x12);

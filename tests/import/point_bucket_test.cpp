@@ -164,15 +164,6 @@ TEST(PointBucketTest, ReadNeedsBeginReadingAndEndsWithZero) {
     }
 }
 
-TEST(PointBucketTest, EmptyBucketReadsAsEmpty) {
-    PointBucket bucket("/nonexistent-folder", "empty", 10);
-    PointArray back;
-    back.resize(3);
-    std::string error;
-    EXPECT_TRUE(bucket.readAll(back, error));
-    EXPECT_TRUE(back.empty());
-}
-
 TEST(PointBucketTest, SpillFailureNamesTheFile) {
     TempDir dir("bucket");
     const std::string missing = dir.file("no/such/folder");
@@ -201,8 +192,8 @@ TEST(PointBucketTest, AFailedBufferWriteBeforeReadingOrAtTheEndIsAFailedWrite) {
     }
 }
 
-TEST(PointBucketTest, TakingPointsEmptiesTheBucket) {
-    PointBucket bucket("unused", "m", 100);
+TEST(PointBucketTest, TakingPointsEmptiesTheBucketAndAnEmptyBucketReadsAsEmpty) {
+    PointBucket bucket("/nonexistent-folder", "m", 100);
     const auto points = numbered(50);
     std::string error;
     ASSERT_TRUE(bucket.add(points.data(), points.size(), error));
@@ -210,6 +201,9 @@ TEST(PointBucketTest, TakingPointsEmptiesTheBucket) {
     bucket.takePoints(taken);
     EXPECT_TRUE(std::equal(taken.begin(), taken.end(), points.begin(), points.end()));
     EXPECT_EQ(bucket.totalPoints(), 0u);
+    taken.resize(3);
+    EXPECT_TRUE(bucket.readAll(taken, error)) << error;
+    EXPECT_TRUE(taken.empty());
 }
 
 TEST(PointBucketTest, SharedPoolSpillsABucketBelowItsOwnLimit) {

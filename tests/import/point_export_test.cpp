@@ -32,16 +32,9 @@ std::vector<Key> readPointFile(const std::string& path, double step, bool attrib
     if (!source) return keys;
     const auto offset = source->offset();
     const auto steps = source->step();
-    std::vector<PointRecord> batch(4096);
-    for (std::size_t n = 0;;) {
-        EXPECT_TRUE(source->read(batch.data(), batch.size(), n, error)) << error;
-        if (n == 0) break;
-        for (std::size_t i = 0; i < n; ++i) {
-            const PointRecord& p = batch[i];
-            keys.push_back(keyOf(offset[0] + steps[0] * p.x, offset[1] + steps[1] * p.y, offset[2] + steps[2] * p.z, p,
-                                 step, attributes));
-        }
-    }
+    for (const PointRecord& p : readPoints(*source))
+        keys.push_back(keyOf(offset[0] + steps[0] * p.x, offset[1] + steps[1] * p.y, offset[2] + steps[2] * p.z, p, step,
+                             attributes));
     std::sort(keys.begin(), keys.end());
     return keys;
 }

@@ -1,8 +1,8 @@
-#include <fstream>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "ImportTestSupport.h"
 #include "TestSupport.h"
 #include "import/FileSources.h"
 #include "import/XyzSource.h"
@@ -13,21 +13,7 @@ namespace {
 using test::TempDir;
 
 std::string writeText(const TempDir& dir, const std::string& name, const std::string& text) {
-    const std::string path = dir.file(name);
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-}
-
-std::vector<PointRecord> readAll(PointSource& source) {
-    std::vector<PointRecord> all(source.pointCount() + 1);
-    std::size_t count = 0, total = 0;
-    std::string error;
-    do {
-        EXPECT_TRUE(source.read(all.data() + total, 2, count, error)) << error;
-        total += count;
-    } while (count > 0);
-    all.resize(total);
-    return all;
+    return test::writeFile(dir.file(name), text);
 }
 
 TEST(XyzSourceTest, ReadsBlankOrCommaSeparatedPointsWithColours) {
@@ -47,7 +33,7 @@ TEST(XyzSourceTest, ReadsBlankOrCommaSeparatedPointsWithColours) {
     EXPECT_TRUE(source.hasColour());
     EXPECT_EQ(source.bounds().min[2], -3.0);
     EXPECT_EQ(source.bounds().max[0], 12.0);
-    const auto points = readAll(source);
+    const auto points = test::readPoints(source, 2);
     ASSERT_EQ(points.size(), 3u);
     EXPECT_EQ(+points[0].x, 0u);
     EXPECT_EQ(+points[1].x, 4u);
@@ -68,7 +54,7 @@ TEST(XyzSourceTest, ThreeColumnsAreGreyPointsWithTheDefaultStep) {
     ASSERT_TRUE(source) << error;
     EXPECT_FALSE(source->hasColour());
     EXPECT_EQ(source->step()[0], 0.0001);
-    const auto points = readAll(*source);
+    const auto points = test::readPoints(*source, 2);
     ASSERT_EQ(points.size(), 2u);
     EXPECT_EQ(points[1].x - points[0].x, 1u);
     EXPECT_EQ(points[0].red, 200);
@@ -86,24 +72,15 @@ TEST(XyzSourceTest, MalformedLinesNameTheFileAndTheLine) {
                           Case{"1 2 3 300 0 0\n", "line 1: '300' is not a colour value from 0 to 255"},
                           Case{"1 2 3\n1 2 nan\n", "line 2: 'nan' is not a number"},
                           Case{"# nothing here\n\n", "the file contains no points"},
-                          Case{"1,5;2,5;3,5\n", "line 1: '5;2' is not a number"}}) {
+                          Case{"1,5;2,5;3,5\n", "line 1: '5;2' is not a number"},
+                          Case{"0 0 0\n50000000 0 0\n", "the cloud extends 50000000.0 m along X, too much for the "
+                                                         "0.0100 m quantisation step: use a coarser step"}}) {
         const std::string path = writeText(dir, "bad.xyz", c.text);
         XyzSource source;
         std::string error;
         EXPECT_FALSE(source.open(path, 0.01, error)) << c.text;
         EXPECT_EQ(error, "'" + path + "': " + c.expected);
     }
-}
-
-TEST(XyzSourceTest, TooWideForTheStepIsRefused) {
-    TempDir dir("xyz");
-    const std::string path = writeText(dir, "wide.xyz", "0 0 0\n500000 0 0\n");
-    XyzSource source;
-    std::string error;
-    EXPECT_FALSE(source.open(path, 0.0001, error));
-    EXPECT_NE(error.find("the cloud extends 500000.0 m along X, too much for the 0.0001 m quantisation step"),
-              std::string::npos);
-    EXPECT_TRUE(source.open(path, 0.001, error)) << error;
 }
 
 }  // namespace

@@ -171,15 +171,6 @@ TEST(NodeKeys, CubeOriginsFollowTheLevel) {
     EXPECT_EQ(nodeOrigin(high, 9, {1, 1, 0, 0})[0], 0x80u);  // wraps like the stored offsets
 }
 
-TEST(NodeKeys, HashSeparatesKeysThatDifferInOneField) {
-    const NodeKeyHash hash;
-    const NodeKey a{3, 1, 2, 3};
-    EXPECT_NE(hash(a), hash({4, 1, 2, 3}));
-    EXPECT_NE(hash(a), hash({3, 2, 1, 3}));
-    EXPECT_NE(hash(a), hash({3, 1, 2, 4}));
-    EXPECT_EQ(hash(a), hash({3, 1, 2, 3}));
-}
-
 TEST(Crc32, MatchesTheStandardCheckValues) {
     EXPECT_EQ(crc32("123456789", 9), 0xCBF43926u);
     EXPECT_EQ(crc32("", 0), 0u);

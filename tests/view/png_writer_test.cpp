@@ -84,34 +84,20 @@ TEST(PngWriter, OnePixelIsACompleteTruecolourFile) {
 }
 
 TEST(PngWriter, StoredBlocksHoldAtMost65535Bytes) {
-    // 1456 × 15: (1456 × 3 + 1) × 15 = 65535 raw bytes, exactly one full block.
-    {
-        const auto rgb = randomPixels(1456, 15, 1);
-        const InspectedPng png = encodeAndInspect(1456, 15, rgb, false);
-        ASSERT_EQ(png.blocks.size(), 1u);
-        EXPECT_EQ(png.blocks[0].length, 65535u);
-        EXPECT_TRUE(png.blocks[0].final);
-        EXPECT_EQ(png.raw, expectedRaw(1456, 15, rgb, false));
-    }
-    // 21845 × 1: 65536 raw bytes, a full block and then one byte.
-    {
-        const auto rgb = randomPixels(21845, 1, 2);
-        const InspectedPng png = encodeAndInspect(21845, 1, rgb, false);
-        ASSERT_EQ(png.blocks.size(), 2u);
-        EXPECT_EQ(png.blocks[0].length, 65535u);
-        EXPECT_FALSE(png.blocks[0].final);
-        EXPECT_EQ(png.blocks[1].length, 1u);
-        EXPECT_TRUE(png.blocks[1].final);
-        EXPECT_EQ(png.raw, expectedRaw(21845, 1, rgb, false));
-    }
-    // Several blocks whose edges fall inside rows.
-    {
-        const auto rgb = randomPixels(301, 250, 3);
-        const InspectedPng png = encodeAndInspect(301, 250, rgb, false);
-        const std::size_t rawSize = (301 * 3 + 1) * 250;
+    // 1456 × 15 is 65535 raw bytes, one full block; 21845 × 1 is 65536, a full block and one byte;
+    // the edges of 301 × 250's blocks fall inside rows.
+    for (const auto& [width, height] : {std::pair{1456, 15}, std::pair{21845, 1}, std::pair{301, 250}}) {
+        SCOPED_TRACE(width);
+        const auto rgb = randomPixels(width, height, static_cast<unsigned>(width));
+        const InspectedPng png = encodeAndInspect(width, height, rgb, false);
+        const std::size_t rawSize = (std::size_t(width) * 3 + 1) * height;
         ASSERT_EQ(png.blocks.size(), (rawSize + 65534) / 65535);
-        for (std::size_t i = 0; i + 1 < png.blocks.size(); ++i) EXPECT_EQ(png.blocks[i].length, 65535u);
-        EXPECT_EQ(png.raw, expectedRaw(301, 250, rgb, false));
+        for (std::size_t i = 0; i < png.blocks.size(); ++i) {
+            const bool last = i + 1 == png.blocks.size();
+            EXPECT_EQ(png.blocks[i].length, last ? rawSize - 65535 * i : 65535u) << i;
+            EXPECT_EQ(png.blocks[i].final, last) << i;
+        }
+        EXPECT_EQ(png.raw, expectedRaw(width, height, rgb, false));
     }
 }
 
@@ -131,22 +117,19 @@ TEST(PngWriter, BottomUpRowsPutTheTopOfThePictureFirst) {
 
 TEST(PngWriter, InvalidPicturesAreRefused) {
     const std::uint8_t pixel[3] = {1, 2, 3};
-    std::vector<std::uint8_t> file;
-    std::string error;
-    EXPECT_FALSE(encodePng(0, 1, pixel, false, file, error));
-    EXPECT_EQ(error, "immagine non valida");
-    error.clear();
-    EXPECT_FALSE(encodePng(1, -4, pixel, false, file, error));
-    EXPECT_EQ(error, "immagine non valida");
-    error.clear();
-    EXPECT_FALSE(encodePng(1, 1, nullptr, false, file, error));
-    EXPECT_EQ(error, "immagine non valida");
-    // Too large for one chunk: refused before a single pixel is read.
-    error.clear();
-    EXPECT_FALSE(encodePng(1000000, 1000, pixel, false, file, error));
-    EXPECT_EQ(error, "immagine non valida");
+    struct Case {
+        int width, height;
+        const std::uint8_t* rgb;
+    };
+    // The last is too large for one chunk: refused before a single pixel is read.
+    for (const Case& c : {Case{0, 1, pixel}, Case{1, -4, pixel}, Case{1, 1, nullptr}, Case{1000000, 1000, pixel}}) {
+        std::vector<std::uint8_t> file;
+        std::string error;
+        EXPECT_FALSE(encodePng(c.width, c.height, c.rgb, false, file, error)) << c.width << " x " << c.height;
+        EXPECT_EQ(error, "immagine non valida");
+    }
     test::TempDir dir;
-    error.clear();
+    std::string error;
     EXPECT_FALSE(writePng(dir.file("x.png"), 0, 0, pixel, false, error));
     EXPECT_EQ(error, "immagine non valida");
     EXPECT_FALSE(std::filesystem::exists(fromUtf8(dir.file("x.png"))));
@@ -169,20 +152,14 @@ TEST(PngWriter, WritesTheFileUnderANonAsciiNameAndReplacesAnOldOne) {
 
 TEST(PngWriter, FailuresNameThePath) {
     test::TempDir dir;
-    const auto rgb = randomPixels(4, 4, 5);
+    const auto rgb = randomPixels(64, 64, 5);
     std::string error;
     const std::string missingFolder = dir.file("manca/foto.png");
     EXPECT_FALSE(writePng(missingFolder, 4, 4, rgb.data(), false, error));
     EXPECT_EQ(error, "impossibile creare '" + missingFolder + "'");
-}
-
-TEST(PngWriter, AFailedWriteIsReported) {
     // A device that accepts the open and refuses every write.
-    const std::string full = "/dev/full";
-    if (!std::filesystem::exists(full)) GTEST_SKIP() << "no /dev/full here";
-    const auto rgb = randomPixels(64, 64, 6);
-    std::string error;
-    EXPECT_FALSE(writePng(full, 64, 64, rgb.data(), false, error));
+    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
+    EXPECT_FALSE(writePng("/dev/full", 64, 64, rgb.data(), false, error));
     EXPECT_EQ(error, "scrittura di '/dev/full' fallita");
 }
 

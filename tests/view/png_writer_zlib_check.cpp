@@ -19,18 +19,9 @@ void checkWithZlib(int width, int height, bool bottomUp, unsigned seed) {
     std::string error;
     ASSERT_TRUE(encodePng(width, height, rgb.data(), bottomUp, file, error)) << error;
 
+    // The inspector gathers the data of the chunks (the encoder tests check their CRCs); zlib inflates it.
     const test::InspectedPng png = test::inspectPng(file);
     ASSERT_EQ(png.problem, "");
-    // Chunk CRCs as zlib computes them.
-    std::size_t pos = 8;
-    for (const auto& chunk : png.chunks) {
-        const std::uint32_t length = static_cast<std::uint32_t>(chunk.data.size());
-        const uLong crc = crc32(0L, &file[pos + 4], length + 4);
-        const std::uint8_t* stored = &file[pos + 8 + length];
-        EXPECT_EQ(crc, (uLong(stored[0]) << 24) | (uLong(stored[1]) << 16) | (uLong(stored[2]) << 8) | stored[3])
-            << chunk.type;
-        pos += 12 + length;
-    }
 
     const std::size_t stride = std::size_t(width) * 3;
     std::vector<std::uint8_t> raw((stride + 1) * height + 1);
