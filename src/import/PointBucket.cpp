@@ -76,7 +76,7 @@ bool PointBucket::add(const PointRecord* points, std::size_t count, std::string&
         writeBuffer_.insert(writeBuffer_.end(), points + done, points + done + piece);
         done += piece;
         if (writeBuffer_.size() == kBucketWriteBufferPoints &&
-            !writeOutBuffer(error))
+            !writeOutBuffer(error, "writing to the temporary file failed: "))
             return false;
     }
     total_ += count;
@@ -100,11 +100,11 @@ bool PointBucket::spill(std::string& error) {
     return true;
 }
 
-bool PointBucket::writeOutBuffer(std::string& error) {
+bool PointBucket::writeOutBuffer(std::string& error, const char* failure) {
     if (writeBuffer_.empty()) return true;
     const std::uint64_t bytes = writeBuffer_.size() * kRecordBytes;
     if (!file_.write(writeBuffer_.data(), static_cast<std::size_t>(bytes)))
-        return fail(error, "writing to the temporary file failed: " + file_.lastErrorText());
+        return fail(error, failure + file_.lastErrorText());
     bytesOnDisk_ += bytes;
     writeBuffer_.clear();
     return true;
@@ -112,9 +112,8 @@ bool PointBucket::writeOutBuffer(std::string& error) {
 
 bool PointBucket::finishWriting(std::string& error) {
     if (!isSpilled()) return true;
-    // The file is written without a cache of its own: flushing is writing out the buffer, and a
-    // failure is a failed write.
-    if (!writeOutBuffer(error)) return false;
+    // The file is written without a cache of its own: flushing is writing out the buffer.
+    if (!writeOutBuffer(error, "flushing the temporary file failed: ")) return false;
     // Nothing more will be added for a while (or ever): the buffer's 1,1 MiB goes back.
     std::vector<PointRecord>().swap(writeBuffer_);
     return true;
@@ -122,7 +121,7 @@ bool PointBucket::finishWriting(std::string& error) {
 
 bool PointBucket::beginReading(std::string& error) {
     if (isSpilled()) {
-        if (!writeOutBuffer(error)) return false;
+        if (!writeOutBuffer(error, "flushing the temporary file failed: ")) return false;
         if (!file_.seek(0)) return fail(error, "seeking in the temporary file failed: " + file_.lastErrorText());
         std::vector<PointRecord>().swap(writeBuffer_);
     }

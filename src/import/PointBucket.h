@@ -59,7 +59,7 @@ public:
 private:
     bool appendInMemory(const PointRecord* points, std::size_t count);
     bool spill(std::string& error);
-    bool writeOutBuffer(std::string& error);
+    bool writeOutBuffer(std::string& error, const char* failure);
     bool fail(std::string& error, const std::string& message);
     void giveBackMemory();
 

@@ -174,7 +174,7 @@ TEST(PointBucketTest, SpillFailureNamesTheFile) {
     EXPECT_EQ(error.rfind("cannot create temporary file '" + missing, 0), 0u) << error;
 }
 
-TEST(PointBucketTest, AFailedBufferWriteBeforeReadingOrAtTheEndIsAFailedWrite) {
+TEST(PointBucketTest, AFailedBufferWriteBeforeReadingOrAtTheEndIsAFailedFlush) {
     struct FailNextWrite {
         static bool hook(SystemFile::Operation operation, void*) { return operation == SystemFile::Operation::Write; }
     };
@@ -188,7 +188,7 @@ TEST(PointBucketTest, AFailedBufferWriteBeforeReadingOrAtTheEndIsAFailedWrite) {
         const bool ok = atTheEnd ? bucket.finishWriting(error) : bucket.beginReading(error);
         SystemFile::setFaultHook(nullptr, nullptr);
         EXPECT_FALSE(ok);
-        EXPECT_EQ(error.rfind("writing to the temporary file failed: ", 0), 0u) << error;
+        EXPECT_EQ(error.rfind("flushing the temporary file failed: ", 0), 0u) << error;
     }
 }
 
