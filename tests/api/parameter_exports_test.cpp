@@ -105,15 +105,5 @@ TEST_F(ParameterExports, ColoursReadBackAndUnknownSlotsAreRefused) {
     EXPECT_EQ(lastLibraryError(), "unknown colour");
 }
 
-TEST_F(ParameterExports, CombineModeIgnoresValuesOutOfRange) {
-    EXPECT_EQ(PC_GetCombineMode(view), 0);
-    PC_SetCombineMode(view, 2);
-    PC_SetCombineMode(view, 3);
-    EXPECT_EQ(PC_GetCombineMode(view), 2);
-    PcViewState state;
-    ASSERT_EQ(PC_GetState(view, &state), 0);
-    EXPECT_EQ(state.combineMode, 2u);
-}
-
 }  // namespace
 }  // namespace parameter_exports
