@@ -218,16 +218,13 @@ TEST_F(TextOverlayDrawingTest, HostLinesAreDrawnInTheirColourOnTheirPanelAndNowh
 TEST_F(TextOverlayDrawingTest, NothingIsDrawnWhenTheOverlayIsOffOrEmpty) {
     settings.backgroundBottom = {0.4f, 0.4f, 0.4f};
     overlay.setOverlayText("HHHH", 0xFF0000);
-    settings.overlayVisible = false;
-    Picture picture = draw();
-    for (int y = 0; y < kViewHeight; ++y)
-        for (int x = 0; x < kViewWidth; ++x) ASSERT_EQ(picture.at(x, y), background()) << x << ", " << y;
-
-    settings.overlayVisible = true;
-    overlay.setOverlayText(nullptr, 0xFF0000);
-    picture = draw();
-    for (int y = 0; y < kViewHeight; ++y)
-        for (int x = 0; x < kViewWidth; ++x) ASSERT_EQ(picture.at(x, y), background()) << x << ", " << y;
+    for (const bool visible : {false, true}) {
+        settings.overlayVisible = visible;
+        if (visible) overlay.setOverlayText(nullptr, 0xFF0000);
+        const Picture picture = draw();
+        for (int y = 0; y < kViewHeight; ++y)
+            for (int x = 0; x < kViewWidth; ++x) ASSERT_EQ(picture.at(x, y), background()) << x << ", " << y;
+    }
 }
 
 TEST_F(TextOverlayDrawingTest, AGlyphReproducesItsAtlasCoverageAtThePen) {
