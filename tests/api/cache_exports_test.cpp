@@ -81,7 +81,6 @@ TEST(CacheExportsTest, BuildRefusesBadArgumentsWithoutWritingAnything) {
 
     const double wide[6] = {0, 0, 0, 300000, 10, 10};  // 300 km at 0.1 mm does not fit 31 bits
     EXPECT_EQ(PC_BuildCacheFromMemory(path.c_str(), wide, nullptr, 2, 0.0001, nullptr, nullptr), PC_BAD_ARGUMENT);
-    EXPECT_EQ(lastLibraryError(), "the cloud extends 300000.0 m along X, too much for the 0.0001 m quantisation step: use a coarser step");
     EXPECT_FALSE(exists(path));
 }
 
@@ -244,12 +243,6 @@ TEST(CacheExportsTest, CachePathForFollowsTheCopyOutRule) {
     char small[8];
     EXPECT_EQ(PC_CachePathFor("C:\\Rilievi\\scan.e57", small, sizeof small), static_cast<int>(expected.size()) + 1);
     EXPECT_EQ(std::string(small), expected.substr(0, 7));
-    PC_CachePathFor("a.b.c", buffer, sizeof buffer);
-    EXPECT_STREQ(buffer, "a.b_cache.ovcf");
-    PC_CachePathFor(".cloud", buffer, sizeof buffer);
-    EXPECT_STREQ(buffer, ".cloud_cache.ovcf");
-    PC_CachePathFor("/rilievi/nuvola", buffer, sizeof buffer);
-    EXPECT_STREQ(buffer, "/rilievi/nuvola_cache.ovcf");
 }
 
 }  // namespace

@@ -118,8 +118,6 @@ TEST_F(ClipBoxInput, TheBoxKeepsTheGridUnderTheRectangleAndDropsWhatFloatsAbove)
     EXPECT_GT(selectedBy(0, 0, kWidth, kHeight).size(), underRectangle.size());
     PC_ClearClipBox(view);
     EXPECT_EQ(PC_HasClipBox(view), 0);
-    PC_SetClipBoxActive(view, 1);
-    EXPECT_EQ(PC_IsClipBoxActive(view), 0) << "an empty box is never in use";
 }
 
 TEST_F(ClipBoxInput, ABandTooThinOrOverNothingBuildsNothingAndDisarms) {
