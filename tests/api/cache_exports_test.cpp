@@ -64,7 +64,7 @@ void patch(const std::string& path, std::streamoff offset, const void* bytes, st
     file.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
 }
 
-TEST(CacheExportsTest, BuildRefusesBadArgumentsWithoutWritingAnything) {
+TEST(CacheExportsTest, BuildRefusesBadArgumentsAndMissingFoldersWithoutWritingAnything) {
     TempDir dir("exports");
     const Cloud cloud = fieldCloud(10, 1);
     const std::string path = dir.file("c.ovcf");
@@ -82,6 +82,11 @@ TEST(CacheExportsTest, BuildRefusesBadArgumentsWithoutWritingAnything) {
     const double wide[6] = {0, 0, 0, 300000, 10, 10};  // 300 km at 0.1 mm does not fit 31 bits
     EXPECT_EQ(PC_BuildCacheFromMemory(path.c_str(), wide, nullptr, 2, 0.0001, nullptr, nullptr), PC_BAD_ARGUMENT);
     EXPECT_FALSE(exists(path));
+
+    const std::string missing = dir.file("no/such/folder/c.ovcf");
+    EXPECT_EQ(PC_BuildCacheFromMemory(missing.c_str(), cloud.xyz.data(), nullptr, cloud.count(), 0.001, nullptr, nullptr),
+              PC_OPEN_FAILED);
+    EXPECT_EQ(lastLibraryError().rfind("cannot create file '" + missing + "'", 0), 0u) << lastLibraryError();
 }
 
 TEST(CacheExportsTest, BuiltCacheMatchesTheSameCloudInAnotherOrder) {
@@ -155,15 +160,6 @@ TEST(CacheExportsTest, ProgressRisesToOneAndZeroCancels) {
         EXPECT_EQ(lastLibraryError(), "operation cancelled");
         EXPECT_FALSE(exists(cancelled));
     }
-}
-
-TEST(CacheExportsTest, BuildIntoAMissingFolderFailsWithTheWritersMessage) {
-    TempDir dir("exports");
-    const Cloud cloud = fieldCloud(100, 5);
-    const std::string path = dir.file("no/such/folder/c.ovcf");
-    EXPECT_EQ(PC_BuildCacheFromMemory(path.c_str(), cloud.xyz.data(), nullptr, cloud.count(), 0.001, nullptr, nullptr),
-              PC_OPEN_FAILED);
-    EXPECT_EQ(lastLibraryError().rfind("cannot create file '" + path + "'", 0), 0u) << lastLibraryError();
 }
 
 TEST(CacheExportsTest, CheckAnswersEveryCode) {

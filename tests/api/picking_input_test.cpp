@@ -45,10 +45,6 @@ protected:
         render();
     }
 
-    static Rgb pixel(const ovcf::test::InspectedPng& png, int x, int y) {
-        const std::size_t at = std::size_t(y) * (1 + 3 * png.width) + 1 + 3 * std::size_t(x);
-        return {png.raw.at(at), png.raw.at(at + 1), png.raw.at(at + 2)};
-    }
     // Where the colour shows, (-1, -1) when it does not.
     static std::pair<int, int> find(const ovcf::test::InspectedPng& png, const Rgb& colour) {
         for (int y = 0; y < int(png.height); ++y)

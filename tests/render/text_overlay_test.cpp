@@ -17,12 +17,8 @@ TEST(GlyphAtlas, SixteenByFourteenCellsForTheCodes32To255) {
     EXPECT_EQ(atlas.height, 14 * atlas.cellHeight);
     ASSERT_EQ(atlas.image.size(), static_cast<std::size_t>(atlas.width) * atlas.height);
 
-    EXPECT_EQ(GlyphAtlas::glyphIndex(0), -1);
-    EXPECT_EQ(GlyphAtlas::glyphIndex('\n'), -1);
-    EXPECT_EQ(GlyphAtlas::glyphIndex(31), -1);
-    EXPECT_EQ(GlyphAtlas::glyphIndex(32), 0);
-    EXPECT_EQ(GlyphAtlas::glyphIndex(255), 223);
-    EXPECT_EQ(GlyphAtlas::glyphIndex(256), -1);
+    for (const auto [code, glyph] : {std::pair{0, -1}, {'\n', -1}, {31, -1}, {32, 0}, {255, 223}, {256, -1}})
+        EXPECT_EQ(GlyphAtlas::glyphIndex(code), glyph) << code;
 
     // Glyph 223 (code 255) fills the last cell.
     EXPECT_FLOAT_EQ(atlas.rects[223].u1, 1.0f);
@@ -81,13 +77,6 @@ TEST(OverlayText, LinesAreCutAtLineFeedsWithTheColourAsFractions) {
     EXPECT_FLOAT_EQ(lines[0].color.b, 0x66 / 255.0f);
     EXPECT_TRUE(splitOverlayText("", 0xFFFFFF).empty());
     EXPECT_TRUE(splitOverlayText(nullptr, 0xFFFFFF).empty());
-
-    RenderSettings settings;
-    TextOverlay overlay(settings);
-    overlay.setOverlayText("uno\ndue", 0xFFFFFF);
-    EXPECT_EQ(overlay.overlayLines().size(), 2u);
-    overlay.setOverlayText("", 0xFFFFFF);
-    EXPECT_TRUE(overlay.overlayLines().empty());
 }
 
 TEST(OverlayText, Utf8AndLatin1BytesGiveTheirCharacters) {
