@@ -43,13 +43,6 @@ TEST_F(LogTest, TraceAndDebugAreDroppedBelowTheThresholds) {
     for (const std::string& line : recentLines()) EXPECT_EQ(line.find("traccia"), std::string::npos);
 }
 
-TEST_F(LogTest, LevelNamesAreFiveCharacters) {
-    EXPECT_STREQ(logLevelName(LogInfo), "INFO ");
-    EXPECT_STREQ(logLevelName(LogWarn), "WARN ");
-    EXPECT_STREQ(logLevelName(LogError), "ERROR");
-    EXPECT_STREQ(logLevelName(9), "?????");
-}
-
 TEST_F(LogTest, LongLinesReachTheOutputsWholeAndTheRingCut) {
     for (std::size_t length : {std::size_t{1023}, std::size_t{1024}, std::size_t{5000}}) {
         lines.clear();
