@@ -57,7 +57,7 @@ TEST_F(ViewLifecycle, TheViewFillsTheParentAndFollowsItsSize) {
     EXPECT_EQ(PC_Render(view), 0);  // nothing is loading: the picture is complete
 
     // The size at creation, after PC_Resize, and after a render call, which resizes first.
-    for (const auto [width, height, byRender] : {std::tuple{320, 200, false}, {500, 260, false}, {180, 90, true}}) {
+    for (const auto& [width, height, byRender] : {std::tuple{320, 200, false}, {500, 260, false}, {180, 90, true}}) {
         parent->resizeClient(width, height);
         if (byRender) EXPECT_EQ(PC_Render(view), 0);
         else PC_Resize(view);
