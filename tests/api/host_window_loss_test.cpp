@@ -54,8 +54,6 @@ TEST_F(HostWindowLoss, EveryExportSurvivesTheParentsDestruction) {
     EXPECT_EQ(PC_PointCount(view), 0u);
     EXPECT_EQ(PC_OpenFile(view, cloud.c_str()), 5);
     PC_DestroyView(view);
-    EXPECT_EQ(PC_Render(view), 0);
-    EXPECT_EQ(lastLibraryError(), "invalid view handle");
 }
 
 // Two views on one thread, each with its cloud: closing and destroying one, with its window

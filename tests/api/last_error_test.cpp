@@ -10,38 +10,27 @@ namespace {
 
 void failWithInvalidHandle() { PC_Resize(nullptr); }  // sets "invalid view handle" (19 characters)
 
-TEST(LastError, ANullBufferAsksForTheSize) {
+// Every call answers the whole text's size with its terminating zero, and writes at most
+// capacity - 1 characters and the zero.
+TEST(LastError, TheTextIsCutToTheCapacityAndTheSizeIsAlwaysTheWholeOnes) {
     failWithInvalidHandle();
     EXPECT_EQ(PC_LastError(nullptr, 0), 20);
     EXPECT_EQ(PC_LastError(nullptr, 100), 20);
-}
-
-TEST(LastError, CapacityOneWritesOnlyTheTerminatingZero) {
-    failWithInvalidHandle();
-    char buffer[4] = {'#', '#', '#', '#'};
-    EXPECT_EQ(PC_LastError(buffer, 1), 20);
-    EXPECT_EQ(buffer[0], '\0');
-    EXPECT_EQ(buffer[1], '#');
-}
-
-TEST(LastError, ALongTextIsCutToCapacityMinusOne) {
-    failWithInvalidHandle();
-    char buffer[9];
-    std::memset(buffer, '#', sizeof buffer);
-    EXPECT_EQ(PC_LastError(buffer, 8), 20);
-    EXPECT_STREQ(buffer, "invalid");
-    EXPECT_EQ(buffer[8], '#');
-    char whole[20];
-    EXPECT_EQ(PC_LastError(whole, sizeof whole), 20);
-    EXPECT_STREQ(whole, "invalid view handle");
-}
-
-TEST(LastError, ZeroOrNegativeCapacityWritesNothing) {
-    failWithInvalidHandle();
-    char buffer[2] = {'#', '#'};
-    EXPECT_EQ(PC_LastError(buffer, 0), 20);
-    EXPECT_EQ(PC_LastError(buffer, -5), 20);
-    EXPECT_EQ(buffer[0], '#');
+    const struct {
+        int capacity;
+        const char* written;  // nullptr: nothing written
+    } cases[] = {{-5, nullptr}, {0, nullptr}, {1, ""}, {8, "invalid"}, {20, "invalid view handle"}, {21, "invalid view handle"}};
+    for (const auto& c : cases) {
+        char buffer[24];
+        std::memset(buffer, '#', sizeof buffer);
+        EXPECT_EQ(PC_LastError(buffer, c.capacity), 20) << c.capacity;
+        if (!c.written) {
+            EXPECT_EQ(buffer[0], '#') << c.capacity;
+            continue;
+        }
+        EXPECT_STREQ(buffer, c.written) << c.capacity;
+        EXPECT_EQ(buffer[std::strlen(c.written) + 1], '#') << c.capacity;
+    }
 }
 
 TEST(LastError, SuccessKeepsThePreviousText) {

@@ -1,145 +1,75 @@
+// The camera driven through real mouse messages over a coloured, gently curved patch: any change
+// of the camera changes the picture.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
-#include <iterator>
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "LibraryError.h"
-#include "OrvanePC.h"
-#include "ParentWindow.h"
-#include "TestSupport.h"
+#include "ViewInputTest.h"
 
 namespace navigation_input {
 namespace {
-
-using ovcf::test::TempDir;
-using ovcf::harness::ParentWindow;
 
 constexpr int kWidth = 320;
 constexpr int kHeight = 240;
 constexpr int kCubeSize = 98;  // the "cube.size" default, in the top-right corner
 
-using ovcf::test::lastLibraryError;
-
-std::vector<char> readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// A coloured, gently curved patch: any change of the camera changes the picture.
-bool buildPatch(const std::string& path) {
-    std::vector<double> xyz;
-    std::vector<uint32_t> rgb;
-    for (int i = 0; i < 120; ++i)
-        for (int j = 0; j < 120; ++j) {
-            xyz.insert(xyz.end(), {500000.0 + i * 0.5, 4000000.0 + j * 0.5, 100.0 + 2.0 * std::sin(i * 0.1) * std::cos(j * 0.07)});
-            rgb.push_back(static_cast<uint32_t>((i * 2) << 16 | (j * 2) << 8 | 128));
-        }
-    return PC_BuildCacheFromMemory(path.c_str(), xyz.data(), rgb.data(), static_cast<int64_t>(rgb.size()), 0.001,
-                                   nullptr, nullptr) == PC_OK;
-}
-
-class NavigationInput : public ::testing::Test {
+class NavigationInput : public ovcf::test::ViewInputTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(buildPatch(dir.file("patch.ovcf"))) << lastLibraryError();
-        parent = ovcf::harness::ParentWindow::create(kWidth, kHeight);
-        ASSERT_TRUE(parent) << "no display";
-        view = PC_CreateView(reinterpret_cast<PcParentWindow>(parent->handle()));
-        ASSERT_NE(view, nullptr) << lastLibraryError();
-        ASSERT_EQ(PC_OpenFile(view, dir.file("patch.ovcf").c_str()), PC_OK) << lastLibraryError();
-        PC_SetValue(view, 8, 0.0);  // no eye-dome lighting: plain colours compare more strictly
-        child = parent->firstChild();
-    }
-    void TearDown() override {
-        if (view) PC_DestroyView(view);
-    }
+    NavigationInput() : ViewInputTest("orvane_navigation") {}
 
-    void pump() {
-        parent->flush();
-#if !defined(_WIN32)
-        PC_X11ProcessEvents(view);
-#endif
+    void SetUp() override {
+        std::vector<double> xyz;
+        std::vector<uint32_t> rgb;
+        for (int i = 0; i < 120; ++i)
+            for (int j = 0; j < 120; ++j) {
+                xyz.insert(xyz.end(), {500000.0 + i * 0.5, 4000000.0 + j * 0.5, 100.0 + 2.0 * std::sin(i * 0.1) * std::cos(j * 0.07)});
+                rgb.push_back(static_cast<uint32_t>((i * 2) << 16 | (j * 2) << 8 | 128));
+            }
+        ASSERT_NO_FATAL_FAILURE(buildAndOpen(dir.file("patch.ovcf"), xyz, rgb, kWidth, kHeight));
+        PC_SetValue(view, 8, 0.0);  // no eye-dome lighting: plain colours compare more strictly
     }
 
     // The picture once every chosen node is on screen, with the pointer gone from the view.
-    std::vector<char> picture(const std::string& name) {
+    std::vector<std::uint8_t> picture() {
         parent->sendLeave(child);
         pump();
-        for (int frame = 0; frame < 200 && PC_Render(view) == 1; ++frame) {
-        }
-        const std::string path = dir.file(name + ".png");
-        EXPECT_EQ(PC_SaveScreenshot(view, path.c_str()), PC_OK) << lastLibraryError();
-        return readFile(path);
+        return screenshot().raw;
     }
-
     void drag(int button, int fromX, int fromY, int toX, int toY) {
-        parent->sendMove(child, fromX, fromY);
-        parent->sendButton(child, button, true, fromX, fromY);
-        parent->sendMove(child, (fromX + toX) / 2, (fromY + toY) / 2);
-        parent->sendMove(child, toX, toY);
-        parent->sendButton(child, button, false, toX, toY);
-        pump();
+        ovcf::harness::dragInView(*parent, child, view, button, fromX, fromY, toX, toY);
     }
-
-    TempDir dir{"orvane_navigation"};
-    std::unique_ptr<ovcf::harness::ParentWindow> parent;
-    PcView view = nullptr;
-    std::uintptr_t child = 0;
 };
 
-TEST_F(NavigationInput, RightDragPansAndARightClickDoesNot) {
-    const std::vector<char> start = picture("start");
+TEST_F(NavigationInput, EveryGestureMovesTheCameraAndZoomAllAndTheCubeTurnItBack) {
+    const std::vector<std::uint8_t> start = picture();
     ASSERT_FALSE(start.empty());
-    parent->sendMove(child, 100, 150);
-    parent->sendButton(child, 1, true, 100, 150);
-    parent->sendButton(child, 1, false, 100, 150);
+    click(1, 100, 150);
+    EXPECT_EQ(picture(), start) << "a right click does not pan";
+    parent->sendWheel(child, 360, 40, 40);
     pump();
-    EXPECT_EQ(picture("click"), start);
+    EXPECT_NE(picture(), start) << "the wheel zooms";
+    PC_ZoomAll(view);
+    EXPECT_EQ(picture(), start);
     drag(1, 100, 150, 160, 120);
-    EXPECT_NE(picture("panned"), start);
-}
-
-TEST_F(NavigationInput, WheelZoomsAndMiddleDragOrbitsUnlessLocked) {
-    const std::vector<char> start = picture("start");
-    parent->sendWheel(child, 120, 160, 120);
-    pump();
-    const std::vector<char> zoomed = picture("zoomed");
-    EXPECT_NE(zoomed, start);
+    const std::vector<std::uint8_t> panned = picture();
+    EXPECT_NE(panned, start) << "a right drag pans";
 
     PC_SetOrbitLocked(view, 1);
     drag(2, 160, 120, 200, 140);
-    EXPECT_EQ(picture("locked"), zoomed);
+    EXPECT_EQ(picture(), panned);
     PC_SetOrbitLocked(view, 0);
     drag(2, 160, 120, 200, 140);
-    EXPECT_NE(picture("orbited"), zoomed);
-}
+    EXPECT_NE(picture(), panned) << "a middle drag orbits";
 
-TEST_F(NavigationInput, ClickingTheCubesFaceTurnsToItsStandardView) {
     PC_SetStandardView(view, 0);  // from above: the cube shows its top face in the middle
-    const std::vector<char> top = picture("top");
-    drag(2, 160, 120, 175, 130);  // orbit away a little
-    const std::vector<char> turned = picture("turned");
-    EXPECT_NE(turned, top);
-
-    const int cubeX = kWidth - kCubeSize / 2;
-    const int cubeY = kCubeSize / 2;
-    parent->sendMove(child, cubeX, cubeY);
-    parent->sendButton(child, 0, true, cubeX, cubeY);
-    parent->sendButton(child, 0, false, cubeX, cubeY);
-    pump();
-    EXPECT_EQ(picture("back on top"), top);
-}
-
-TEST_F(NavigationInput, ZoomAllAndStandardViewsKeepTheirPictures) {
-    const std::vector<char> start = picture("start");
-    parent->sendWheel(child, 360, 40, 40);
-    pump();
-    EXPECT_NE(picture("zoomed"), start);
-    PC_ZoomAll(view);
-    EXPECT_EQ(picture("all"), start);
+    const std::vector<std::uint8_t> top = picture();
+    drag(2, 160, 120, 175, 130);
+    EXPECT_NE(picture(), top);
+    click(0, kWidth - kCubeSize / 2, kCubeSize / 2);
+    EXPECT_EQ(picture(), top);
 }
 
 }  // namespace

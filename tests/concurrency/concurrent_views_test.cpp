@@ -19,8 +19,7 @@ using namespace ovcf::test;
 
 std::atomic<int> gLinesA{0};
 std::atomic<int> gLinesB{0};
-void countA(int, const char*, void* user) { static_cast<std::atomic<int>*>(user)->fetch_add(1); }
-void countB(int, const char*, void* user) { static_cast<std::atomic<int>*>(user)->fetch_add(1); }
+void count(int, const char*, void* user) { static_cast<std::atomic<int>*>(user)->fetch_add(1); }
 
 std::mutex gFailuresMutex;
 std::vector<std::string> gFailures;
@@ -56,12 +55,12 @@ TEST(ConcurrentViews, TwoUiThreadsAndALogCallbackChangingMeanwhile) {
     std::atomic<bool> done{false};
     std::thread switcher([&] {
         for (int i = 0; !done.load(); ++i) {
-            if (i % 3 == 0) PC_SetLogCallback(&countA, &gLinesA);
-            else if (i % 3 == 1) PC_SetLogCallback(&countB, &gLinesB);
+            if (i % 3 == 0) PC_SetLogCallback(&count, &gLinesA);
+            else if (i % 3 == 1) PC_SetLogCallback(&count, &gLinesB);
             else PC_SetLogCallback(nullptr, nullptr);
             std::this_thread::yield();
         }
-        PC_SetLogCallback(&countA, &gLinesA);
+        PC_SetLogCallback(&count, &gLinesA);
     });
     std::thread first(uiThread, cloud, dir.file("first.png"));
     std::thread second(uiThread, cloud, dir.file("second.png"));

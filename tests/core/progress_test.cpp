@@ -9,7 +9,7 @@
 namespace ovcf {
 namespace {
 
-using ProgressTest = test::LogCapture;
+struct ProgressTest : ::testing::Test, test::LogCapture {};
 
 TEST_F(ProgressTest, UpdatesSoonerThanTheIntervalPrintNothing) {
     ProgressReporter progress("lettura sorgente", 1000, 2000);
@@ -22,9 +22,9 @@ TEST_F(ProgressTest, WithoutAnIntervalEveryUpdatePrints) {
     progress.update(500);
     progress.update(1000);
     ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].message.rfind("indicizzazione:  25.0%  500 / 2.000 punti  (", 0), 0u) << lines[0].message;
-    EXPECT_EQ(lines[1].message.rfind("indicizzazione:  50.0%  1.000 / 2.000 punti  (", 0), 0u) << lines[1].message;
-    EXPECT_NE(lines[1].message.find(" M punti/s)"), std::string::npos);
+    EXPECT_EQ(lines[0].text.rfind("indicizzazione:  25.0%  500 / 2.000 punti  (", 0), 0u) << lines[0].text;
+    EXPECT_EQ(lines[1].text.rfind("indicizzazione:  50.0%  1.000 / 2.000 punti  (", 0), 0u) << lines[1].text;
+    EXPECT_NE(lines[1].text.find(" M punti/s)"), std::string::npos);
 }
 
 TEST_F(ProgressTest, FinishPrintsOneFinalLineWithTheTotal) {
@@ -32,16 +32,16 @@ TEST_F(ProgressTest, FinishPrintsOneFinalLineWithTheTotal) {
     progress.finish();
     progress.finish();
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].message.rfind("indicizzazione: 100.0%  1.234.567 / 1.234.567 punti  (", 0), 0u) << lines[0].message;
-    EXPECT_EQ(lines[0].message.substr(lines[0].message.size() - 8), "  [fine]");
+    EXPECT_EQ(lines[0].text.rfind("indicizzazione: 100.0%  1.234.567 / 1.234.567 punti  (", 0), 0u) << lines[0].text;
+    EXPECT_EQ(lines[0].text.substr(lines[0].text.size() - 8), "  [fine]");
 }
 
 TEST_F(ProgressTest, UnknownTotalPrintsNoPercentage) {
     ProgressReporter progress("lettura sorgente", 0, 0);
     progress.update(4096);
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].message.rfind("lettura sorgente: 4.096 punti  (", 0), 0u) << lines[0].message;
-    EXPECT_EQ(lines[0].message.find('%'), std::string::npos);
+    EXPECT_EQ(lines[0].text.rfind("lettura sorgente: 4.096 punti  (", 0), 0u) << lines[0].text;
+    EXPECT_EQ(lines[0].text.find('%'), std::string::npos);
 }
 
 }  // namespace

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "LogCapture.h"
 #include "ParentWindow.h"
-#include "core/Log.h"
 #include "navigation/Camera.h"
 #include "platform/ViewWindow.h"
 #include "view/Renderer.h"
@@ -54,33 +54,6 @@ struct Picture {
     Rgb at(int x, int y) const {
         const std::size_t i = (static_cast<std::size_t>(height - 1 - y) * width + x) * 3;
         return {rgb[i], rgb[i + 1], rgb[i + 2]};
-    }
-};
-
-struct LogCapture {
-    struct Line {
-        int level;
-        std::string text;
-    };
-    std::vector<Line> lines;
-
-    LogCapture() {
-        setStandardErrorEcho(false);
-        setLogSink(&collect, this);
-    }
-    ~LogCapture() {
-        setLogSink(nullptr, nullptr);
-        setStandardErrorEcho(true);
-    }
-    bool has(int level, const std::string& text) const {
-        for (const Line& line : lines)
-            if (line.level == level && line.text == text) return true;
-        return false;
-    }
-
-private:
-    static void collect(int level, const char* message, void* self) {
-        static_cast<LogCapture*>(self)->lines.push_back({level, message});
     }
 };
 

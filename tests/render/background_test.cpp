@@ -30,14 +30,6 @@ TEST_F(BackgroundTest, GradientMixesTheBottomColourIntoTheTopOne) {
     EXPECT_TRUE(colorNear(picture.at(0, kHeight - 1), toBytes(settings.backgroundBottom), 8));
 }
 
-TEST_F(BackgroundTest, DefaultColoursRunFromTheTopSlotToTheBottomSlot) {
-    settings = RenderSettings{};
-    settings.cubeVisible = false;
-    const Picture picture = draw();
-    EXPECT_TRUE(colorNear(picture.at(5, 0), gradientAt(0)));
-    EXPECT_TRUE(colorNear(picture.at(5, kHeight - 1), gradientAt(kHeight - 1)));
-}
-
 TEST_F(BackgroundTest, WithoutGradientEveryPixelHasTheBottomColour) {
     settings.backgroundGradient = false;
     settings.backgroundTop = {0.90f, 0.50f, 0.10f};

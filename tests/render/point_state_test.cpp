@@ -60,18 +60,12 @@ TEST_F(PointStateTest, ADeletedPointVanishesAndComesBackWhenItsBitIsCleared) {
         const bool isDeleted = i == 31 || i == 32 || i == 63 || i == 64 || i == 100;
         EXPECT_EQ(drawn(picture, i), !isDeleted) << "point " << i;
     }
+    EXPECT_TRUE(drawn(draw(), 31)) << "the bits count only while something is deleted";
 
     const std::vector<std::uint64_t> none(2, 0);
     renderer.uploadDeletedBits(none.data(), none.size());
     const Picture restored = draw(frame);
     for (int i = 0; i < kPoints; ++i) EXPECT_TRUE(drawn(restored, i)) << "point " << i;
-}
-
-TEST_F(PointStateTest, DeletedBitsAreIgnoredWhileNothingIsDeleted) {
-    const std::vector<std::uint64_t> deleted = bits({5});
-    renderer.uploadDeletedBits(deleted.data(), deleted.size());
-    const Picture picture = draw();  // deletionActive stays false
-    EXPECT_TRUE(drawn(picture, 5));
 }
 
 TEST_F(PointStateTest, SelectedPointsTakeTheHighlightColour) {

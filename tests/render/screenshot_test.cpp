@@ -1,10 +1,4 @@
-#include <fstream>
-#include <iterator>
-
-#include "../view/PngInspect.h"
 #include "RenderTestSupport.h"
-#include "TestSupport.h"
-#include "view/PngWriter.h"
 
 namespace ovcf::test {
 namespace {
@@ -67,32 +61,6 @@ TEST_F(ScreenshotTest, ReadingDrawsNothingNewAndKeepsTheSizeOfTheLastFrame) {
     const Picture resized = draw(smaller);
     EXPECT_EQ(resized.width, 40);
     EXPECT_EQ(resized.height, 30);
-}
-
-TEST_F(ScreenshotTest, ThePngHoldsThePictureWithTheTopRowFirst) {
-    const Picture picture = draw(frameWithCube());
-    ASSERT_EQ(picture.at(5, 7), (Rgb{255, 0, 0}));
-    ASSERT_EQ(picture.at(60, 40), (Rgb{0, 0, 255}));
-    TempDir dir("orvane_render");
-    const std::string path = dir.file("schermata.png");
-    std::string error;
-    ASSERT_TRUE(writePng(path, picture.width, picture.height, picture.rgb.data(), true, error)) << error;
-
-    std::ifstream in(path, std::ios::binary);
-    const std::vector<std::uint8_t> file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    const InspectedPng png = inspectPng(file);
-    ASSERT_TRUE(png.problem.empty()) << png.problem;
-    ASSERT_EQ(png.width, static_cast<std::uint32_t>(kWidth));
-    ASSERT_EQ(png.height, static_cast<std::uint32_t>(kHeight));
-    const std::size_t stride = kWidth * 3 + 1;
-    ASSERT_EQ(png.raw.size(), stride * kHeight);
-    for (int y = 0; y < kHeight; ++y) {
-        ASSERT_EQ(png.raw[y * stride], 0) << "filter byte of row " << y;
-        for (int x = 0; x < kWidth; ++x) {
-            const std::uint8_t* p = &png.raw[y * stride + 1 + x * 3];
-            ASSERT_EQ((Rgb{p[0], p[1], p[2]}), picture.at(x, y)) << x << ", " << y;
-        }
-    }
 }
 
 }  // namespace
