@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# The SDK as a host team takes it: installs the native build into a prefix, compares the
-# library's binary interface with the record in abi/, builds the C example host against the
-# installed tree (never the build tree) with CMake's find_package and with pkg-config, runs both
-# (an X server must be there), and compiles the header alone as C89, C99, C11, C++17 and C++20
-# with every warning an error.
-# With --windows, the Windows build instead: installed, the example cross-built with MinGW
-# against the installed import library libOrvanePC.dll.a and run under Wine (WINEPREFIX set),
+# The SDK as a host team takes it: installs the native build into a prefix, checks that the
+# library exports exactly the interface, compares its binary interface with the record in abi/,
+# builds the C example host against the installed tree (never the build tree) with CMake's
+# find_package and with pkg-config, runs both (an X server must be there), and compiles the
+# header alone as C89, C99, C11, C++17 and C++20 with every warning an error.
+# With --windows, the Windows build instead: installed, its exports checked against OrvanePC.def,
+# the example cross-built with MinGW against the installed import library libOrvanePC.dll.a and
+# run under Wine (WINEPREFIX set),
 # then the same example built by clang for the MSVC target and linked by lld-link against the
 # installed OrvanePC.lib, with no Microsoft runtime, and run under Wine too.
 #   scripts/check-sdk.sh [--windows] BUILD_DIR OUT_DIR
@@ -25,6 +26,8 @@ prefix="$out/prefix"
 cmake --install "$build" --prefix "$prefix" >"$out/install.log"
 
 if [ "$windows" -eq 1 ]; then
+  echo "-- the DLL's exports against OrvanePC.def"
+  bash "$root/scripts/check-exports.sh" "$prefix/bin/OrvanePC.dll"
   echo "-- example host through find_package(OrvanePC), MinGW, under Wine"
   cmake -S "$root/examples" -B "$out/cmake" -DCMAKE_PREFIX_PATH="$prefix" \
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" >"$out/cmake.log"
@@ -54,6 +57,9 @@ if [ "$windows" -eq 1 ]; then
   wine "$msvc/example_host.exe" "$(winepath -w "$msvc")"
   exit 0
 fi
+
+echo "-- the library's exports against OrvanePC.def"
+bash "$root/scripts/check-exports.sh" "$(readlink -f "$prefix/lib/libOrvanePC.so")"
 
 echo "-- the binary interface against the record in abi/ (scripts/record-abi.sh renews it on purpose)"
 abidiff --headers-dir2 "$prefix/include" "$root/abi/libOrvanePC.abi" "$(readlink -f "$prefix/lib/libOrvanePC.so")"
