@@ -176,7 +176,7 @@ TEST(LazSourceTest, UnsupportedContentIsRefusedNamingIt) {
         {104, 0x84, false, 57, "LAZ point format 4 (with waveform packets) is not supported"},
         {104, 0x8A, false, 67, "LAZ point format 10 (with waveform packets) is not supported"},
         {items, 99, true, 0, "unknown LAZ item type 99 is not supported"},
-        {items + 4, 1, true, 0, "LAZ item POINT10 version 1 is not supported"},
+        {items + 4, 3, true, 0, "LAZ item POINT10 version 3 is not supported"},
         {items, 9, true, 0, "LAZ item WAVEPACKET13 version 2 (waveform packets) is not supported"},
         {headerSize + 2u, 'X', false, 0, "the LAZ file has no LASzip record"},
     };

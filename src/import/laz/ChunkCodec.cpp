@@ -11,6 +11,14 @@ namespace ovcf::laz {
 namespace {
 
 std::unique_ptr<PointwiseItemDecoder> pointwiseDecoder(const LazItem& item) {
+    if (item.version == 1) {
+        switch (static_cast<ItemType>(item.type)) {
+            case ItemType::Point10: return makePoint10V1Decoder();
+            case ItemType::GpsTime11: return makeGpsTime11V1Decoder();
+            case ItemType::Rgb12: return makeRgb12V1Decoder();
+            default: return makeExtraBytesDecoder(item.size);
+        }
+    }
     switch (static_cast<ItemType>(item.type)) {
         case ItemType::Point10: return makePoint10Decoder();
         case ItemType::GpsTime11: return makeGpsTime11Decoder();
