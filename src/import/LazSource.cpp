@@ -89,7 +89,7 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
                         }
                     largest = std::max(largest, largestLasColour(records, static_cast<std::size_t>(count), length, colourOffset_));
                 },
-                error))
+                error, laz::kFieldZ | laz::kFieldRgb))
             return false;
         for (int axis = 0; axis < 3 && !headerBox; ++axis) {
             const double a = header_.offset[axis] + header_.scale[axis] * static_cast<double>(low[axis]);
@@ -223,7 +223,11 @@ std::size_t LazSource::batchSize(std::size_t first) const {
     return count;
 }
 
-bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error) {
+unsigned LazSource::pointFields() const {
+    return laz::kFieldZ | laz::kFieldIntensity | laz::kFieldClass | (colourOffset_ >= 0 ? laz::kFieldRgb : 0u);
+}
+
+bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error, unsigned fields) {
     std::vector<std::vector<std::uint8_t>> compressed(count);
     std::string reason;
     for (std::size_t i = 0; i < count; ++i) {
@@ -245,7 +249,7 @@ bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, 
             try {
                 batch.chunks[i].resize(static_cast<std::size_t>(chunk.points) * length);
                 laz::decodeChunk(vlr_, compressed[i].data(), compressed[i].size(), chunk.points, length,
-                                 batch.chunks[i].data());
+                                 batch.chunks[i].data(), fields);
             } catch (const laz::CorruptData& e) {
                 failures[i] = e.what();
             } catch (const std::bad_alloc&) {
@@ -264,7 +268,8 @@ void LazSource::startNextBatch(std::size_t first) {
     if (first >= chunks_.size()) return;
     nextFirst_ = first;
     try {
-        decoding_ = std::async(std::launch::async, [this, first] { return decodeBatch(first, batchSize(first), next_, nextError_); });
+        decoding_ = std::async(std::launch::async,
+                               [this, first] { return decodeBatch(first, batchSize(first), next_, nextError_, pointFields()); });
     } catch (const std::system_error&) {
         // No thread to spare: read() decodes the batch itself when it gets there.
     }
@@ -290,7 +295,7 @@ bool LazSource::detectColourDepth(std::string& error) {
         std::size_t count = 1;
         const std::size_t most = batchSize(sample[i]);
         while (i + count < sample.size() && count < most && sample[i + count] == sample[i] + count) ++count;
-        if (!decodeBatch(sample[i], count, batch_, error)) return false;
+        if (!decodeBatch(sample[i], count, batch_, error, laz::kFieldRgb)) return false;
         for (std::size_t j = 0; j < count; ++j)
             largest = std::max(largest, largestLasColour(batch_.chunks[j].data(), static_cast<std::size_t>(chunks_[sample[i] + j].points),
                                                          header_.recordLength, colourOffset_));
@@ -322,7 +327,7 @@ bool LazSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
                 std::swap(batch_, next_);
             } else {
                 waitForNextBatch();
-                if (!decodeBatch(nextChunk_, batchSize(nextChunk_), batch_, error)) return false;
+                if (!decodeBatch(nextChunk_, batchSize(nextChunk_), batch_, error, pointFields())) return false;
             }
             startNextBatch(batch_.first + batch_.chunks.size());
         }

@@ -16,6 +16,7 @@
 #include "import/LasHeader.h"
 #include "import/LasPointConversion.h"
 #include "import/PointSource.h"
+#include "import/laz/DecodedFields.h"
 #include "import/laz/LazVlr.h"
 
 namespace ovcf {
@@ -47,9 +48,12 @@ public:
     std::size_t chunkCount() const { return chunks_.size(); }
     bool coloursAreEightBit() const { return colourShift_ == 0; }
     // Decodes the raw LAS records of every chunk in order, handing each chunk's to `take`
-    // (records, count); the decoding of a benchmark, and of the scans before reading.
+    // (records, count); the decoding of a benchmark, and of the scans before reading. Fields
+    // outside `fields` (laz::DecodedFields) may be left at each chunk's first value.
     template <class Take>
-    bool forEachChunk(Take&& take, std::string& error);
+    bool forEachChunk(Take&& take, std::string& error, unsigned fields = laz::kAllFields);
+    // The fields that reading points decodes: what a point of the cache keeps.
+    unsigned pointFields() const;
 
 private:
     struct Chunk {
@@ -68,7 +72,7 @@ private:
     };
 
     // Decodes chunks [first, first + count) into `batch`, on up to threads_ threads.
-    bool decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error);
+    bool decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error, unsigned fields);
     // Starts decoding the batch from chunk `first` in the background, into next_.
     void startNextBatch(std::size_t first);
     // Waits for a background decoding; false with its error when it failed.
@@ -102,12 +106,12 @@ private:
 };
 
 template <class Take>
-bool LazSource::forEachChunk(Take&& take, std::string& error) {
+bool LazSource::forEachChunk(Take&& take, std::string& error, unsigned fields) {
     waitForNextBatch();
     Batch batch;
     for (std::size_t first = 0; first < chunks_.size();) {
         const std::size_t count = batchSize(first);
-        if (!decodeBatch(first, count, batch, error)) return false;
+        if (!decodeBatch(first, count, batch, error, fields)) return false;
         for (std::size_t i = 0; i < count; ++i) take(batch.chunks[i].data(), chunks_[first + i].points);
         first += count;
     }

@@ -70,7 +70,7 @@ void decodePointwise(const LazVlr& vlr, const std::uint8_t* data, std::size_t si
 }
 
 void decodeLayered(const LazVlr& vlr, const std::uint8_t* data, std::size_t size, std::uint64_t points,
-                   std::uint16_t recordLength, std::uint8_t* out) {
+                   std::uint16_t recordLength, std::uint8_t* out, unsigned fields) {
     if (size < recordLength + 4u) throw CorruptData("the chunk ends inside its first point");
     std::vector<std::unique_ptr<LayeredItemDecoder>> items;
     unsigned context = 0;
@@ -100,7 +100,7 @@ void decodeLayered(const LazVlr& vlr, const std::uint8_t* data, std::size_t size
     }
     std::size_t first = 0;
     for (auto& item : items) {
-        item->attach(layers.data() + first);
+        item->attach(layers.data() + first, fields);
         first += item->layerCount();
     }
     for (std::uint64_t p = 1; p < points; ++p) {
@@ -117,10 +117,10 @@ void decodeLayered(const LazVlr& vlr, const std::uint8_t* data, std::size_t size
 }  // namespace
 
 void decodeChunk(const LazVlr& vlr, const std::uint8_t* data, std::size_t size, std::uint64_t points,
-                 std::uint16_t recordLength, std::uint8_t* out) {
+                 std::uint16_t recordLength, std::uint8_t* out, unsigned fields) {
     if (points == 0) return;
     if (vlr.layered())
-        decodeLayered(vlr, data, size, points, recordLength, out);
+        decodeLayered(vlr, data, size, points, recordLength, out, fields);
     else
         decodePointwise(vlr, data, size, points, recordLength, out);
 }
