@@ -62,13 +62,13 @@ void collectWriterStats(const OvcfWriter& writer, ImportStats& stats) {
     stats.signatureOut = writer.signature();
 }
 
-// The integer box of a source that knows it before reading, when the root will be split and
-// would not fit in memory: then the root cube is fixed first and the reading pass samples the
-// root and fills its children's buckets itself, instead of writing every point to a root bucket
-// on disk and reading it all back. The file comes out the same.
+// The integer box of a source that knows it before reading, when the root will be split: then
+// the root cube is fixed first and the reading pass samples the root and fills its children's
+// buckets itself, instead of putting every point in a root bucket (on disk when it is too large)
+// and splitting that; even a root that fits in memory would take a second array of its size.
+// The file comes out the same.
 bool rootSplitWhileReading(const IndexerRun& run, const PointSource& source, IntegerBox& box) {
-    const std::uint64_t count = source.pointCount();
-    if (count <= run.bucketLimit || count <= run.options.maxNodePoints) return false;
+    if (source.pointCount() <= run.options.maxNodePoints) return false;
     std::array<std::uint32_t, 3> min{}, max{};
     if (!source.quantizedBounds(min, max)) return false;
     for (int axis = 0; axis < 3; ++axis) {
