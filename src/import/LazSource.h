@@ -29,6 +29,9 @@ public:
     bool open(const std::string& path, double step, std::string& error);
     // Decoding threads; 0 (the default) takes the machine's cores, at most 8.
     void setThreads(unsigned threads) { threads_ = threads; }
+    // Files of up to this many points (a million unless lowered, by tests) are decoded once at
+    // opening, for their exact box and their colour depth; set before open().
+    void setMeasuredUpTo(std::uint64_t points) { measuredUpTo_ = points; }
 
     std::uint64_t pointCount() const override { return header_.pointCount; }
     std::array<double, 3> step() const override { return conversion_.step(); }
@@ -39,9 +42,12 @@ public:
     std::string description() const override;
     std::uint32_t fullPointFormat() const override { return 2; }
     std::string colourNote() const override { return zeroColour_ ? "RGB tutto a zero nel file: importato senza colore" : ""; }
+    // Measured on smaller files; on larger ones the header's box, which reading verifies.
     bool quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const override {
         return conversion_.exactBounds(min, max);
     }
+    bool restartWithBounds(const std::array<std::uint32_t, 3>& min, const std::array<std::uint32_t, 3>& max,
+                           std::string& error) override;
 
     const LasHeader& header() const { return header_; }
     const laz::LazVlr& vlr() const { return vlr_; }
@@ -92,7 +98,9 @@ private:
     int colourOffset_ = -1;
     unsigned colourShift_ = 8;
     bool zeroColour_ = false;  // the format has colour fields, all zero
+    bool boundsOnTrust_ = false;  // quantizedBounds() is the header's box, not yet verified
     unsigned threads_ = 0;
+    std::uint64_t measuredUpTo_ = std::uint64_t{1} << 20;
 
     Batch batch_;                // the chunks being handed out
     Batch next_;                 // the chunks decoded in the background (only that thread touches it)
