@@ -8,6 +8,7 @@
 // The generated cloud is written with our LAS writer from a cache built from memory.
 //
 // usage: laz_bench [POINTS] [FOLDER]   (20 million points by default; 0: only the shared sample)
+//        laz_bench FILE.laz              (decoding that file alone)
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -81,9 +82,10 @@ void decodeOnly(const std::string& path, const char* label) {
                 std::exit(1);
             }
         const double seconds = secondsSince(start);
-        std::printf("decode %-28s %-12s %u thread%s: %6.2f M points/s (%.2f M/s per processor second), peak %.0f MiB\n",
+        std::printf("decode %-28s %-12s %u thread%s: %6.2f M points/s (%.2f M/s per processor second), peak %.0f MiB, "
+                    "load %.2f\n",
                     label, all ? "all fields" : "cache fields", threads, threads > 1 ? "s" : " ", points / seconds / 1e6,
-                    points / (bench::processorSeconds() - cpuStart) / 1e6, bench::statusMiB("VmHWM:"));
+                    points / (bench::processorSeconds() - cpuStart) / 1e6, bench::statusMiB("VmHWM:"), bench::loadAverage());
     }
 }
 
@@ -100,13 +102,17 @@ void build(const std::string& input, const std::string& output, const char* labe
     ImportStats stats;
     bench::resetPeakResident();
     const auto start = Clock::now();
+    const double cpuStart = bench::processorSeconds();
     if (!buildOctree(*source, output, options, stats, error)) {
         std::fprintf(stderr, "%s\n", error.c_str());
         std::exit(1);
     }
     const double seconds = secondsSince(start);
-    std::printf("ovcf build from %-16s %6.2f M points/s (%.1f s), peak %.0f MiB\n", label, stats.pointsRead / seconds / 1e6,
-                seconds, bench::statusMiB("VmHWM:"));
+    const double cpu = bench::processorSeconds() - cpuStart;
+    std::printf("ovcf build from %-16s %6.2f M points/s (%.1f s; %.1f processor s, %.2f M/s per processor second), "
+                "peak %.0f MiB, load %.2f\n",
+                label, stats.pointsRead / seconds / 1e6, seconds, cpu, stats.pointsRead / cpu / 1e6,
+                bench::statusMiB("VmHWM:"), bench::loadAverage());
 }
 
 void exportTo(const std::string& cache, const std::string& output, const char* label) {
@@ -114,19 +120,26 @@ void exportTo(const std::string& cache, const std::string& output, const char* l
     std::string error;
     bench::resetPeakResident();
     const auto start = Clock::now();
+    const double cpuStart = bench::processorSeconds();
     if (!exportPoints(cache, output, true, stats, error)) {
         std::fprintf(stderr, "%s\n", error.c_str());
         std::exit(1);
     }
     const double seconds = secondsSince(start);
-    std::printf("ovcf export to %-17s %6.2f M points/s (%.1f s, %.0f MiB file), peak %.0f MiB\n", label,
-                stats.written / seconds / 1e6, seconds, std::filesystem::file_size(output) / 1048576.0,
-                bench::statusMiB("VmHWM:"));
+    const double cpu = bench::processorSeconds() - cpuStart;
+    std::printf("ovcf export to %-17s %6.2f M points/s (%.1f s; %.1f processor s), %.0f MiB file, peak %.0f MiB, "
+                "load %.2f\n",
+                label, stats.written / seconds / 1e6, seconds, cpu, std::filesystem::file_size(output) / 1048576.0,
+                bench::statusMiB("VmHWM:"), bench::loadAverage());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc > 1 && std::filesystem::path(argv[1]).extension() == ".laz") {
+        decodeOnly(argv[1], std::filesystem::path(argv[1]).filename().string().c_str());
+        return 0;
+    }
     const std::size_t points = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 20000000;
     const std::filesystem::path folder = argc > 2 ? argv[2] : std::filesystem::temp_directory_path() / "laz_bench";
     std::filesystem::create_directories(folder);
