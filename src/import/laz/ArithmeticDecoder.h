@@ -93,8 +93,16 @@ private:
     static constexpr std::uint32_t kMinLength = 0x01000000u;
 
     [[noreturn]] static void corrupt();
+    [[noreturn]] static void endedEarly();
     std::uint32_t readShort();
-    void renormalize();
+    // Inline too: every second or third symbol needs it.
+    void renormalize() {
+        do {
+            if (next_ >= end_) endedEarly();
+            value_ = (value_ << 8) | *next_++;
+            length_ <<= 8;
+        } while (length_ < kMinLength);
+    }
 
     const std::uint8_t* begin_ = nullptr;
     const std::uint8_t* next_ = nullptr;
