@@ -46,4 +46,14 @@ inline double processorSeconds() {
     return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
 }
 
+// The one-minute load average, to print with each figure: other programs share the cores.
+inline double loadAverage() {
+    double one = 0;
+    if (std::FILE* f = std::fopen("/proc/loadavg", "r")) {
+        if (std::fscanf(f, "%lf", &one) != 1) one = 0;
+        std::fclose(f);
+    }
+    return one;
+}
+
 }  // namespace ovcf::bench

@@ -1,12 +1,14 @@
 // LAZ in and out, printing million points per second and peak memory:
 //   1. decoding alone (LazSource::forEachChunk) on 1 and on 2 threads, for point format 3
 //      (pointwise, the shared pdal_autzen_trim.laz) and point format 7 (layered, our own export
-//      of the generated cloud);
+//      of the generated cloud): every field, and only the fields a cache keeps (the layers of
+//      the others skipped), as `ovcf build` decodes;
 //   2. `ovcf build` of the generated cloud from LAZ and from LAS;
 //   3. `ovcf export` of its cache to LAZ and to LAS.
 // The generated cloud is written with our LAS writer from a cache built from memory.
 //
 // usage: laz_bench [POINTS] [FOLDER]   (20 million points by default; 0: only the shared sample)
+//        laz_bench FILE.laz              (decoding that file alone)
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -58,6 +60,7 @@ void generateCache(std::size_t points, const std::string& cache) {
 }
 
 void decodeOnly(const std::string& path, const char* label) {
+    for (bool all : {true, false})
     for (unsigned threads : {1u, 2u}) {
         LazSource source;
         source.setThreads(threads);
@@ -73,14 +76,16 @@ void decodeOnly(const std::string& path, const char* label) {
         // Small files are decoded several times over, for a measurable time.
         const int rounds = std::max<int>(1, static_cast<int>(2000000 / std::max<std::uint64_t>(1, source.pointCount())));
         for (int r = 0; r < rounds; ++r)
-            if (!source.forEachChunk([&](const std::uint8_t*, std::uint64_t n) { points += n; }, error)) {
+            if (!source.forEachChunk([&](const std::uint8_t*, std::uint64_t n) { points += n; }, error,
+                                     all ? laz::kAllFields : source.pointFields())) {
                 std::fprintf(stderr, "%s\n", error.c_str());
                 std::exit(1);
             }
         const double seconds = secondsSince(start);
-        std::printf("decode %-28s %u thread%s: %6.2f M points/s (%.2f M/s per processor second), peak %.0f MiB\n", label,
-                    threads, threads > 1 ? "s" : " ", points / seconds / 1e6,
-                    points / (bench::processorSeconds() - cpuStart) / 1e6, bench::statusMiB("VmHWM:"));
+        std::printf("decode %-28s %-12s %u thread%s: %6.2f M points/s (%.2f M/s per processor second), peak %.0f MiB, "
+                    "load %.2f\n",
+                    label, all ? "all fields" : "cache fields", threads, threads > 1 ? "s" : " ", points / seconds / 1e6,
+                    points / (bench::processorSeconds() - cpuStart) / 1e6, bench::statusMiB("VmHWM:"), bench::loadAverage());
     }
 }
 
@@ -97,13 +102,17 @@ void build(const std::string& input, const std::string& output, const char* labe
     ImportStats stats;
     bench::resetPeakResident();
     const auto start = Clock::now();
+    const double cpuStart = bench::processorSeconds();
     if (!buildOctree(*source, output, options, stats, error)) {
         std::fprintf(stderr, "%s\n", error.c_str());
         std::exit(1);
     }
     const double seconds = secondsSince(start);
-    std::printf("ovcf build from %-16s %6.2f M points/s (%.1f s), peak %.0f MiB\n", label, stats.pointsRead / seconds / 1e6,
-                seconds, bench::statusMiB("VmHWM:"));
+    const double cpu = bench::processorSeconds() - cpuStart;
+    std::printf("ovcf build from %-16s %6.2f M points/s (%.1f s; %.1f processor s, %.2f M/s per processor second), "
+                "peak %.0f MiB, load %.2f\n",
+                label, stats.pointsRead / seconds / 1e6, seconds, cpu, stats.pointsRead / cpu / 1e6,
+                bench::statusMiB("VmHWM:"), bench::loadAverage());
 }
 
 void exportTo(const std::string& cache, const std::string& output, const char* label) {
@@ -111,19 +120,26 @@ void exportTo(const std::string& cache, const std::string& output, const char* l
     std::string error;
     bench::resetPeakResident();
     const auto start = Clock::now();
+    const double cpuStart = bench::processorSeconds();
     if (!exportPoints(cache, output, true, stats, error)) {
         std::fprintf(stderr, "%s\n", error.c_str());
         std::exit(1);
     }
     const double seconds = secondsSince(start);
-    std::printf("ovcf export to %-17s %6.2f M points/s (%.1f s, %.0f MiB file), peak %.0f MiB\n", label,
-                stats.written / seconds / 1e6, seconds, std::filesystem::file_size(output) / 1048576.0,
-                bench::statusMiB("VmHWM:"));
+    const double cpu = bench::processorSeconds() - cpuStart;
+    std::printf("ovcf export to %-17s %6.2f M points/s (%.1f s; %.1f processor s), %.0f MiB file, peak %.0f MiB, "
+                "load %.2f\n",
+                label, stats.written / seconds / 1e6, seconds, cpu, std::filesystem::file_size(output) / 1048576.0,
+                bench::statusMiB("VmHWM:"), bench::loadAverage());
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc > 1 && std::filesystem::path(argv[1]).extension() == ".laz") {
+        decodeOnly(argv[1], std::filesystem::path(argv[1]).filename().string().c_str());
+        return 0;
+    }
     const std::size_t points = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 20000000;
     const std::filesystem::path folder = argc > 2 ? argv[2] : std::filesystem::temp_directory_path() / "laz_bench";
     std::filesystem::create_directories(folder);

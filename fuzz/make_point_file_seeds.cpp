@@ -114,6 +114,14 @@ int main(int argc, char** argv) {
         std::ifstream in(fs::path(ORVANE_SHARED_DATA_DIR) / sample, std::ios::binary);
         const std::string file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         ok &= !file.empty() && writeSeed(root / "laz_reader", sample, 0, file);
+        if (std::string(sample) == "pdal_simple.laz" && file.size() > 400) {
+            // The same bytes labelled as item version 1, so the first release's decoders meet
+            // real chunks too. The LASzip record is the file's only one.
+            std::string v1 = file;
+            const std::size_t items = ovcf::le::u16(reinterpret_cast<const std::uint8_t*>(v1.data()) + 94) + 54 + 34;
+            for (std::size_t at = items + 4; at + 2 <= v1.size() && at < items + 6 * 3; at += 6) v1[at] = 1;
+            ok &= writeSeed(root / "laz_reader", "pdal_simple_items_v1.laz", 0, v1);
+        }
     }
 
     ok &= writeSeed(ply, "ascii.ply", 1,

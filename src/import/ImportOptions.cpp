@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ovcf/PointRecord.h"
 #include "platform/SystemInfo.h"
 
 namespace ovcf {
@@ -53,6 +54,16 @@ double effectiveReadingShare(const ImportOptions& options) {
     return share > 0.0 && share < 1.0 ? share : 0.5;
 }
 
-std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget) { return std::max<std::uint64_t>(ramBudget / 144, 1024); }
+std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget) { return std::max<std::uint64_t>(ramBudget / 80, 1024); }
+
+std::uint64_t bucketPoolPoints(const ImportOptions& options) {
+    const std::uint64_t budget = options.ramBudget;
+    const std::uint64_t limit = bucketRamLimitPoints(budget);
+    const std::uint64_t grid = options.gridSize;
+    const std::uint64_t largestNode = std::max<std::uint64_t>(grid * grid * grid, options.maxNodePoints);
+    const std::uint64_t reserved = limit * (sizeof(PointRecord) + 1) + largestNode * kNodeBytesPerPoint +
+                                   std::min<std::uint64_t>(std::uint64_t{64} << 20, budget / 8);
+    return std::max(budget > reserved ? (budget - reserved) / sizeof(PointRecord) : 0, limit);
+}
 
 }  // namespace ovcf

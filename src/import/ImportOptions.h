@@ -52,8 +52,13 @@ std::uint64_t largestLeafForBudget(const ImportOptions& options);
 // The reading share as used: values outside the open interval (0, 1) count as 0.5.
 double effectiveReadingShare(const ImportOptions& options);
 
-// Points a single bucket may keep in memory: budget / 144 (eight children of 18-byte points may
-// be held together), at least 1024.
+// Points a single bucket may keep in memory: budget / 80, at least 1024. Splitting such a bucket
+// in memory takes a second array of its points and a byte a point, a quarter of the budget.
 std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget);
+
+// Points all buckets may keep in memory together: the budget less what that split takes, the
+// largest node being written (with the run's effective grid) and 64 MiB of fixed buffers (an
+// eighth of a smaller budget); at least one bucket's limit.
+std::uint64_t bucketPoolPoints(const ImportOptions& options);
 
 }  // namespace ovcf

@@ -10,9 +10,7 @@ IndexerRun::IndexerRun(const ImportOptions& importOptions, ImportStats& importSt
       folder(std::move(temporaryFolder)),
       bucketLimit(bucketRamLimitPoints(importOptions.ramBudget)),
       largestLeaf(largestLeafForBudget(importOptions)),
-      // Half the budget may rest in buckets; the other half is for splitting one bucket in memory
-      // (its points twice over) and the fixed buffers.
-      pool(std::max<std::uint64_t>(importOptions.ramBudget / 2 / sizeof(PointRecord), bucketLimit)),
+      pool(bucketPoolPoints(importOptions)),
       readingShare(effectiveReadingShare(importOptions)) {}
 
 bool reportIndexingProgress(IndexerRun& run, std::string& error) {

@@ -82,6 +82,15 @@ void LasPointConversion::setMeasured(const std::int64_t* measured) {
     }
 }
 
+void LasPointConversion::setMeasuredQuantized(const std::array<std::uint32_t, 3>& min,
+                                              const std::array<std::uint32_t, 3>& max) {
+    measured_ = true;
+    for (int axis = 0; axis < 3; ++axis) {
+        measuredLow_[axis] = static_cast<std::int64_t>(min[axis]) + base_[axis];
+        measuredHigh_[axis] = static_cast<std::int64_t>(max[axis]) + base_[axis];
+    }
+}
+
 bool LasPointConversion::exactBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const {
     if (!measured_ || !keepIntegers_ || header_.pointCount == 0) return false;
     for (int axis = 0; axis < 3; ++axis) {

@@ -43,6 +43,8 @@ public:
     // Exact quantised bounds, known when the records' extent was measured with integers kept and
     // every measured value fits the quantised range.
     bool exactBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const;
+    // Quantised bounds measured while reading, as the records' extent from now on.
+    void setMeasuredQuantized(const std::array<std::uint32_t, 3>& min, const std::array<std::uint32_t, 3>& max);
 
 private:
     LasHeader header_;

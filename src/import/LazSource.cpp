@@ -1,6 +1,7 @@
 #include "import/LazSource.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -23,9 +24,8 @@ constexpr std::uint64_t kLargestVlrArea = 64u << 20;
 // A batch holds a few chunks per thread, and at most this many points, so memory stays small.
 constexpr std::size_t kChunksPerThread = 2;
 constexpr std::uint64_t kBatchPoints = 4u << 20;
-// Smaller files are measured whole before reading; larger ones have their colour depth taken
-// from this many evenly spread chunks.
-constexpr std::uint64_t kColourScanAll = 1u << 20;
+// Larger files than setMeasuredUpTo() says have their colour depth taken from this many evenly
+// spread chunks.
 constexpr std::size_t kColourChunks = 16;
 
 }  // namespace
@@ -69,7 +69,7 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
     // Smaller files are decoded once before reading (a first pass that is cheap for them): the
     // exact box lets the indexer fix the root first, as for LAS, and the colour is measured on
     // every point. A header without a box needs the pass whatever the file's size.
-    const bool scan = !headerBox || header_.pointCount <= kColourScanAll;
+    const bool scan = !headerBox || header_.pointCount <= measuredUpTo_;
     std::uint16_t largest = 0;
     if (scan) {
         std::int64_t* low = measured;
@@ -89,7 +89,7 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
                         }
                     largest = std::max(largest, largestLasColour(records, static_cast<std::size_t>(count), length, colourOffset_));
                 },
-                error))
+                error, laz::kFieldZ | laz::kFieldRgb))
             return false;
         for (int axis = 0; axis < 3 && !headerBox; ++axis) {
             const double a = header_.offset[axis] + header_.scale[axis] * static_cast<double>(low[axis]);
@@ -99,14 +99,40 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
         }
     }
     if (!conversion_.setUp(header_, bounds_, headerBox ? nullptr : measured, step, reason)) return fail(error, reason);
+    boundsOnTrust_ = false;
     if (scan) {
         conversion_.setMeasured(measured);
         setColourDepth(largest);
-    } else if (colourOffset_ >= 0 && !detectColourDepth(error)) {
-        return false;
+    } else {
+        // A second decoding would cost as much as the first: the header's box, rounded to the
+        // records' integers, stands for their extent. Writers fill it from the points, so it is
+        // mostly exact; the indexer compares it with what it reads and starts again if not.
+        for (int axis = 0; axis < 3; ++axis) {
+            const double a = (header_.min[axis] - header_.offset[axis]) / header_.scale[axis];
+            const double b = (header_.max[axis] - header_.offset[axis]) / header_.scale[axis];
+            measured[axis] = std::llround(std::min(a, b));
+            measured[3 + axis] = std::llround(std::max(a, b));
+        }
+        conversion_.setMeasured(measured);
+        boundsOnTrust_ = true;
+        if (colourOffset_ >= 0 && !detectColourDepth(error)) return false;
     }
     conversion_.setColour(colourOffset_, colourShift_);
     batch_ = {};
+    return true;
+}
+
+bool LazSource::restartWithBounds(const std::array<std::uint32_t, 3>& min, const std::array<std::uint32_t, 3>& max,
+                                  std::string& error) {
+    (void)error;
+    if (!boundsOnTrust_) return false;
+    waitForNextBatch();
+    batch_ = {};
+    nextChunk_ = 0;
+    inChunk_ = 0;
+    cursor_ = 0;
+    conversion_.setMeasuredQuantized(min, max);
+    boundsOnTrust_ = false;
     return true;
 }
 
@@ -223,7 +249,11 @@ std::size_t LazSource::batchSize(std::size_t first) const {
     return count;
 }
 
-bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error) {
+unsigned LazSource::pointFields() const {
+    return laz::kFieldZ | laz::kFieldIntensity | laz::kFieldClass | (colourOffset_ >= 0 ? laz::kFieldRgb : 0u);
+}
+
+bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error, unsigned fields) {
     std::vector<std::vector<std::uint8_t>> compressed(count);
     std::string reason;
     for (std::size_t i = 0; i < count; ++i) {
@@ -245,7 +275,7 @@ bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, 
             try {
                 batch.chunks[i].resize(static_cast<std::size_t>(chunk.points) * length);
                 laz::decodeChunk(vlr_, compressed[i].data(), compressed[i].size(), chunk.points, length,
-                                 batch.chunks[i].data());
+                                 batch.chunks[i].data(), fields);
             } catch (const laz::CorruptData& e) {
                 failures[i] = e.what();
             } catch (const std::bad_alloc&) {
@@ -264,7 +294,8 @@ void LazSource::startNextBatch(std::size_t first) {
     if (first >= chunks_.size()) return;
     nextFirst_ = first;
     try {
-        decoding_ = std::async(std::launch::async, [this, first] { return decodeBatch(first, batchSize(first), next_, nextError_); });
+        decoding_ = std::async(std::launch::async,
+                               [this, first] { return decodeBatch(first, batchSize(first), next_, nextError_, pointFields()); });
     } catch (const std::system_error&) {
         // No thread to spare: read() decodes the batch itself when it gets there.
     }
@@ -290,7 +321,7 @@ bool LazSource::detectColourDepth(std::string& error) {
         std::size_t count = 1;
         const std::size_t most = batchSize(sample[i]);
         while (i + count < sample.size() && count < most && sample[i + count] == sample[i] + count) ++count;
-        if (!decodeBatch(sample[i], count, batch_, error)) return false;
+        if (!decodeBatch(sample[i], count, batch_, error, laz::kFieldRgb)) return false;
         for (std::size_t j = 0; j < count; ++j)
             largest = std::max(largest, largestLasColour(batch_.chunks[j].data(), static_cast<std::size_t>(chunks_[sample[i] + j].points),
                                                          header_.recordLength, colourOffset_));
@@ -322,7 +353,7 @@ bool LazSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
                 std::swap(batch_, next_);
             } else {
                 waitForNextBatch();
-                if (!decodeBatch(nextChunk_, batchSize(nextChunk_), batch_, error)) return false;
+                if (!decodeBatch(nextChunk_, batchSize(nextChunk_), batch_, error, pointFields())) return false;
             }
             startNextBatch(batch_.first + batch_.chunks.size());
         }

@@ -16,6 +16,7 @@
 #include "import/LasHeader.h"
 #include "import/LasPointConversion.h"
 #include "import/PointSource.h"
+#include "import/laz/DecodedFields.h"
 #include "import/laz/LazVlr.h"
 
 namespace ovcf {
@@ -28,6 +29,9 @@ public:
     bool open(const std::string& path, double step, std::string& error);
     // Decoding threads; 0 (the default) takes the machine's cores, at most 8.
     void setThreads(unsigned threads) { threads_ = threads; }
+    // Files of up to this many points (a million unless lowered, by tests) are decoded once at
+    // opening, for their exact box and their colour depth; set before open().
+    void setMeasuredUpTo(std::uint64_t points) { measuredUpTo_ = points; }
 
     std::uint64_t pointCount() const override { return header_.pointCount; }
     std::array<double, 3> step() const override { return conversion_.step(); }
@@ -38,18 +42,24 @@ public:
     std::string description() const override;
     std::uint32_t fullPointFormat() const override { return 2; }
     std::string colourNote() const override { return zeroColour_ ? "RGB tutto a zero nel file: importato senza colore" : ""; }
+    // Measured on smaller files; on larger ones the header's box, which reading verifies.
     bool quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const override {
         return conversion_.exactBounds(min, max);
     }
+    bool restartWithBounds(const std::array<std::uint32_t, 3>& min, const std::array<std::uint32_t, 3>& max,
+                           std::string& error) override;
 
     const LasHeader& header() const { return header_; }
     const laz::LazVlr& vlr() const { return vlr_; }
     std::size_t chunkCount() const { return chunks_.size(); }
     bool coloursAreEightBit() const { return colourShift_ == 0; }
     // Decodes the raw LAS records of every chunk in order, handing each chunk's to `take`
-    // (records, count); the decoding of a benchmark, and of the scans before reading.
+    // (records, count); the decoding of a benchmark, and of the scans before reading. Fields
+    // outside `fields` (laz::DecodedFields) may be left at each chunk's first value.
     template <class Take>
-    bool forEachChunk(Take&& take, std::string& error);
+    bool forEachChunk(Take&& take, std::string& error, unsigned fields = laz::kAllFields);
+    // The fields that reading points decodes: what a point of the cache keeps.
+    unsigned pointFields() const;
 
 private:
     struct Chunk {
@@ -68,7 +78,7 @@ private:
     };
 
     // Decodes chunks [first, first + count) into `batch`, on up to threads_ threads.
-    bool decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error);
+    bool decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error, unsigned fields);
     // Starts decoding the batch from chunk `first` in the background, into next_.
     void startNextBatch(std::size_t first);
     // Waits for a background decoding; false with its error when it failed.
@@ -88,7 +98,9 @@ private:
     int colourOffset_ = -1;
     unsigned colourShift_ = 8;
     bool zeroColour_ = false;  // the format has colour fields, all zero
+    bool boundsOnTrust_ = false;  // quantizedBounds() is the header's box, not yet verified
     unsigned threads_ = 0;
+    std::uint64_t measuredUpTo_ = std::uint64_t{1} << 20;
 
     Batch batch_;                // the chunks being handed out
     Batch next_;                 // the chunks decoded in the background (only that thread touches it)
@@ -102,12 +114,12 @@ private:
 };
 
 template <class Take>
-bool LazSource::forEachChunk(Take&& take, std::string& error) {
+bool LazSource::forEachChunk(Take&& take, std::string& error, unsigned fields) {
     waitForNextBatch();
     Batch batch;
     for (std::size_t first = 0; first < chunks_.size();) {
         const std::size_t count = batchSize(first);
-        if (!decodeBatch(first, count, batch, error)) return false;
+        if (!decodeBatch(first, count, batch, error, fields)) return false;
         for (std::size_t i = 0; i < count; ++i) take(batch.chunks[i].data(), chunks_[first + i].points);
         first += count;
     }

@@ -62,13 +62,13 @@ void collectWriterStats(const OvcfWriter& writer, ImportStats& stats) {
     stats.signatureOut = writer.signature();
 }
 
-// The integer box of a source that knows it before reading, when the root will be split and
-// would not fit in memory: then the root cube is fixed first and the reading pass samples the
-// root and fills its children's buckets itself, instead of writing every point to a root bucket
-// on disk and reading it all back. The file comes out the same.
+// The integer box of a source that knows it before reading, when the root will be split: then
+// the root cube is fixed first and the reading pass samples the root and fills its children's
+// buckets itself, instead of putting every point in a root bucket (on disk when it is too large)
+// and splitting that; even a root that fits in memory would take a second array of its size.
+// The file comes out the same.
 bool rootSplitWhileReading(const IndexerRun& run, const PointSource& source, IntegerBox& box) {
-    const std::uint64_t count = source.pointCount();
-    if (count <= run.bucketLimit || count <= run.options.maxNodePoints) return false;
+    if (source.pointCount() <= run.options.maxNodePoints) return false;
     std::array<std::uint32_t, 3> min{}, max{};
     if (!source.quantizedBounds(min, max)) return false;
     for (int axis = 0; axis < 3; ++axis) {
@@ -93,17 +93,33 @@ bool indexSource(PointSource& source, const std::string& outputPath, const Impor
     IntegerBox announced, box;
     const bool splitWhileReading = rootSplitWhileReading(run, source, announced);
     if (splitWhileReading) {
-        if (!computeRootCube(announced, run.cube, error)) return false;
-        if (!makeChildBuckets(run, NodeKey{}, source.pointCount(), children, error)) return false;
-        NodeSampler sampler(run, NodeKey{}, children);
-        const PointSink sink = [&sampler](const PointRecord* points, std::size_t count, std::string& e) {
-            return sampler.add(points, count, e);
-        };
-        if (!readSource(run, source, sink, box, error)) return false;
-        sampler.finish();
-        if (box.min != announced.min || box.max != announced.max || stats.pointsRead <= options.maxNodePoints) {
-            error = "internal error: the points read do not match the bounding box the source announced";
-            return false;
+        // A second round only for bounds a source took from a header that the points belie.
+        for (bool again = true;;) {
+            if (!computeRootCube(announced, run.cube, error)) return false;
+            if (!makeChildBuckets(run, NodeKey{}, source.pointCount(), children, error)) return false;
+            NodeSampler sampler(run, NodeKey{}, children);
+            const PointSink sink = [&sampler](const PointRecord* points, std::size_t count, std::string& e) {
+                return sampler.add(points, count, e);
+            };
+            box = IntegerBox{};
+            if (!readSource(run, source, sink, box, error)) return false;
+            sampler.finish();
+            const bool matches = box.min == announced.min && box.max == announced.max;
+            if (matches && stats.pointsRead > options.maxNodePoints) break;
+            std::array<std::uint32_t, 3> min{}, max{};
+            for (int axis = 0; axis < 3; ++axis) {
+                min[axis] = static_cast<std::uint32_t>(box.min[axis]);
+                max[axis] = static_cast<std::uint32_t>(box.max[axis]);
+            }
+            std::string reason;
+            if (matches || !again || !source.restartWithBounds(min, max, reason)) {
+                error = !reason.empty() ? reason : "internal error: the points read do not match the bounding box the source announced";
+                return false;
+            }
+            if (logLevelThreshold() <= LogInfo)
+                logLine(LogInfo, "il riquadro dell'intestazione non e' quello dei punti: seconda lettura con quello misurato");
+            announced = box;
+            again = false;
         }
     } else {
         if (!root.expect(source.pointCount(), error)) return false;

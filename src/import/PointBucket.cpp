@@ -5,6 +5,7 @@
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
+#include "platform/LargeBlock.h"
 #include "platform/SystemInfo.h"
 
 namespace ovcf {
@@ -36,14 +37,25 @@ void PointBucket::giveBackMemory() {
 bool PointBucket::appendInMemory(const PointRecord* points, std::size_t count) {
     const std::uint64_t needed = memory_.size() + count;
     if (needed > memory_.capacity()) {
-        // Grow geometrically but never past the limit, and charge the new array before the old
-        // one is freed: both exist while the points are moved.
+        // Grow geometrically but never past the limit.
         const std::uint64_t doubled = std::max<std::uint64_t>(kFirstCapacity, 2 * memory_.capacity());
         const std::uint64_t capacity = std::max(needed, std::min(doubled, ramLimit_));
-        if (pool_ && !pool_->tryTake(capacity)) return false;
-        memory_.reserve(static_cast<std::size_t>(capacity));
-        giveBackMemory();
-        poolTaken_ = pool_ ? capacity : 0;
+        if (largeBlockResizeCopies()) {
+            // Both arrays exist while the points are copied: the new one is charged before the
+            // old one is given back.
+            if (pool_ && !pool_->tryTake(capacity)) return false;
+            memory_.reserve(static_cast<std::size_t>(capacity));
+            giveBackMemory();
+            poolTaken_ = pool_ ? capacity : 0;
+        } else {
+            memory_.reserve(static_cast<std::size_t>(capacity));
+        }
+    }
+    // Where growing moves pages, only the points held cost memory, and only they are charged:
+    // a doubled capacity would otherwise claim up to twice the pool's worth.
+    if (pool_ && needed > poolTaken_) {
+        if (!pool_->tryTake(needed - poolTaken_)) return false;
+        poolTaken_ = needed;
     }
     memory_.append(points, count);
     return true;

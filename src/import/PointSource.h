@@ -42,11 +42,22 @@ public:
     // What the import summary should say about the source's colour (empty: nothing special).
     virtual std::string colourNote() const { return {}; }
     // The smallest and largest quantised x, y, z among all the points, when the source knows them
-    // for certain before it is read (a file's header may not be trusted for this): the indexer
-    // can then fix the octree's root cube first and split the root while reading.
+    // before it is read: the indexer can then fix the octree's root cube first and split the root
+    // while reading. A file's header may not be trusted for this, unless the source can start
+    // again (restartWithBounds) when the reading shows the header wrong.
     virtual bool quantizedBounds(std::array<std::uint32_t, 3>& min, std::array<std::uint32_t, 3>& max) const {
         (void)min;
         (void)max;
+        return false;
+    }
+    // For bounds taken from a header that the points read do not match: goes back to the first
+    // point, with `min` and `max` (what the reading measured) as its bounds from then on. False
+    // when the source's bounds were certain or it cannot read again.
+    virtual bool restartWithBounds(const std::array<std::uint32_t, 3>& min, const std::array<std::uint32_t, 3>& max,
+                                   std::string& error) {
+        (void)min;
+        (void)max;
+        (void)error;
         return false;
     }
 };

@@ -16,5 +16,8 @@ void* allocateLargeBlock(std::size_t bytes);
 void* resizeLargeBlock(void* block, std::size_t oldBytes, std::size_t newBytes);
 // Gives back a block from allocateLargeBlock with the same size; null is ignored.
 void freeLargeBlock(void* block, std::size_t bytes);
+// True where resizeLargeBlock copies (the old and the new block then both hold the data for a
+// moment); false where it moves the pages, and a block's untouched end costs no memory.
+bool largeBlockResizeCopies();
 
 }  // namespace ovcf

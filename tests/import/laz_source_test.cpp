@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <climits>
 #include <fstream>
 #include <iterator>
 #include <vector>
@@ -5,8 +7,10 @@
 #include <gtest/gtest.h>
 
 #include "ImportTestSupport.h"
+#include "LazTestFile.h"
 #include "TestSupport.h"
 #include "import/FileSources.h"
+#include "import/LasHeader.h"
 #include "import/LasSource.h"
 #include "import/LazSource.h"
 #include "import/OctreeIndexer.h"
@@ -100,6 +104,47 @@ TEST(LazSourceTest, LazTwinsReadTheSameRecordsAndBuildTheSameCache) {
     }
 }
 
+// Larger files are not decoded before reading: the header's box stands for theirs, and a wrong
+// one costs a second reading, not a different cache.
+TEST(LazSourceTest, LargerFilesTrustTheHeaderBoxAndReadAgainWhenItIsWrong) {
+    TempDir dir("laz_header_box");
+    const std::uint16_t length = lasMinimumRecordLength(7);
+    const std::vector<std::uint8_t> records = test::variedLayeredRecords(7, 0, 20000, length);
+    const std::vector<std::uint8_t> wrongBox = test::layeredLazFile(7, 0, records, length, {5000}, false);
+    std::vector<std::uint8_t> exactBox = wrongBox;
+    for (int axis = 0; axis < 3; ++axis) {
+        std::int32_t low = INT32_MAX, high = INT32_MIN;
+        for (std::size_t at = 4 * axis; at < records.size(); at += length) {
+            low = std::min(low, static_cast<std::int32_t>(le::u32(&records[at])));
+            high = std::max(high, static_cast<std::int32_t>(le::u32(&records[at])));
+        }
+        le::putF64(exactBox.data() + 179 + 16 * axis, high * 0.01);
+        le::putF64(exactBox.data() + 187 + 16 * axis, low * 0.01);
+    }
+    auto build = [&](const std::vector<std::uint8_t>& bytes, std::uint64_t measuredUpTo, const std::string& name) {
+        writeBytes(dir.file(name + ".laz"), bytes);
+        LazSource source;
+        source.setMeasuredUpTo(measuredUpTo);
+        std::string error;
+        EXPECT_TRUE(source.open(dir.file(name + ".laz"), 0.0, error)) << error;
+        ImportOptions options;
+        options.pointFormat = 2;
+        options.maxNodePoints = 1000;  // the root is split while reading
+        options.temporaryParent = dir.path();
+        ImportStats stats;
+        EXPECT_TRUE(buildOctree(source, dir.file(name + ".ovcf"), options, stats, error)) << error;
+        return test::readWholeFile(dir.file(name + ".ovcf"));
+    };
+    const std::pair<const std::vector<std::uint8_t>*, std::string> cases[] = {{&exactBox, "exact"}, {&wrongBox, "wrong"}};
+    for (const auto& [bytes, name] : cases) {
+        SCOPED_TRACE(name);
+        const auto measured = build(*bytes, 1u << 20, name + "_measured");
+        const auto trusted = build(*bytes, 1000, name);
+        ASSERT_EQ(trusted.size(), measured.size());
+        for (std::size_t n = 0; n < measured.size(); ++n) EXPECT_TRUE(trusted[n].points == measured[n].points) << "node " << n;
+    }
+}
+
 TEST(LazSourceTest, CopcFilesHoldTheirPointsInAnyOrder) {
     std::string error;
     LasSource twin;
@@ -176,7 +221,7 @@ TEST(LazSourceTest, UnsupportedContentIsRefusedNamingIt) {
         {104, 0x84, false, 57, "LAZ point format 4 (with waveform packets) is not supported"},
         {104, 0x8A, false, 67, "LAZ point format 10 (with waveform packets) is not supported"},
         {items, 99, true, 0, "unknown LAZ item type 99 is not supported"},
-        {items + 4, 1, true, 0, "LAZ item POINT10 version 1 is not supported"},
+        {items + 4, 3, true, 0, "LAZ item POINT10 version 3 is not supported"},
         {items, 9, true, 0, "LAZ item WAVEPACKET13 version 2 (waveform packets) is not supported"},
         {headerSize + 2u, 'X', false, 0, "the LAZ file has no LASzip record"},
     };

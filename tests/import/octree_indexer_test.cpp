@@ -197,7 +197,7 @@ TEST(OctreeIndexerTest, SpilledRunWritesTheSameOctreeAsTheRunInMemory) {
     ASSERT_TRUE(memoryRun.ok) << memoryRun.error;
     EXPECT_EQ(memoryRun.stats.temporaryBytes, 0u);
 
-    options.ramBudget = 4 << 20;  // 29,127 points a bucket, and a grid-32 sample still fits
+    options.ramBudget = 4 << 20;  // 52,428 points a bucket, and a grid-32 sample still fits
     RecordSource onDisk(points);
     const Build diskRun = build(onDisk, dir.file("disk.ovcf"), options);
     ASSERT_TRUE(diskRun.ok) << diskRun.error;
@@ -245,7 +245,7 @@ TEST(OctreeIndexerTest, RootSplitWhileReadingWritesTheSameOctree) {
     options.gridSize = 32;
     MemoryCloud inMemory(host.xyz.data(), host.colours.data(), host.size(), 0.001);
     ASSERT_TRUE(build(inMemory, dir.file("memory.ovcf"), options).ok);
-    options.ramBudget = 4 << 20;  // 29,127 points a bucket
+    options.ramBudget = 8 << 20;  // 104,857 points a bucket: the root does not fit
     MemoryCloud whileReading(host.xyz.data(), host.colours.data(), host.size(), 0.001);
     const Build split = build(whileReading, dir.file("split.ovcf"), options);
     ASSERT_TRUE(split.ok) << split.error;
@@ -257,6 +257,7 @@ TEST(OctreeIndexerTest, RootSplitWhileReadingWritesTheSameOctree) {
     for (const PointRecord& p : points) box.add(p);
     const std::array<std::uint32_t, 3> min{std::uint32_t(box.min[0]), std::uint32_t(box.min[1]), std::uint32_t(box.min[2])};
     const std::array<std::uint32_t, 3> max{std::uint32_t(box.max[0]), std::uint32_t(box.max[1]), std::uint32_t(box.max[2])};
+    options.ramBudget = 4 << 20;  // 52,428 points a bucket: not these
     RecordSource plain(points);
     ASSERT_TRUE(build(plain, dir.file("plain.ovcf"), options).ok);
     AnnouncingSource truthful(points, min, max);

@@ -13,13 +13,7 @@ void ArithmeticDecoder::start(const std::uint8_t* bytes, std::size_t size) {
 
 void ArithmeticDecoder::corrupt() { throw CorruptData("invalid arithmetic coder state"); }
 
-void ArithmeticDecoder::renormalize() {
-    do {
-        if (next_ >= end_) throw CorruptData("the compressed data ends early");
-        value_ = (value_ << 8) | *next_++;
-        length_ <<= 8;
-    } while (length_ < kMinLength);
-}
+void ArithmeticDecoder::endedEarly() { throw CorruptData("the compressed data ends early"); }
 
 std::uint32_t ArithmeticDecoder::readShort() {
     length_ >>= 16;

@@ -2,6 +2,7 @@
 // block: running past its end, or a state no encoder produces, throws CorruptData.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -44,9 +45,9 @@ public:
         if (length_ == 0) corrupt();
         if (model.tableSize != 0) {
             const std::uint32_t scaled = value_ / length_;
-            const std::uint32_t slice = scaled >> model.tableShift;
-            // A valid stream keeps value below length; damaged data could index past the table.
-            if (slice > model.tableSize) corrupt();
+            // Length's dropped low bits let `scaled` pass the last slice a little: the last
+            // symbol. Damaged data lands there too, and is caught by the check below.
+            const std::uint32_t slice = std::min(scaled >> model.tableShift, model.tableSize);
             const std::uint16_t* table = model.table();
             symbol = table[slice];
             std::uint32_t high = table[slice + 1] + 1u;
@@ -76,7 +77,7 @@ public:
                 middle = (symbol + high) >> 1;
             } while (middle != symbol);
         }
-        if (x > value_ || y <= x) corrupt();
+        if (x > value_ || value_ >= y) corrupt();  // a valid stream lies inside the interval
         value_ -= x;
         length_ = y - x;
         if (length_ < kMinLength) renormalize();
@@ -92,8 +93,16 @@ private:
     static constexpr std::uint32_t kMinLength = 0x01000000u;
 
     [[noreturn]] static void corrupt();
+    [[noreturn]] static void endedEarly();
     std::uint32_t readShort();
-    void renormalize();
+    // Inline too: every second or third symbol needs it.
+    void renormalize() {
+        do {
+            if (next_ >= end_) endedEarly();
+            value_ = (value_ << 8) | *next_++;
+            length_ <<= 8;
+        } while (length_ < kMinLength);
+    }
 
     const std::uint8_t* begin_ = nullptr;
     const std::uint8_t* next_ = nullptr;

@@ -17,8 +17,10 @@ void BitModel::update() {
 
 SymbolModel::SymbolModel(std::uint32_t symbolCount) : symbols(symbolCount), lastSymbol(symbolCount - 1) {
     if (symbols > 16) {
+        // About four slices per symbol: a slice then mostly holds one symbol, so decoding seldom
+        // searches. Any resolution decodes the same symbols; a coarser table only searches more.
         unsigned bits = 3;
-        while (symbols > (1u << (bits + 2))) ++bits;
+        while (symbols * 4 > (1u << bits) && bits < kLargestTableBits) ++bits;
         tableSize = 1u << bits;
         tableShift = kSymbolLengthShift - bits;
     }

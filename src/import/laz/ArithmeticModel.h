@@ -10,6 +10,7 @@ namespace ovcf::laz {
 
 constexpr unsigned kBitLengthShift = 13;     // length bits dropped before the bit product
 constexpr unsigned kSymbolLengthShift = 15;  // and before the symbol products
+constexpr unsigned kLargestTableBits = 11;   // the decoding table's slices, at most 2^11
 
 class BitModel {
 public:

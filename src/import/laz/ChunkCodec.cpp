@@ -11,6 +11,14 @@ namespace ovcf::laz {
 namespace {
 
 std::unique_ptr<PointwiseItemDecoder> pointwiseDecoder(const LazItem& item) {
+    if (item.version == 1) {
+        switch (static_cast<ItemType>(item.type)) {
+            case ItemType::Point10: return makePoint10V1Decoder();
+            case ItemType::GpsTime11: return makeGpsTime11V1Decoder();
+            case ItemType::Rgb12: return makeRgb12V1Decoder();
+            default: return makeExtraBytesDecoder(item.size);
+        }
+    }
     switch (static_cast<ItemType>(item.type)) {
         case ItemType::Point10: return makePoint10Decoder();
         case ItemType::GpsTime11: return makeGpsTime11Decoder();
@@ -62,7 +70,7 @@ void decodePointwise(const LazVlr& vlr, const std::uint8_t* data, std::size_t si
 }
 
 void decodeLayered(const LazVlr& vlr, const std::uint8_t* data, std::size_t size, std::uint64_t points,
-                   std::uint16_t recordLength, std::uint8_t* out) {
+                   std::uint16_t recordLength, std::uint8_t* out, unsigned fields) {
     if (size < recordLength + 4u) throw CorruptData("the chunk ends inside its first point");
     std::vector<std::unique_ptr<LayeredItemDecoder>> items;
     unsigned context = 0;
@@ -92,7 +100,7 @@ void decodeLayered(const LazVlr& vlr, const std::uint8_t* data, std::size_t size
     }
     std::size_t first = 0;
     for (auto& item : items) {
-        item->attach(layers.data() + first);
+        item->attach(layers.data() + first, fields);
         first += item->layerCount();
     }
     for (std::uint64_t p = 1; p < points; ++p) {
@@ -109,10 +117,10 @@ void decodeLayered(const LazVlr& vlr, const std::uint8_t* data, std::size_t size
 }  // namespace
 
 void decodeChunk(const LazVlr& vlr, const std::uint8_t* data, std::size_t size, std::uint64_t points,
-                 std::uint16_t recordLength, std::uint8_t* out) {
+                 std::uint16_t recordLength, std::uint8_t* out, unsigned fields) {
     if (points == 0) return;
     if (vlr.layered())
-        decodeLayered(vlr, data, size, points, recordLength, out);
+        decodeLayered(vlr, data, size, points, recordLength, out, fields);
     else
         decodePointwise(vlr, data, size, points, recordLength, out);
 }

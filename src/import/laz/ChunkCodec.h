@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "import/laz/DecodedFields.h"
 #include "import/laz/LazVlr.h"
 
 namespace ovcf::laz {
@@ -13,7 +14,7 @@ namespace ovcf::laz {
 // Decodes `points` records of the VLR's layout (`recordLength` bytes each) into `out` from the
 // chunk's `size` bytes. Throws CorruptData when the bytes cannot be such a chunk.
 void decodeChunk(const LazVlr& vlr, const std::uint8_t* data, std::size_t size, std::uint64_t points,
-                 std::uint16_t recordLength, std::uint8_t* out);
+                 std::uint16_t recordLength, std::uint8_t* out, unsigned fields = kAllFields);
 
 // Encodes `points` records with the layered compressor, appending the chunk to `out`.
 void encodeLayeredChunk(const LazVlr& vlr, const std::uint8_t* records, std::uint64_t points,

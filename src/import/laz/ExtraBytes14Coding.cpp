@@ -46,9 +46,9 @@ public:
     explicit ExtraBytes14Decoder(std::size_t count) : channels_(count), decoders_(count), present_(count) {}
     std::size_t layerCount() const override { return channels_.count; }
     void first(const std::uint8_t* raw, unsigned& context) override { channels_.begin(raw, context); }
-    void attach(const Layer* layers) override {
+    void attach(const Layer* layers, unsigned fields) override {
         for (std::size_t i = 0; i < channels_.count; ++i) {
-            present_[i] = layers[i].size > 0;
+            present_[i] = layers[i].size > 0 && (fields & kFieldExtraBytes);
             if (present_[i]) decoders_[i].start(layers[i].bytes, layers[i].size);
         }
     }

@@ -22,36 +22,6 @@ IntegerCodec::IntegerCodec(unsigned bits, unsigned contexts, unsigned bitsHigh) 
         correctorModels_.emplace_back(i <= bitsHigh_ ? 1u << i : 1u << bitsHigh_);
 }
 
-std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context) {
-    k_ = decoder.decodeSymbol(classModels_[context]);
-    std::int32_t corrector;
-    if (k_ == 0) {
-        corrector = static_cast<std::int32_t>(decoder.decodeBit(zeroOrOne_));
-    } else if (k_ < 32) {
-        std::uint32_t c;
-        if (k_ <= bitsHigh_) {
-            c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
-        } else {
-            const unsigned lowBits = k_ - bitsHigh_;
-            c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
-            c = (c << lowBits) | decoder.readBits(lowBits);
-        }
-        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k].
-        if (c >= (1u << (k_ - 1)))
-            corrector = static_cast<std::int32_t>(c + 1);
-        else
-            corrector = static_cast<std::int32_t>(c - ((1u << k_) - 1));
-    } else {
-        corrector = correctorMin_;
-    }
-    std::int32_t value = static_cast<std::int32_t>(static_cast<std::uint32_t>(prediction) + static_cast<std::uint32_t>(corrector));
-    if (value < 0)
-        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) + correctorRange_);
-    else if (correctorRange_ != 0 && static_cast<std::uint32_t>(value) >= correctorRange_)
-        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) - correctorRange_);
-    return value;
-}
-
 void IntegerCodec::encode(ArithmeticEncoder& encoder, std::int32_t prediction, std::int32_t value, unsigned context) {
     std::int32_t c = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) - static_cast<std::uint32_t>(prediction));
     if (c < correctorMin_)

@@ -17,6 +17,7 @@ public:
     // `bits` of the values (32: the whole int range), `contexts` separate class models.
     explicit IntegerCodec(unsigned bits = 16, unsigned contexts = 1, unsigned bitsHigh = 8);
 
+    // Inline: the point decoders spend most of their time in here.
     std::int32_t decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context);
     void encode(ArithmeticEncoder& encoder, std::int32_t prediction, std::int32_t value, unsigned context);
     // The class of the last corrector, which callers use to choose later contexts.
@@ -33,5 +34,35 @@ private:
     BitModel zeroOrOne_;
     std::vector<SymbolModel> correctorModels_;
 };
+
+inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context) {
+    k_ = decoder.decodeSymbol(classModels_[context]);
+    std::int32_t corrector;
+    if (k_ == 0) {
+        corrector = static_cast<std::int32_t>(decoder.decodeBit(zeroOrOne_));
+    } else if (k_ < 32) {
+        std::uint32_t c;
+        if (k_ <= bitsHigh_) {
+            c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
+        } else {
+            const unsigned lowBits = k_ - bitsHigh_;
+            c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
+            c = (c << lowBits) | decoder.readBits(lowBits);
+        }
+        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k].
+        if (c >= (1u << (k_ - 1)))
+            corrector = static_cast<std::int32_t>(c + 1);
+        else
+            corrector = static_cast<std::int32_t>(c - ((1u << k_) - 1));
+    } else {
+        corrector = correctorMin_;
+    }
+    std::int32_t value = static_cast<std::int32_t>(static_cast<std::uint32_t>(prediction) + static_cast<std::uint32_t>(corrector));
+    if (value < 0)
+        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) + correctorRange_);
+    else if (correctorRange_ != 0 && static_cast<std::uint32_t>(value) >= correctorRange_)
+        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) - correctorRange_);
+    return value;
+}
 
 }  // namespace ovcf::laz

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+#include "import/laz/DecodedFields.h"
+
 namespace ovcf::laz {
 
 struct Layer {
@@ -23,7 +25,8 @@ public:
     // The chunk's first point, raw; the point item sets `context`, the others follow it.
     virtual void first(const std::uint8_t* raw, unsigned& context) = 0;
     // This item's layers, in order; an empty layer means the field never changes in the chunk.
-    virtual void attach(const Layer* layers) = 0;
+    // Layers of fields outside `fields` (DecodedFields) are left undecoded, as if empty.
+    virtual void attach(const Layer* layers, unsigned fields) = 0;
     virtual void decode(std::uint8_t* out, unsigned& context) = 0;
 };
 

@@ -107,9 +107,9 @@ bool checkLazItems(const LazVlr& vlr, std::uint8_t pointFormat, std::uint16_t re
             return false;
         }
         const bool layeredItem = item.type >= static_cast<std::uint16_t>(ItemType::Point14);
-        const bool known = layeredItem ? (item.version == 3 || item.version == 4) : item.version == 2;
+        const bool known = layeredItem ? (item.version == 3 || item.version == 4) : (item.version == 1 || item.version == 2);
         if (!known || layeredItem != layered) {
-            reason = label + " is not supported (point formats 0 to 3 need version 2 items, 6 to 8 versions 3 or 4)";
+            reason = label + " is not supported (point formats 0 to 3 need items of version 1 or 2, 6 to 8 versions 3 or 4)";
             return false;
         }
         const std::uint16_t expected = item.type == static_cast<std::uint16_t>(ItemType::Point10)     ? 20

@@ -23,9 +23,13 @@ public:
         contexts_[current_]->start(point);
     }
 
-    void attach(const Layer* layers) override {
+    void attach(const Layer* layers, unsigned fields) override {
+        // The field of each layer after the first, in layer order.
+        static constexpr unsigned kLayerField[kLayers] = {0,          kFieldZ,         kFieldClass,    kFieldFlags,
+                                                          kFieldIntensity, kFieldScanAngle, kFieldUserData, kFieldSource,
+                                                          kFieldGpsTime};
         for (int i = 0; i < kLayers; ++i) {
-            present_[i] = layers[i].size > 0;
+            present_[i] = layers[i].size > 0 && (i == kXy || (fields & kLayerField[i]) != 0);
             if (present_[i]) decoders_[i].start(layers[i].bytes, layers[i].size);
         }
         if (!present_[kXy]) throw CorruptData("the layer of coordinates is empty");

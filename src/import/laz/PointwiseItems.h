@@ -1,6 +1,6 @@
-// Decoders of the pointwise items (point formats 0 to 3, item version 2): each keeps the last
-// value of its field and decodes the next from the shared arithmetic decoder. A chunk starts
-// with the first point stored raw.
+// Decoders of the pointwise items (point formats 0 to 3, item versions 1 and 2): each keeps the
+// last value of its field and decodes the next from the shared arithmetic decoder. A chunk
+// starts with the first point stored raw.
 #pragma once
 
 #include <cstddef>
@@ -23,6 +23,9 @@ public:
 std::unique_ptr<PointwiseItemDecoder> makePoint10Decoder();
 std::unique_ptr<PointwiseItemDecoder> makeGpsTime11Decoder();
 std::unique_ptr<PointwiseItemDecoder> makeRgb12Decoder();
-std::unique_ptr<PointwiseItemDecoder> makeExtraBytesDecoder(std::size_t count);
+std::unique_ptr<PointwiseItemDecoder> makeExtraBytesDecoder(std::size_t count);  // both versions
+std::unique_ptr<PointwiseItemDecoder> makePoint10V1Decoder();
+std::unique_ptr<PointwiseItemDecoder> makeGpsTime11V1Decoder();
+std::unique_ptr<PointwiseItemDecoder> makeRgb12V1Decoder();
 
 }  // namespace ovcf::laz

@@ -55,11 +55,11 @@ public:
         if (withNir_) lastNir_[context] = le::u16(raw + 6);
     }
 
-    void attach(const Layer* layers) override {
-        rgbPresent_ = layers[0].size > 0;
+    void attach(const Layer* layers, unsigned fields) override {
+        rgbPresent_ = layers[0].size > 0 && (fields & kFieldRgb);
         if (rgbPresent_) rgb_.start(layers[0].bytes, layers[0].size);
         if (withNir_) {
-            nirPresent_ = layers[1].size > 0;
+            nirPresent_ = layers[1].size > 0 && (fields & kFieldNir);
             if (nirPresent_) nir_.start(layers[1].bytes, layers[1].size);
         }
     }

@@ -37,4 +37,6 @@ void freeLargeBlock(void* block, std::size_t bytes) {
     if (block) munmap(block, bytes == 0 ? 1 : bytes);
 }
 
+bool largeBlockResizeCopies() { return false; }
+
 }  // namespace ovcf

@@ -24,4 +24,6 @@ void freeLargeBlock(void* block, std::size_t) {
     if (block) VirtualFree(block, 0, MEM_RELEASE);
 }
 
+bool largeBlockResizeCopies() { return true; }
+
 }  // namespace ovcf
