@@ -1,10 +1,13 @@
 // The editing path on a survey-sized cloud (20 million points by default): selection by a
 // rectangle over the whole view and over a tenth of it on 2 worker threads, deleting, undoing and
 // restoring a whole-cloud selection, confirming 10,000 deletions scattered over a few nodes,
-// reading every point back, and exporting to LAS. Prints million points per second, times and
+// reading every point back on 1 and 2 threads, and exporting to LAS. Prints million points per
+// second beside the bound of the same run (every node read and decoded on 2 threads), where a
+// selection's time goes, the processor time of its parts on one thread and on all, times and
 // peak memory.
 //
 // usage: editing_bench [POINTS] [FOLDER]
+#include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
 #include <cstdio>
@@ -14,10 +17,14 @@
 #include <string>
 #include <vector>
 
+#include <algorithm>
+#include <atomic>
+
 #include "BenchSupport.h"
 #include "SurveyFile.h"
 #include "TopViewQuery.h"
 #include "cloud/CloudNodes.h"
+#include "core/ThreadRun.h"
 #include "import/PointExport.h"
 #include "navigation/Camera.h"
 #include "ovcf/OvcfReader.h"
@@ -25,6 +32,7 @@
 #include "selection/DeletionHistory.h"
 #include "selection/PointReadBack.h"
 #include "selection/SelectionEngine.h"
+#include "selection/ScreenProjection.h"
 #include "selection/SelectionFilter.h"
 
 using namespace ovcf;
@@ -40,6 +48,45 @@ double peakMiB() {
 }
 
 struct ReadEveryPoint : SelectionFilter {};  // nodes inside the shape are read, not taken whole
+
+double processorSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) + 1e-6 * double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+}
+
+// The best of `passes` runs of `run`, which returns the points it handled, in M points/s: on a
+// shared machine other work only ever makes a run slower.
+template <class Run>
+double bestRate(int passes, const Run& run) {
+    double best = 0;
+    for (int pass = 0; pass < passes; ++pass) {
+        const auto start = Clock::now();
+        const double points = double(run());
+        best = std::max(best, points / secondsSince(start) / 1e6);
+    }
+    return best;
+}
+
+// Every node read on `threads` threads, one reader each, nodes handed out in turn; perNode(points,
+// node) does what else is measured. Returns the points read.
+template <class PerNode>
+std::uint64_t readEveryNode(std::vector<OvcfReader>& readers, unsigned threads, const PerNode& perNode) {
+    std::atomic<std::uint32_t> next{0};
+    std::atomic<std::uint64_t> total{0};
+    runOnThreads(threads, [&](unsigned t) {
+        std::vector<PointRecord> points;
+        std::string error;
+        std::uint64_t mine = 0;
+        for (std::uint32_t n = next++; n < readers[t].nodes().size(); n = next++) {
+            if (!readers[t].readNode(n, points, error)) std::abort();
+            perNode(points, n);
+            mine += points.size();
+        }
+        total += mine;
+    });
+    return total;
+}
 
 }  // namespace
 
@@ -70,15 +117,86 @@ int main(int argc, char** argv) {
     whole.setRectangle(0, 0, bench::kViewWidth, bench::kViewHeight);
     tenth.setRectangle(500, 300, 500 + bench::kViewWidth * 0.316f, 300 + bench::kViewHeight * 0.316f);
     engine.select(whole, CombineReplace, query, header, nodes, selection);  // readers open, file cached
+    // The bound: every node read and decoded on 2 threads, nothing else.
+    std::vector<OvcfReader> readers(2);
+    for (OvcfReader& r : readers)
+        if (!r.open(path, error)) return 1;
+    const auto bound = [&] { return bestRate(5, [&] { return readEveryNode(readers, 2, [](auto&, auto) {}); }); };
+    const double boundBefore = bound();
+    std::printf("bound: every node read and decoded on 2 threads: %.0f M points/s\n", boundBefore);
+
     ReadEveryPoint reading;
     for (SelectionFilter* filter : {static_cast<SelectionFilter*>(nullptr), static_cast<SelectionFilter*>(&reading)}) {
         query.filter = filter;
         for (const ScreenShape* shape : {&whole, &tenth}) {
-            const SelectionReport r = engine.select(*shape, CombineReplace, query, header, nodes, selection);
-            std::printf("select %-13s %s: %llu found, %llu examined, %u nodes read, %u taken whole, %.1f ms, %.0f M points tested/s\n",
+            SelectionReport r;
+            const double rate = bestRate(3, [&] {
+                r = engine.select(*shape, CombineReplace, query, header, nodes, selection);
+                return r.examined;
+            });
+            std::printf("select %-13s %s: %llu found, %llu examined, %u nodes read, %u taken whole, %.1f ms, %.0f M points tested/s (%.2f of the bound)\n",
                         shape == &whole ? "whole view" : "tenth of view", filter ? "(every point read)" : "(nodes inside taken whole)",
                         (unsigned long long)r.found, (unsigned long long)r.examined, r.nodesRead, r.nodesWhole,
-                        r.seconds * 1e3, r.examined / r.seconds / 1e6);
+                        r.seconds * 1e3, rate, rate / boundBefore);
+        }
+    }
+
+    // Where a whole-view selection that reads every point spends its time: the same reading on 2
+    // threads with one more part at a time, then the engine itself.
+    {
+        const ScreenProjection projection(query.viewProjection, query.localOrigin, header, query.viewportWidth,
+                                          query.viewportHeight);
+        const auto stage = [&](int parts) {
+            return bestRate(3, [&] {
+                return readEveryNode(readers, 2, [&](const std::vector<PointRecord>& points, std::uint32_t n) {
+                    std::vector<std::uint64_t> part((points.size() + 127) / 64, 0);
+                    const std::uint64_t base = nodes[n].firstPoint & 63;
+                    std::uint64_t inside = 0;
+                    double sum = 0;
+                    for (std::size_t j = 0; j < points.size(); ++j) {
+                        double x, y;
+                        if (!projection.project(projection.local(points[j]), x, y)) continue;
+                        sum += x;
+                        if (parts < 2 || !whole.contains(float(x), float(y))) continue;
+                        ++inside;
+                        if (parts >= 3) part[(base + j) >> 6] |= std::uint64_t{1} << ((base + j) & 63);
+                    }
+                    benchmark::DoNotOptimize(sum);
+                    benchmark::DoNotOptimize(inside);
+                    benchmark::DoNotOptimize(part.data());
+                });
+            });
+        };
+        const double decode = bound(), projected = stage(1), tested = stage(2), marked = stage(3);
+        query.filter = &reading;
+        const double engineRate = bestRate(3, [&] { return engine.select(whole, CombineReplace, query, header, nodes, selection).examined; });
+        const double perPoint[] = {1e3 / decode, 1e3 / projected, 1e3 / tested, 1e3 / marked, 1e3 / engineRate};
+        std::printf("where a whole-view selection reading every point spends its time on 2 threads, ms per M points:\n"
+                    "  reading and decoding %.2f, projection %.2f, shape test %.2f, marking bits %.2f, engine (filter calls, "
+                    "candidates, partial maps, combine, reader pool) %.2f: %.2f in all\n",
+                    perPoint[0], perPoint[1] - perPoint[0], perPoint[2] - perPoint[1], perPoint[3] - perPoint[2],
+                    perPoint[4] - perPoint[3], perPoint[4]);
+
+        // Processor time of the parts on one thread and on all, with 1 and 2 workers, and what
+        // they predict for a bigger machine.
+        for (int workers : {1, 2}) {
+            SelectionEngine counted;
+            counted.open(path, workers);
+            counted.select(whole, CombineReplace, query, header, nodes, selection);  // readers open
+            double serial = 1e30, parallel = 1e30, wall = 1e30;
+            for (int pass = 0; pass < 3; ++pass) {
+                const double cpu = processorSeconds();
+                const SelectionReport r = counted.select(whole, CombineReplace, query, header, nodes, selection);
+                const double spent = processorSeconds() - cpu;
+                if (r.seconds >= wall) continue;
+                wall = r.seconds;
+                serial = r.seconds - r.workerSeconds;
+                parallel = std::max(0.0, spent - serial);
+            }
+            std::printf("  %d worker%s: %.1f ms, of which %.1f ms on one thread and %.1f ms of processor time on the workers;"
+                        " predicted on 8 cores %.1f ms, on 16 cores %.1f ms\n",
+                        workers, workers == 1 ? " " : "s", wall * 1e3, serial * 1e3, parallel * 1e3,
+                        (serial + parallel / 8) * 1e3, (serial + parallel / 16) * 1e3);
         }
     }
     query.filter = nullptr;
@@ -118,15 +236,22 @@ int main(int argc, char** argv) {
     std::vector<double> xyz(3 * points);
     std::vector<std::uint32_t> rgb(points);
     std::vector<std::uint8_t> flags(points);
-    const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, reference};
-    start = Clock::now();
-    const std::int64_t back = readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), std::int64_t(points)}, false, error);
-    double seconds = secondsSince(start);
-    std::printf("read back all: %lld points in %.0f ms, %.0f M points/s\n", (long long)back, seconds * 1e3, back / seconds / 1e6);
-    start = Clock::now();
-    const std::int64_t alive = readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, std::int64_t(points)}, false, error);
-    seconds = secondsSince(start);
-    std::printf("read back surviving: %lld points in %.0f ms, %.0f M points/s\n", (long long)alive, seconds * 1e3, alive / seconds / 1e6);
+    for (unsigned threads : {1u, 2u}) {
+        const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, reference, threads};
+        const double boundNow = bound();
+        for (bool sorted : {false, true}) {
+            const double all = bestRate(3, [&] {
+                return readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), std::int64_t(points)}, sorted, error);
+            });
+            const double alive = bestRate(3, [&] {
+                return readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, std::int64_t(points)}, sorted, error);
+            });
+            std::printf("read back on %u thread%s%s: all %.0f M points/s (%.2f of the bound), surviving %.0f M points/s (%.2f);"
+                        " bound %.0f M points/s\n",
+                        threads, threads == 1 ? " " : "s", sorted ? ", sorted" : "", all, all / boundNow, alive,
+                        alive / boundNow, boundNow);
+        }
+    }
     xyz = {};
     rgb = {};
     flags = {};
@@ -136,6 +261,7 @@ int main(int argc, char** argv) {
     if (!exportPoints(path, las, false, exported, error)) std::printf("export failed: %s\n", error.c_str());
     std::printf("export to LAS: %llu points in %.0f ms, %.1f M points/s\n", (unsigned long long)exported.written,
                 exported.seconds * 1e3, exported.written / exported.seconds / 1e6);
+    std::printf("bound again at the end: %.0f M points/s\n", bound());
     std::printf("peak memory %.0f MiB\n", peakMiB());
     std::filesystem::remove(path);
     std::filesystem::remove(las);

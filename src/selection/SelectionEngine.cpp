@@ -215,8 +215,10 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
         totals.nodesRead += read;
     };
 
+    const double workersStart = elapsed();
     runOnThreads(threads, work);
     report.firstPassSeconds = elapsed();
+    report.workerSeconds = report.firstPassSeconds - workersStart;
 
     if (filter) {
         DroppedPoints drop = dropSpan(candidates, nodes, partials);
@@ -225,6 +227,7 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
         const double solved = elapsed();
         if (filter->needsSecondPass()) report.nodesReread = secondPass(*filter, projection, candidates, nodes, partials);
         report.secondPassSeconds = elapsed() - solved;
+        report.workerSeconds += report.secondPassSeconds;
     }
 
     // Combine: each partial map starts at its node's first word of the global map.
