@@ -8,6 +8,7 @@
 #include "core/Log.h"
 #include "core/ThreadRun.h"
 #include "core/NumberFormat.h"
+#include "selection/PointScreenTest.h"
 #include "selection/ScreenProjection.h"
 #include "selection/SelectionFilter.h"
 
@@ -166,9 +167,12 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
     const unsigned calls = filter ? filter->pointCalls() : 0u;
     const bool observes = calls & SelectionFilter::CallsObserve, accepts = calls & SelectionFilter::CallsAccept,
                collects = calls & SelectionFilter::CallsCollect;
+    const bool plain = !query.region && !observes && !accepts && !collects;
+    const PointScreenTest test(projection, shape);
     const auto work = [&](unsigned worker) {
         OvcfReader& reader = pool_.reader(worker);
         std::vector<PointRecord> points;
+        NodeCoordinates coordinates;
         std::string error;
         std::uint64_t examined = 0, inShape = 0, rejected = 0;
         std::uint32_t read = 0;
@@ -184,6 +188,20 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
                 inShape += node.pointCount;
                 continue;
             }
+            if (plain) {  // the common run, no clip box and no filter: the coordinates are enough
+                if (!reader.readNodeCoordinates(candidate.node, coordinates, error)) {
+                    logLine(LogWarn, "selezione: nodo %u non leggibile (%s)", candidate.node, error.c_str());
+                    continue;
+                }
+                ++read;
+                if (filter) filter->enterNode(worker, candidate.node, node.level);
+                const std::size_t count = std::min<std::size_t>(coordinates.size(), node.pointCount);
+                const PointScreenTest::Counts counts = test.markInside(coordinates.x.data(), coordinates.y.data(),
+                                                                       coordinates.z.data(), count, part.data(), base);
+                examined += counts.inFront;
+                inShape += counts.inside;
+                continue;
+            }
             if (!reader.readNode(candidate.node, points, error)) {
                 logLine(LogWarn, "selezione: nodo %u non leggibile (%s)", candidate.node, error.c_str());
                 continue;
@@ -196,10 +214,10 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
                 const Vec3d local = projection.local(point);
                 if (observes && !(deleted && deleted->test(node.firstPoint + j))) filter->observe(worker, point, local);
                 if (query.region && !query.region->contains(local)) continue;
-                double x, y;
-                if (!projection.project(local, x, y)) continue;
+                const PointScreenTest::Result result = test.test(local);
+                if (result == PointScreenTest::Behind) continue;
                 ++examined;
-                if (!shape.contains(static_cast<float>(x), static_cast<float>(y))) continue;
+                if (result == PointScreenTest::Outside) continue;
                 ++inShape;
                 if (accepts && !filter->accept(worker, point, local)) {
                     ++rejected;
