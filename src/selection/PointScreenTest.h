@@ -33,83 +33,87 @@ public:
         slack_ = 2.0 + edges / std::min(hw, hh) + largest;
     }
 
-    Result test(const Vec3d& local) const {
-        const ScreenProjection::Clip c = projection_.clip(local);
-        if (!ScreenProjection::inFront(c)) return Behind;
-        const int quick = rectangle_ ? rectangleSide(c) : kUndecided;
-        return quick == kUndecided ? exact(c) : static_cast<Result>(quick);
+    static constexpr std::size_t kBatch = 256;
+
+    // Behind, Outside or Inside for `count` points (at most kBatch) given by their quantised
+    // coordinates, into `results`. The points go through a branch-free loop over plain arrays,
+    // which the compiler turns into vector code, and only the undecided ones through the exact
+    // test. Returns true when all results are the same.
+    bool classify(const std::uint32_t* x, const std::uint32_t* y, const std::uint32_t* z, std::size_t count,
+                  std::int32_t* results) const {
+        alignas(16) double clipX[kBatch], clipY[kBatch], clipW[kBatch], sides[kBatch];
+        // Local copies, so that the compiler knows the arrays written below leave them alone.
+        const ScreenProjection::Affine f = projection_.affine();
+        const double left = left_, right = right_, top = top_, bottom = bottom_, slack = slack_;
+        // Caps the margins of other shapes below zero: their points are all undecided.
+        const double cap = rectangle_ ? std::numeric_limits<double>::infinity() : -1.0;
+        for (std::size_t i = 0; i < count; ++i) {
+            // The same operations, in the same order, as ScreenProjection::local and clip.
+            const double dx = static_cast<std::int32_t>(x[i]) * f.step[0] + f.shift[0];
+            const double dy = static_cast<std::int32_t>(y[i]) * f.step[1] + f.shift[1];
+            const double dz = static_cast<std::int32_t>(z[i]) * f.step[2] + f.shift[2];
+            const double* m = f.m;
+            const double cx = m[0] * dx + m[4] * dy + m[8] * dz + m[12];
+            const double cy = m[1] * dx + m[5] * dy + m[9] * dz + m[13];
+            const double cw = m[3] * dx + m[7] * dy + m[11] * dz + m[15];
+            clipX[i] = cx;
+            clipY[i] = cy;
+            clipW[i] = cw;
+            // Scaled by w / half size, l, r, t and b are the point minus each edge: inside when
+            // l, t > 0 and r, b < 0. In selects the compiler turns into vector minima and maxima,
+            // `in` is positive when every edge is clearly on the inner side, `out` when one edge
+            // is clearly on the outer side.
+            const double l = cx + cw * left, r = cx + cw * right;
+            const double t = cw * top - cy, b = cw * bottom - cy;
+            const double mx = kMargin * (std::fabs(cx) + cw * slack), my = kMargin * (std::fabs(cy) + cw * slack);
+            double in = least(least(l - mx, -r - mx), least(t - my, -b - my));
+            double out = most(most(-l - mx, r - mx), most(-t - my, b - my));
+            in = least(in, cap);
+            out = least(out, cap);
+            // A NaN would slip through the selects above; such a point goes to the exact test.
+            const double finite = (cx - cx) + (cy - cy) + (cw - cw);  // 0, or NaN
+            const double side = finite != 0.0 ? 3.0 : out > 0.0 ? 1.0 : in > 0.0 ? 2.0 : 3.0;
+            sides[i] = cw <= ScreenProjection::kMinW ? 0.0 : side;
+        }
+        std::int32_t any = 0, all = kUndecided, undecided = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            results[i] = static_cast<std::int32_t>(sides[i]);
+            undecided += results[i] == kUndecided;
+        }
+        if (undecided)
+            for (std::size_t i = 0; i < count; ++i)
+                if (results[i] == kUndecided) results[i] = exact({clipX[i], clipY[i], clipW[i]});
+        for (std::size_t i = 0; i < count; ++i) {
+            any |= results[i];
+            all &= results[i];
+        }
+        return any == all;
     }
 
     struct Counts {
         std::uint64_t inFront = 0, inside = 0;
     };
     // The points given by their quantised coordinates, n of them: sets bit firstBit + j of `bits`
-    // for each point j inside and counts the points in front of the camera and inside. Batches
-    // go through a branch-free loop over plain arrays, which the compiler turns into vector code,
-    // and only the undecided points through the exact test.
+    // for each point j inside and counts the points in front of the camera and inside.
     Counts markInside(const std::uint32_t* x, const std::uint32_t* y, const std::uint32_t* z, std::size_t n,
                       std::uint64_t* bits, std::uint64_t firstBit) const {
         Counts counts;
-        constexpr std::size_t kBatch = 256;
-        alignas(16) double clipX[kBatch], clipY[kBatch], clipW[kBatch], results[kBatch];
-        alignas(16) std::int32_t codes[kBatch];
-        // Local copies, so that the compiler knows the arrays written below leave them alone.
-        const ScreenProjection::Affine f = projection_.affine();
-        const double left = left_, right = right_, top = top_, bottom = bottom_, slack = slack_;
-        // Caps the margins of other shapes below zero: their points are all undecided.
-        const double cap = rectangle_ ? std::numeric_limits<double>::infinity() : -1.0;
+        alignas(16) std::int32_t results[kBatch];
         for (std::size_t at = 0; at < n; at += kBatch) {
             const std::size_t count = std::min(kBatch, n - at);
-            const std::uint32_t *bx = x + at, *by = y + at, *bz = z + at;
-            for (std::size_t i = 0; i < count; ++i) {
-                // The same operations, in the same order, as ScreenProjection::local and clip.
-                const double dx = static_cast<std::int32_t>(bx[i]) * f.step[0] + f.shift[0];
-                const double dy = static_cast<std::int32_t>(by[i]) * f.step[1] + f.shift[1];
-                const double dz = static_cast<std::int32_t>(bz[i]) * f.step[2] + f.shift[2];
-                const double* m = f.m;
-                const double cx = m[0] * dx + m[4] * dy + m[8] * dz + m[12];
-                const double cy = m[1] * dx + m[5] * dy + m[9] * dz + m[13];
-                const double cw = m[3] * dx + m[7] * dy + m[11] * dz + m[15];
-                clipX[i] = cx;
-                clipY[i] = cy;
-                clipW[i] = cw;
-                // As rectangleSide, in selects the compiler can turn into vector minima and maxima:
-                // `in` is positive when every edge is clearly on the inner side, `out` when one
-                // edge is clearly on the outer side.
-                const double l = cx + cw * left, r = cx + cw * right;
-                const double t = cw * top - cy, b = cw * bottom - cy;
-                const double mx = kMargin * (std::fabs(cx) + cw * slack), my = kMargin * (std::fabs(cy) + cw * slack);
-                double in = least(least(l - mx, -r - mx), least(t - my, -b - my));
-                double out = most(most(-l - mx, r - mx), most(-t - my, b - my));
-                in = least(in, cap);
-                out = least(out, cap);
-                // A NaN would slip through the selects above; such a point goes to the exact test.
-                const double finite = (cx - cx) + (cy - cy) + (cw - cw);  // 0, or NaN
-                const double side = finite != 0.0 ? 3.0 : out > 0.0 ? 1.0 : in > 0.0 ? 2.0 : 3.0;
-                results[i] = cw <= ScreenProjection::kMinW ? 0.0 : side;
-            }
-            // Behind 0, Outside 1, Inside 2, undecided 3; a batch of one kind is done at once.
-            std::int32_t any = 0, all = 3;
-            for (std::size_t i = 0; i < count; ++i) {
-                codes[i] = static_cast<std::int32_t>(results[i]);
-                any |= codes[i];
-                all &= codes[i];
-            }
-            if (any == all && all != kUndecided) {
-                if (all != Behind) counts.inFront += count;
-                if (all == Inside) {
+            if (classify(x + at, y + at, z + at, count, results)) {  // a batch of one kind is done at once
+                if (results[0] != Behind) counts.inFront += count;
+                if (results[0] == Inside) {
                     counts.inside += count;
                     setRun(bits, firstBit + at, count);
                 }
                 continue;
             }
             for (std::size_t i = 0; i < count; ++i) {
-                int result = codes[i];
-                if (result == kUndecided) result = exact({clipX[i], clipY[i], clipW[i]});
-                const std::uint64_t inside = result == Inside;
+                const std::uint64_t inside = results[i] == Inside;
                 const std::uint64_t bit = firstBit + at + i;
                 bits[bit >> 6] |= inside << (bit & 63);
-                counts.inFront += result != Behind;
+                counts.inFront += results[i] != Behind;
                 counts.inside += inside;
             }
         }
@@ -120,16 +124,6 @@ private:
     static constexpr double kMargin = 1e-6;
     static constexpr int kUndecided = 3;
 
-    // Outside, Inside or kUndecided for a point in front, without dividing. Scaled by w / half
-    // size, l, r, t and b are the point minus each edge: inside when l, t > 0 and r, b < 0.
-    int rectangleSide(const ScreenProjection::Clip& c) const {
-        const double l = c.x + c.w * left_, r = c.x + c.w * right_;
-        const double t = c.w * top_ - c.y, b = c.w * bottom_ - c.y;
-        const double mx = kMargin * (std::fabs(c.x) + c.w * slack_), my = kMargin * (std::fabs(c.y) + c.w * slack_);
-        const bool outside = (l < -mx) | (r > mx) | (t < -my) | (b > my);
-        const bool inside = (l > mx) & (r < -mx) & (t > my) & (b < -my);
-        return outside ? Outside : inside ? Inside : kUndecided;
-    }
     // Sets bits [first, first + n).
     static void setRun(std::uint64_t* bits, std::uint64_t first, std::uint64_t n) {
         while (n > 0) {

@@ -173,6 +173,8 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
         OvcfReader& reader = pool_.reader(worker);
         std::vector<PointRecord> points;
         NodeCoordinates coordinates;
+        std::uint32_t xs[PointScreenTest::kBatch], ys[PointScreenTest::kBatch], zs[PointScreenTest::kBatch];
+        std::int32_t results[PointScreenTest::kBatch];
         std::string error;
         std::uint64_t examined = 0, inShape = 0, rejected = 0;
         std::uint32_t read = 0;
@@ -209,22 +211,31 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
             ++read;
             if (filter) filter->enterNode(worker, candidate.node, node.level);
             const std::size_t count = std::min<std::size_t>(points.size(), node.pointCount);
-            for (std::size_t j = 0; j < count; ++j) {
-                const PointRecord& point = points[j];
-                const Vec3d local = projection.local(point);
-                if (observes && !(deleted && deleted->test(node.firstPoint + j))) filter->observe(worker, point, local);
-                if (query.region && !query.region->contains(local)) continue;
-                const PointScreenTest::Result result = test.test(local);
-                if (result == PointScreenTest::Behind) continue;
-                ++examined;
-                if (result == PointScreenTest::Outside) continue;
-                ++inShape;
-                if (accepts && !filter->accept(worker, point, local)) {
-                    ++rejected;
-                    continue;
+            for (std::size_t at = 0; at < count; at += PointScreenTest::kBatch) {
+                const std::size_t batch = std::min(PointScreenTest::kBatch, count - at);
+                for (std::size_t i = 0; i < batch; ++i) {
+                    xs[i] = points[at + i].x;
+                    ys[i] = points[at + i].y;
+                    zs[i] = points[at + i].z;
                 }
-                setBit(part, base + j);
-                if (collects) filter->collect(worker, point, node.firstPoint + j, local);
+                test.classify(xs, ys, zs, batch, results);
+                for (std::size_t i = 0; i < batch; ++i) {
+                    const std::size_t j = at + i;
+                    const PointRecord& point = points[j];
+                    const Vec3d local = projection.local(point);
+                    if (observes && !(deleted && deleted->test(node.firstPoint + j))) filter->observe(worker, point, local);
+                    if (query.region && !query.region->contains(local)) continue;
+                    if (results[i] == PointScreenTest::Behind) continue;
+                    ++examined;
+                    if (results[i] == PointScreenTest::Outside) continue;
+                    ++inShape;
+                    if (accepts && !filter->accept(worker, point, local)) {
+                        ++rejected;
+                        continue;
+                    }
+                    setBit(part, base + j);
+                    if (collects) filter->collect(worker, point, node.firstPoint + j, local);
+                }
             }
         }
         totals.examined += examined;
