@@ -209,13 +209,13 @@ std::int64_t ViewController::readAllPoints(const HostPointBuffers& out, bool sor
     const ClipBoxRegion region(clipBox, camera.renderOrigin);
     const bool clipped = hideOutsideClipBox && clipBox.isActive();
     ReadBackSource source{cloud_->path(), &cloud_->reader(), &deletions_.deleted(), &deletions_.deletedInNode(),
-                          clipped ? &region : nullptr, camera.renderOrigin};
+                          clipped ? &region : nullptr, camera.renderOrigin, readBackThreads()};
     return ovcf::readAllPoints(source, out, sortByElevation, error);
 }
 
 std::int64_t ViewController::readSurvivingPoints(const HostPointBuffers& out, bool sortByElevation, std::string& error) {
     ReadBackSource source{cloud_->path(), &cloud_->reader(), &deletions_.deleted(), &deletions_.deletedInNode(), nullptr,
-                          camera.renderOrigin};
+                          camera.renderOrigin, readBackThreads()};
     return ovcf::readSurvivingPoints(source, out, sortByElevation, error);
 }
 

@@ -136,6 +136,8 @@ public:
 
 private:
     void uploadBitmaps();
+    // Read-back takes as many workers as the view's selections.
+    unsigned readBackThreads() { return static_cast<unsigned>(selection_.readers().wanted()); }
     void requestRedraw(int kinds);
     // After every change of the deleted map: the level of detail skips what is gone.
     void followDeletions();

@@ -148,4 +148,13 @@ void decodeNodeBlock(const std::uint8_t* raw, std::size_t count, std::uint32_t p
     }
 }
 
+void decodeNodeCoordinates(const std::uint8_t* raw, std::size_t count, const NodeOrigin& origin, std::uint32_t* x,
+                           std::uint32_t* y, std::uint32_t* z) {
+    const std::uint8_t* plane[12];
+    for (std::uint32_t k = 0; k < 12; ++k) plane[k] = raw + k * count;
+    gatherWords(plane + 0, 0, count, origin[0], x);
+    gatherWords(plane + 4, 0, count, origin[1], y);
+    gatherWords(plane + 8, 0, count, origin[2], z);
+}
+
 }  // namespace ovcf

@@ -22,4 +22,9 @@ void encodeNodeBlock(const PointRecord* points, std::size_t count, std::uint32_t
 void decodeNodeBlock(const std::uint8_t* raw, std::size_t count, std::uint32_t pointFormat,
                      const NodeOrigin& origin, PointRecord* points);
 
+// Only the absolute coordinates of the count points, one array per axis: for passes that test
+// positions alone, which then skip the other planes and the records.
+void decodeNodeCoordinates(const std::uint8_t* raw, std::size_t count, const NodeOrigin& origin, std::uint32_t* x,
+                           std::uint32_t* y, std::uint32_t* z);
+
 }  // namespace ovcf

@@ -90,46 +90,74 @@ bool OvcfReader::readNode(std::uint32_t nodeIndex, std::vector<PointRecord>& poi
                           bool verifyCrc) {
     // The caller's array is kept until the points are known, so that a reused array is not
     // cleared and zero-filled again only to be overwritten; on failure it is left empty.
-    bool done = false;
+    bool failed = true;
     try {
-        done = readNodePoints(nodeIndex, points, error, verifyCrc);
+        if (const std::uint8_t* raw = loadBlock(nodeIndex, error, verifyCrc, failed)) {
+            const HierarchyRecord& node = nodes_[nodeIndex];
+            points.resize(node.pointCount);
+            decodeNodeBlock(raw, node.pointCount, header_.pointFormat, nodeOrigin(header_, node.key()), points.data());
+        } else if (!failed) {
+            points.clear();
+        }
     } catch (const std::bad_alloc&) {
+        failed = true;
         error = "out of memory reading node " + std::to_string(nodeIndex);
     }
-    if (!done) points.clear();
-    return done;
+    if (failed) points.clear();
+    return !failed;
 }
 
-bool OvcfReader::readNodePoints(std::uint32_t nodeIndex, std::vector<PointRecord>& points, std::string& error,
-                                bool verifyCrc) {
+bool OvcfReader::readNodeCoordinates(std::uint32_t nodeIndex, NodeCoordinates& coordinates, std::string& error) {
+    bool failed = true;
+    try {
+        if (const std::uint8_t* raw = loadBlock(nodeIndex, error, false, failed)) {
+            const HierarchyRecord& node = nodes_[nodeIndex];
+            coordinates.x.resize(node.pointCount);
+            coordinates.y.resize(node.pointCount);
+            coordinates.z.resize(node.pointCount);
+            decodeNodeCoordinates(raw, node.pointCount, nodeOrigin(header_, node.key()), coordinates.x.data(),
+                                  coordinates.y.data(), coordinates.z.data());
+        } else if (!failed) {
+            coordinates.clear();
+        }
+    } catch (const std::bad_alloc&) {
+        failed = true;
+        error = "out of memory reading node " + std::to_string(nodeIndex);
+    }
+    if (failed) coordinates.clear();
+    return !failed;
+}
+
+const std::uint8_t* OvcfReader::loadBlock(std::uint32_t nodeIndex, std::string& error, bool verifyCrc, bool& failed) {
+    failed = true;
     if (!isOpen()) {
         error = ".ovcf file not open";
-        return false;
+        return nullptr;
     }
     if (nodeIndex >= nodes_.size()) {
         error = "node index out of range";
-        return false;
+        return nullptr;
     }
     const HierarchyRecord& node = nodes_[nodeIndex];
     if (node.pointCount == 0) {
-        points.clear();
-        return true;
+        failed = false;
+        return nullptr;
     }
 
     const std::string index = std::to_string(nodeIndex);
     if (node.rawSize != std::uint64_t{header_.recordSize} * node.pointCount) {
         error = "node " + index + ": decompressed size inconsistent with the point count";
-        return false;
+        return nullptr;
     }
 
     if (node.storedSize > fileSize_ || node.blockOffset > fileSize_ - node.storedSize) {
         error = "reading the block of node " + index + " failed: " + SystemFile::kEndOfFileText;
-        return false;
+        return nullptr;
     }
     growTo(storedBlock_, node.storedSize);
     if (!file_.readAt(node.blockOffset, storedBlock_.data(), node.storedSize)) {
         error = "reading the block of node " + index + " failed: " + file_.lastErrorText();
-        return false;
+        return nullptr;
     }
 
     const std::uint8_t* raw = storedBlock_.data();
@@ -145,7 +173,7 @@ bool OvcfReader::readNodePoints(std::uint32_t nodeIndex, std::vector<PointRecord
         }
         if (produced < 0 || static_cast<std::uint32_t>(produced) != node.rawSize) {
             error = "decompression of node " + index + " failed: corrupted data";
-            return false;
+            return nullptr;
         }
         raw = rawBlock_.data();
     }
@@ -157,13 +185,12 @@ bool OvcfReader::readNodePoints(std::uint32_t nodeIndex, std::vector<PointRecord
             std::snprintf(text, sizeof text, "nodo %u: CRC errato (atteso %08X, trovato %08X): dati danneggiati",
                           unsigned{nodeIndex}, unsigned{node.crc}, unsigned{computed});
             error = text;
-            return false;
+            return nullptr;
         }
     }
 
-    points.resize(node.pointCount);
-    decodeNodeBlock(raw, node.pointCount, header_.pointFormat, nodeOrigin(header_, node.key()), points.data());
-    return true;
+    failed = false;
+    return raw;
 }
 
 bool OvcfReader::openSame(OvcfReader& other, std::string& error) {

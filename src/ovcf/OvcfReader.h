@@ -18,6 +18,16 @@
 
 namespace ovcf {
 
+struct NodeCoordinates {
+    std::vector<std::uint32_t> x, y, z;
+    std::size_t size() const { return x.size(); }
+    void clear() {
+        x.clear();
+        y.clear();
+        z.clear();
+    }
+};
+
 // Answers of OvcfReader::probeHeader.
 enum ProbeResult : int {
     ProbeValid = 0,       // version 1.0, header returned
@@ -44,6 +54,9 @@ public:
     // whole raw block again.
     bool readNode(std::uint32_t nodeIndex, std::vector<PointRecord>& points, std::string& error,
                   bool verifyCrc = false);
+    // The same node's absolute coordinates only, one array per axis, with the same checks and
+    // messages; on failure the arrays are left empty.
+    bool readNodeCoordinates(std::uint32_t nodeIndex, NodeCoordinates& coordinates, std::string& error);
     // The deleted-points bitmap as stored: (point count + 7) / 8 bytes, bit i%8 of byte i/8.
     bool readDeletedMap(std::vector<std::uint8_t>& bytes, std::string& error);
 
@@ -63,7 +76,9 @@ public:
 
 private:
     bool openFile(std::string path, std::string& error);
-    bool readNodePoints(std::uint32_t nodeIndex, std::vector<PointRecord>& points, std::string& error, bool verifyCrc);
+    // The node's raw block, read, decompressed and checked; null on failure, and for an empty
+    // node (with no error).
+    const std::uint8_t* loadBlock(std::uint32_t nodeIndex, std::string& error, bool verifyCrc, bool& failed);
     bool failOpen(std::string& error, std::string message);
 
     SystemFile file_;

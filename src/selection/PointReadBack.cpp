@@ -1,12 +1,14 @@
 #include "selection/PointReadBack.h"
 
 #include <algorithm>
-#include <functional>
+#include <atomic>
 #include <chrono>
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
 #include "ovcf/OvcfReader.h"
+#include "selection/ElevationOrder.h"
+#include "selection/ParallelReaders.h"
 
 namespace ovcf {
 namespace {
@@ -15,122 +17,144 @@ std::uint32_t packedColour(const PointRecord& p) {
     return static_cast<std::uint32_t>(p.red) << 16 | static_cast<std::uint32_t>(p.green) << 8 | p.blue;
 }
 
-// Where each point goes in the host's buffers: in file order, or sorted by elevation, highest
-// first. Sorting is a counting sort on the quantised z, straight into the host's buffers: a first
-// pass over the file counts the points of each of 2^20 slices of the root cube's height, and the
-// second writes every point at the next free place of its slice. A slice one quantum high needs
-// nothing more; a thicker one is sorted within itself afterwards. The only extra memory is the
-// 8 MiB of counts (and an index of the largest thick slice), never a second copy.
-class Placement {
+// One call's reading: the readers, and which points of each node it hands on.
+class ReadBackRun {
 public:
-    Placement(bool sorted, const FileHeader& header) : sorted_(sorted) {
-        if (!sorted_) return;
-        zBase_ = header.rootOrigin[2];
-        shift_ = header.rootExponent > kSliceBits ? header.rootExponent - kSliceBits : 0;
-        slots_.assign(std::size_t{1} << kSliceBits, 0);
-    }
-    bool sorted() const { return sorted_; }
-    // First pass: one more point in the slice of `p`.
-    void count(const PointRecord& p) { ++slots_[slice(p)]; }
-    // Between the passes: each slice's first place, the highest slice first.
-    void startPlacing() {
-        std::uint64_t next = 0;
-        for (std::size_t s = slots_.size(); s-- > 0;) {
-            const std::uint64_t n = slots_[s];
-            slots_[s] = next;
-            next += n;
+    ReadBackRun(const ReadBackSource& source, bool survivorsOnly) : source_(source), survivorsOnly_(survivorsOnly) {}
+
+    bool open(std::string& error) {
+        const bool opened = source_.opened ? first_.openSame(*source_.opened, error) : first_.open(source_.path, error);
+        if (!opened) return false;
+        const std::size_t nodes = first_.nodes().size();
+        const unsigned threads = static_cast<unsigned>(std::clamp<std::size_t>(source_.threads, 1, std::max<std::size_t>(nodes, 1)));
+        if (!readers_.open(first_, threads, error)) return false;
+        // Where each node's points begin in file order.
+        starts_.resize(nodes + 1);
+        starts_[0] = 0;
+        for (std::uint32_t n = 0; n < nodes; ++n) {
+            const HierarchyRecord& node = first_.nodes()[n];
+            const std::uint64_t gone = survivorsOnly_ && hasDeleted(n) ? source_.deleted->countRange(node.firstPoint, node.pointCount) : 0;
+            starts_[n + 1] = starts_[n] + node.pointCount - gone;
         }
+        return true;
     }
-    // Second pass (or the only one): the place of the `written`-th point.
-    std::int64_t place(const PointRecord& p, std::int64_t written) {
-        return sorted_ ? static_cast<std::int64_t>(slots_[slice(p)]++) : written;
-    }
-    // After the second pass, each slice's places end where the next lower one starts.
-    void sortWithinSlices(const HostPointBuffers& out, std::int64_t written) {
-        if (!sorted_ || shift_ == 0) return;
-        std::uint64_t begin = 0;
-        std::vector<std::uint32_t> order;
-        for (std::size_t s = slots_.size(); s-- > 0;) {
-            const std::uint64_t end = slots_[s];
-            if (end > begin + 1) sortRange(out, begin, std::min<std::uint64_t>(end, std::uint64_t(written)), order);
-            begin = std::max(begin, end);
-        }
+    const FileHeader& header() const { return first_.header(); }
+    std::uint32_t nodeCount() const { return static_cast<std::uint32_t>(first_.nodes().size()); }
+    std::uint64_t startOf(std::uint32_t node) const { return starts_[node]; }
+    ParallelReaders& readers() { return readers_; }
+
+    // Runs of consecutive nodes holding about equal numbers of the points handed on, two per
+    // worker so that a worker held up by the machine's other work holds up no one, and each
+    // below 2^31 points (the sort counts a run's points in 32 bits). Returns the first node
+    // of each run and, last, the node count.
+    std::vector<std::uint32_t> runs() const {
+        const std::uint64_t total = starts_.back();
+        const std::uint64_t pieces = std::max<std::uint64_t>(2 * readers_.count(), total >> 31);
+        const std::uint64_t target = std::min<std::uint64_t>(std::max<std::uint64_t>(total / pieces, 1), std::uint64_t{1} << 31);
+        std::vector<std::uint32_t> bounds{0};
+        for (std::uint32_t n = 0; n < nodeCount(); ++n)
+            if (starts_[n + 1] - starts_[bounds.back()] > target && n > bounds.back()) bounds.push_back(n);
+        bounds.push_back(nodeCount());
+        return bounds;
     }
 
-private:
-    static constexpr std::uint32_t kSliceBits = 20;
-
-    std::size_t slice(const PointRecord& p) const {
-        const std::uint64_t s = p.z >= zBase_ ? std::uint64_t(p.z - zBase_) >> shift_ : 0;
-        return static_cast<std::size_t>(std::min<std::uint64_t>(s, slots_.size() - 1));
-    }
-    // Sorts places [begin, end) by z, highest first, by following the cycles of their order.
-    static void sortRange(const HostPointBuffers& out, std::uint64_t begin, std::uint64_t end,
-                          std::vector<std::uint32_t>& order) {
-        const std::size_t n = static_cast<std::size_t>(end - begin);
-        double* xyz = out.xyz + 3 * begin;
-        order.resize(n);
-        for (std::size_t i = 0; i < n; ++i) order[i] = static_cast<std::uint32_t>(i);
-        std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) { return xyz[3 * a + 2] > xyz[3 * b + 2]; });
-        std::vector<bool> done(n, false);
-        for (std::size_t i = 0; i < n; ++i) {
-            if (done[i] || order[i] == i) continue;
-            const Held held = hold(out, begin + i);
-            std::size_t j = i;
-            for (;;) {
-                const std::size_t from = order[j];
-                done[j] = true;
-                if (from == i) {
-                    put(out, begin + j, held);
-                    break;
-                }
-                move(out, begin + from, begin + j);
-                j = from;
+    // Reads nodes [first, end) in order with worker `worker`'s reader and calls take(node,
+    // global index, point) for each point handed on: every point, or the survivors only.
+    template <class Take>
+    bool readNodes(unsigned worker, std::uint32_t first, std::uint32_t end, std::vector<PointRecord>& points,
+                   std::string& error, const Take& take) {
+        OvcfReader& reader = readers_.reader(worker);
+        for (std::uint32_t node = first; node < end; ++node) {
+            if (!reader.readNode(node, points, error)) return false;
+            const std::uint64_t firstPoint = reader.nodes()[node].firstPoint;
+            const bool deletions = hasDeleted(node);
+            for (std::size_t j = 0; j < points.size(); ++j) {
+                const std::uint64_t g = firstPoint + j;
+                if (survivorsOnly_ && deletions && isDeleted(g)) continue;
+                if (!take(node, g, deletions, points[j])) break;
             }
         }
-    }
-    struct Held {
-        double xyz[3];
-        std::uint32_t colour = 0;
-        std::uint8_t flag = 0;
-    };
-    static Held hold(const HostPointBuffers& out, std::uint64_t i) {
-        Held h{{out.xyz[3 * i], out.xyz[3 * i + 1], out.xyz[3 * i + 2]}};
-        if (out.colors) h.colour = out.colors[i];
-        if (out.flags) h.flag = out.flags[i];
-        return h;
-    }
-    static void put(const HostPointBuffers& out, std::uint64_t i, const Held& h) {
-        for (int a = 0; a < 3; ++a) out.xyz[3 * i + a] = h.xyz[a];
-        if (out.colors) out.colors[i] = h.colour;
-        if (out.flags) out.flags[i] = h.flag;
-    }
-    static void move(const HostPointBuffers& out, std::uint64_t from, std::uint64_t to) {
-        for (int a = 0; a < 3; ++a) out.xyz[3 * to + a] = out.xyz[3 * from + a];
-        if (out.colors) out.colors[to] = out.colors[from];
-        if (out.flags) out.flags[to] = out.flags[from];
+        return true;
     }
 
-    bool sorted_;
-    std::uint32_t zBase_ = 0, shift_ = 0;
-    std::vector<std::uint64_t> slots_;
+    bool isDeleted(std::uint64_t g) const { return g < source_.deleted->pointCount() && source_.deleted->test(g); }
+
+private:
+    bool hasDeleted(std::uint32_t node) const {
+        return source_.deletedInNode && node < source_.deletedInNode->size() && (*source_.deletedInNode)[node] > 0;
+    }
+
+    const ReadBackSource& source_;
+    bool survivorsOnly_;
+    OvcfReader first_;
+    ParallelReaders readers_;
+    std::vector<std::uint64_t> starts_;
 };
 
-bool openFor(const ReadBackSource& source, OvcfReader& reader, std::string& error) {
-    return source.opened ? reader.openSame(*source.opened, error) : reader.open(source.path, error);
-}
-
-// Reads every node in record order and hands each point to `take` (global index, record,
-// world position) until it returns false.
-template <typename Take>
-bool readEveryPoint(OvcfReader& reader, std::string& error, Take&& take) {
-    const FileHeader& h = reader.header();
-    std::vector<PointRecord> points;
-    for (std::uint32_t node = 0; node < reader.nodes().size(); ++node) {
-        if (!reader.readNode(node, points, error)) return false;
-        if (!take(node, reader.nodes()[node].firstPoint, points, h)) return true;
+// Fills the host's buffers: every point handed on by `run` goes through write(at, global index,
+// node has deletions, point), at its place in file order or sorted by elevation. Returns the
+// points written, or -1.
+template <class Write>
+std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, std::string& error, const Write& write) {
+    const FileHeader& h = run.header();
+    const std::int64_t capacity = out.capacity;
+    std::vector<std::vector<PointRecord>> scratch(run.readers().count());  // per worker, one node's points
+    if (!sorted) {
+        std::atomic<std::uint64_t> written{0};
+        const bool ok = run.readers().forEachPiece(run.nodeCount(), [&](unsigned worker, std::size_t node, std::string& failure) {
+            std::vector<PointRecord>& points = scratch[worker];
+            std::int64_t at = static_cast<std::int64_t>(run.startOf(static_cast<std::uint32_t>(node)));
+            std::uint64_t mine = 0;
+            const bool read = run.readNodes(worker, static_cast<std::uint32_t>(node), static_cast<std::uint32_t>(node) + 1, points,
+                                            failure, [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
+                                                if (at >= capacity) return false;
+                                                write(worker, at++, g, deletions, p, h);
+                                                ++mine;
+                                                return true;
+                                            });
+            written += mine;
+            return read;
+        }, error);
+        return ok ? static_cast<std::int64_t>(written.load()) : -1;
     }
-    return true;
+
+    const std::vector<std::uint32_t> runs = run.runs();
+    const std::size_t chunks = runs.size() - 1;
+    ElevationOrder order(h, run.readers().count(), chunks);
+    const auto eachChunk = [&](const auto& visit) {
+        return run.readers().forEachPiece(chunks, [&](unsigned worker, std::size_t chunk, std::string& failure) {
+            return visit(worker, chunk, scratch[worker], failure);
+        }, error);
+    };
+    const bool counted = eachChunk([&](unsigned worker, std::size_t chunk, std::vector<PointRecord>& points, std::string& failure) {
+        const bool read = run.readNodes(worker, runs[chunk], runs[chunk + 1], points, failure,
+                                        [&](std::uint32_t, std::uint64_t, bool, const PointRecord& p) {
+                                            order.count(worker, p);
+                                            return true;
+                                        });
+        order.endChunk(worker, chunk);
+        return read;
+    });
+    if (!counted) return -1;
+    const std::uint64_t total = order.startPlacing();
+    const bool placed = eachChunk([&](unsigned worker, std::size_t chunk, std::vector<PointRecord>& points, std::string& failure) {
+        return run.readNodes(worker, runs[chunk], runs[chunk + 1], points, failure,
+                             [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
+                                 const std::uint64_t at = order.place(chunk, p);
+                                 if (at < static_cast<std::uint64_t>(capacity))
+                                     write(worker, static_cast<std::int64_t>(at), g, deletions, p, h);
+                                 return true;
+                             });
+    });
+    if (!placed) return -1;
+    const std::uint64_t written = std::min<std::uint64_t>(total, static_cast<std::uint64_t>(capacity));
+    std::atomic<std::size_t> next{0};
+    runOnThreads(std::min<unsigned>(run.readers().count(), static_cast<unsigned>(std::max<std::size_t>(order.sortGroups(), 1))),
+                 [&](unsigned) {
+                     for (std::size_t g = next.fetch_add(1); g < order.sortGroups(); g = next.fetch_add(1))
+                         order.sortGroup(g, out, written);
+                 });
+    return static_cast<std::int64_t>(written);
 }
 
 Vec3d worldOf(const FileHeader& h, const PointRecord& p) {
@@ -144,6 +168,10 @@ void put(const HostPointBuffers& out, std::int64_t at, const Vec3d& world, const
     xyz[1] = world.y;
     xyz[2] = world.z;
     if (out.colors) out.colors[at] = packedColour(p);
+}
+
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
 }  // namespace
@@ -160,47 +188,32 @@ std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers&
         return -1;
     }
     const auto start = std::chrono::steady_clock::now();
-    OvcfReader reader;
-    if (!openFor(source, reader, error)) return -1;
-    const PointBitmap& deleted = *source.deleted;
-    std::int64_t written = 0;
-    std::uint64_t hidden = 0;
+    ReadBackRun run(source, false);
+    if (!run.open(error)) return -1;
     const bool sorted = sort && pointCount > 1;
-    Placement placement(sorted, reader.header());
-    if (sorted && !readEveryPoint(reader, error, [&](std::uint32_t, std::uint64_t, const std::vector<PointRecord>& points,
-                                                     const FileHeader&) {
-            for (const PointRecord& p : points) placement.count(p);
-            return true;
-        }))
-        return -1;
-    placement.startPlacing();
-    const bool ok = readEveryPoint(reader, error, [&](std::uint32_t node, std::uint64_t first,
-                                                      const std::vector<PointRecord>& points, const FileHeader& h) {
-        const bool nodeHasDeleted = source.deletedInNode && node < source.deletedInNode->size() &&
-                                    (*source.deletedInNode)[node] > 0;
-        for (std::size_t j = 0; j < points.size(); ++j) {
-            if (written >= out.capacity) return false;
-            const Vec3d world = worldOf(h, points[j]);
-            const std::int64_t at = placement.place(points[j], written);
-            put(out, at, world, points[j]);
-            if (out.flags) {
-                const std::uint64_t g = first + j;
-                bool show = !(nodeHasDeleted && g < deleted.pointCount() && deleted.test(g));
-                if (show && source.region) show = source.region->contains(world - source.origin);
-                out.flags[at] = show ? 1 : 0;
-                hidden += show ? 0 : 1;
-            }
-            ++written;
-        }
-        return true;
+    struct alignas(64) Hidden {
+        std::uint64_t n = 0;
+    };
+    std::vector<Hidden> hidden(run.readers().count());  // per worker, a cache line each
+    const std::int64_t written = fill(run, out, sorted, error,
+                                      [&](unsigned worker, std::int64_t at, std::uint64_t g, bool deletions,
+                                          const PointRecord& p, const FileHeader& h) {
+        const Vec3d world = worldOf(h, p);
+        put(out, at, world, p);
+        if (!out.flags) return;
+        bool show = !(deletions && run.isDeleted(g));
+        if (show && source.region) show = source.region->contains(world - source.origin);
+        out.flags[at] = show ? 1 : 0;
+        hidden[worker].n += show ? 0 : 1;
     });
-    if (!ok) return -1;
-    placement.sortWithinSlices(out, written);
+    if (written < 0) return -1;
     if (logLevelThreshold() <= LogInfo) {
-        const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        std::uint64_t hiddenCount = 0;
+        for (const Hidden& h : hidden) hiddenCount += h.n;
         logLine(LogInfo, "punti restituiti a Orvane: %s, di cui %s da nascondere%s, in %.0f ms%s",
-                formatCount(static_cast<std::uint64_t>(written)).c_str(), formatCount(hidden).c_str(),
-                source.region ? " (cancellati + fuori scatola)" : " (cancellati)", ms, sorted ? " (ordinati per quota)" : "");
+                formatCount(static_cast<std::uint64_t>(written)).c_str(), formatCount(hiddenCount).c_str(),
+                source.region ? " (cancellati + fuori scatola)" : " (cancellati)", millisecondsSince(start),
+                sorted ? " (ordinati per quota)" : "");
     }
     return written;
 }
@@ -219,43 +232,17 @@ std::int64_t readSurvivingPoints(const ReadBackSource& source, const HostPointBu
         return -1;
     }
     const auto start = std::chrono::steady_clock::now();
-    OvcfReader reader;
-    if (!openFor(source, reader, error)) return -1;
-    std::int64_t written = 0;
+    ReadBackRun run(source, true);
+    if (!run.open(error)) return -1;
     const bool sorted = sort && surviving > 1;
-    Placement placement(sorted, reader.header());
-    // Calls take(record) for every surviving point, in record order.
-    const auto eachSurvivor = [&](auto&& take) {
-        return readEveryPoint(reader, error, [&](std::uint32_t node, std::uint64_t first,
-                                                 const std::vector<PointRecord>& points, const FileHeader& h) {
-            const bool nodeHasDeleted = source.deletedInNode && node < source.deletedInNode->size() &&
-                                        (*source.deletedInNode)[node] > 0;
-            for (std::size_t j = 0; j < points.size(); ++j) {
-                if (nodeHasDeleted && first + j < deleted.pointCount() && deleted.test(first + j)) continue;
-                if (!take(points[j], h)) return false;
-            }
-            return true;
-        });
-    };
-    if (sorted && !eachSurvivor([&](const PointRecord& p, const FileHeader&) {
-            placement.count(p);
-            return true;
-        }))
-        return -1;
-    placement.startPlacing();
-    const bool ok = eachSurvivor([&](const PointRecord& p, const FileHeader& h) {
-        if (written >= out.capacity) return false;
-        put(out, placement.place(p, written), worldOf(h, p), p);
-        ++written;
-        return true;
-    });
-    if (!ok) return -1;
-    placement.sortWithinSlices({out.xyz, out.colors, nullptr, out.capacity}, written);
-    if (logLevelThreshold() <= LogInfo) {
-        const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    const HostPointBuffers noFlags{out.xyz, out.colors, nullptr, out.capacity};
+    const std::int64_t written = fill(run, noFlags, sorted, error,
+                                      [&](unsigned, std::int64_t at, std::uint64_t, bool, const PointRecord& p,
+                                          const FileHeader& h) { put(out, at, worldOf(h, p), p); });
+    if (written < 0) return -1;
+    if (logLevelThreshold() <= LogInfo)
         logLine(LogInfo, "punti restituiti a Orvane: %s in %.0f ms%s", formatCount(static_cast<std::uint64_t>(written)).c_str(),
-                ms, sorted ? " (ordinati per quota)" : "");
-    }
+                millisecondsSince(start), sorted ? " (ordinati per quota)" : "");
     return written;
 }
 

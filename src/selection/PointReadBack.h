@@ -1,6 +1,7 @@
 // Reading the cloud back into the host's buffers at full resolution: every point with a flag
-// saying whether to hide it, or only the points that survive deletion. Runs on the caller's
-// thread with a reader of its own, so the view's loader and selection readers go on meanwhile.
+// saying whether to hide it, or only the points that survive deletion. The nodes are read on
+// worker threads with readers of their own, so the view's loader and selection readers go on
+// meanwhile; the output is the same whatever their number.
 #pragma once
 
 #include <cstdint>
@@ -34,6 +35,7 @@ struct ReadBackSource {
     // The clip box, when it takes part: points outside get flag 0. Measured from `origin`.
     const SelectionRegion* region = nullptr;
     Vec3d origin;
+    unsigned threads = 1;  // workers reading nodes, each with a reader of its own
 };
 
 // Both return the points written, or -1 with the reason in `error`.

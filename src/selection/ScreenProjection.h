@@ -19,18 +19,47 @@ public:
                      int height);
 
     // The point's position in the local frame.
-    Vec3d local(const PointRecord& p) const {
-        return {static_cast<std::int32_t>(p.x) * step_[0] + shift_[0], static_cast<std::int32_t>(p.y) * step_[1] + shift_[1],
-                static_cast<std::int32_t>(p.z) * step_[2] + shift_[2]};
+    Vec3d local(const PointRecord& p) const { return local(p.x, p.y, p.z); }
+    Vec3d local(std::uint32_t x, std::uint32_t y, std::uint32_t z) const {
+        return {static_cast<std::int32_t>(x) * step_[0] + shift_[0], static_cast<std::int32_t>(y) * step_[1] + shift_[1],
+                static_cast<std::int32_t>(z) * step_[2] + shift_[2]};
     }
+    // The point in clip space: x and y before the division by w.
+    struct Clip {
+        double x, y, w;
+    };
+    Clip clip(const Vec3d& d) const {
+        return {m_[0] * d.x + m_[4] * d.y + m_[8] * d.z + m_[12], m_[1] * d.x + m_[5] * d.y + m_[9] * d.z + m_[13],
+                m_[3] * d.x + m_[7] * d.y + m_[11] * d.z + m_[15]};
+    }
+    static bool inFront(const Clip& c) { return !(c.w <= kMinW); }
+    // Window pixels of a point in front.
+    double screenX(const Clip& c) const { return (c.x / c.w + 1.0) * halfWidth_; }
+    double screenY(const Clip& c) const { return (1.0 - c.y / c.w) * halfHeight_; }
+    double halfWidth() const { return halfWidth_; }
+    // The numbers behind local and clip, for loops that apply them to many points at once.
+    struct Affine {
+        double m[16];
+        double step[3];
+        double shift[3];
+    };
+    Affine affine() const {
+        Affine f;
+        for (int i = 0; i < 16; ++i) f.m[i] = m_[i];
+        for (int a = 0; a < 3; ++a) {
+            f.step[a] = step_[a];
+            f.shift[a] = shift_[a];
+        }
+        return f;
+    }
+    double halfHeight() const { return halfHeight_; }
+
     // False for points at or behind the camera; otherwise window pixels.
     bool project(const Vec3d& d, double& x, double& y) const {
-        const double w = m_[3] * d.x + m_[7] * d.y + m_[11] * d.z + m_[15];
-        if (w <= kMinW) return false;
-        const double nx = (m_[0] * d.x + m_[4] * d.y + m_[8] * d.z + m_[12]) / w;
-        const double ny = (m_[1] * d.x + m_[5] * d.y + m_[9] * d.z + m_[13]) / w;
-        x = (nx + 1.0) * halfWidth_;
-        y = (1.0 - ny) * halfHeight_;
+        const Clip c = clip(d);
+        if (!inFront(c)) return false;
+        x = screenX(c);
+        y = screenY(c);
         return true;
     }
 

@@ -8,6 +8,7 @@
 #include "core/Log.h"
 #include "core/ThreadRun.h"
 #include "core/NumberFormat.h"
+#include "selection/PointScreenTest.h"
 #include "selection/ScreenProjection.h"
 #include "selection/SelectionFilter.h"
 
@@ -166,9 +167,14 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
     const unsigned calls = filter ? filter->pointCalls() : 0u;
     const bool observes = calls & SelectionFilter::CallsObserve, accepts = calls & SelectionFilter::CallsAccept,
                collects = calls & SelectionFilter::CallsCollect;
+    const bool plain = !query.region && !observes && !accepts && !collects;
+    const PointScreenTest test(projection, shape);
     const auto work = [&](unsigned worker) {
         OvcfReader& reader = pool_.reader(worker);
         std::vector<PointRecord> points;
+        NodeCoordinates coordinates;
+        std::uint32_t xs[PointScreenTest::kBatch], ys[PointScreenTest::kBatch], zs[PointScreenTest::kBatch];
+        std::int32_t results[PointScreenTest::kBatch];
         std::string error;
         std::uint64_t examined = 0, inShape = 0, rejected = 0;
         std::uint32_t read = 0;
@@ -184,6 +190,20 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
                 inShape += node.pointCount;
                 continue;
             }
+            if (plain) {  // the common run, no clip box and no filter: the coordinates are enough
+                if (!reader.readNodeCoordinates(candidate.node, coordinates, error)) {
+                    logLine(LogWarn, "selezione: nodo %u non leggibile (%s)", candidate.node, error.c_str());
+                    continue;
+                }
+                ++read;
+                if (filter) filter->enterNode(worker, candidate.node, node.level);
+                const std::size_t count = std::min<std::size_t>(coordinates.size(), node.pointCount);
+                const PointScreenTest::Counts counts = test.markInside(coordinates.x.data(), coordinates.y.data(),
+                                                                       coordinates.z.data(), count, part.data(), base);
+                examined += counts.inFront;
+                inShape += counts.inside;
+                continue;
+            }
             if (!reader.readNode(candidate.node, points, error)) {
                 logLine(LogWarn, "selezione: nodo %u non leggibile (%s)", candidate.node, error.c_str());
                 continue;
@@ -191,22 +211,31 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
             ++read;
             if (filter) filter->enterNode(worker, candidate.node, node.level);
             const std::size_t count = std::min<std::size_t>(points.size(), node.pointCount);
-            for (std::size_t j = 0; j < count; ++j) {
-                const PointRecord& point = points[j];
-                const Vec3d local = projection.local(point);
-                if (observes && !(deleted && deleted->test(node.firstPoint + j))) filter->observe(worker, point, local);
-                if (query.region && !query.region->contains(local)) continue;
-                double x, y;
-                if (!projection.project(local, x, y)) continue;
-                ++examined;
-                if (!shape.contains(static_cast<float>(x), static_cast<float>(y))) continue;
-                ++inShape;
-                if (accepts && !filter->accept(worker, point, local)) {
-                    ++rejected;
-                    continue;
+            for (std::size_t at = 0; at < count; at += PointScreenTest::kBatch) {
+                const std::size_t batch = std::min(PointScreenTest::kBatch, count - at);
+                for (std::size_t i = 0; i < batch; ++i) {
+                    xs[i] = points[at + i].x;
+                    ys[i] = points[at + i].y;
+                    zs[i] = points[at + i].z;
                 }
-                setBit(part, base + j);
-                if (collects) filter->collect(worker, point, node.firstPoint + j, local);
+                test.classify(xs, ys, zs, batch, results);
+                for (std::size_t i = 0; i < batch; ++i) {
+                    const std::size_t j = at + i;
+                    const PointRecord& point = points[j];
+                    const Vec3d local = projection.local(point);
+                    if (observes && !(deleted && deleted->test(node.firstPoint + j))) filter->observe(worker, point, local);
+                    if (query.region && !query.region->contains(local)) continue;
+                    if (results[i] == PointScreenTest::Behind) continue;
+                    ++examined;
+                    if (results[i] == PointScreenTest::Outside) continue;
+                    ++inShape;
+                    if (accepts && !filter->accept(worker, point, local)) {
+                        ++rejected;
+                        continue;
+                    }
+                    setBit(part, base + j);
+                    if (collects) filter->collect(worker, point, node.firstPoint + j, local);
+                }
             }
         }
         totals.examined += examined;
@@ -215,8 +244,10 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
         totals.nodesRead += read;
     };
 
+    const double workersStart = elapsed();
     runOnThreads(threads, work);
     report.firstPassSeconds = elapsed();
+    report.workerSeconds = report.firstPassSeconds - workersStart;
 
     if (filter) {
         DroppedPoints drop = dropSpan(candidates, nodes, partials);
@@ -225,6 +256,7 @@ SelectionReport SelectionEngine::select(const ScreenShape& shape, std::uint32_t 
         const double solved = elapsed();
         if (filter->needsSecondPass()) report.nodesReread = secondPass(*filter, projection, candidates, nodes, partials);
         report.secondPassSeconds = elapsed() - solved;
+        report.workerSeconds += report.secondPassSeconds;
     }
 
     // Combine: each partial map starts at its node's first word of the global map.

@@ -52,6 +52,7 @@ struct SelectionReport {
     std::uint32_t nodesReread = 0;    // by a filter's second pass
     double firstPassSeconds = 0.0;    // workers' reading and testing, join included
     double secondPassSeconds = 0.0;
+    double workerSeconds = 0.0;       // while the worker threads ran (both passes): the rest runs on one
     double seconds = 0.0;
     // Filled by the filter (SelectionFilter::fillReport) for its lines and the host.
     std::uint64_t countedInGrid = 0;  // points its grid counted, inside the shape or not

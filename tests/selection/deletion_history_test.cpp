@@ -304,5 +304,47 @@ TEST(ReadBackOrder, PointsInThickElevationSlicesComeOutSortedAndWhole) {
     }
 }
 
+TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
+    // 585 nodes and thick elevation slices (16 quanta), deletions scattered over many nodes.
+    KnownCloud cloud = fullTree(3, 60);
+    cloud.params.rootExponent = 24;
+    TempDir dir("orvane_threads");
+    const std::string path = dir.file("threads.ovcf");
+    writeCloud(path, cloud);
+    OvcfReader reader;
+    std::string error;
+    ASSERT_TRUE(reader.open(path, error)) << error;
+    const std::uint64_t n = reader.header().pointCount;
+    DeletionHistory history;
+    history.open(path, describeNodes(reader.header(), reader.nodes(), {}), {}, n, 0);
+    PointBitmap selection;
+    selection.reset(n);
+    for (std::uint64_t g = 0; g < n; g += 13) selection.set(g);
+    bool changed = false;
+    history.deleteSelected(selection, changed);
+
+    struct Output {
+        std::int64_t written;
+        std::vector<double> xyz;
+        std::vector<std::uint32_t> rgb;
+        std::vector<std::uint8_t> flags;
+        bool operator==(const Output&) const = default;
+    };
+    const auto read = [&](unsigned threads, bool survivorsOnly, bool sort) {
+        const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}, threads};
+        Output out{0, std::vector<double>(3 * n), std::vector<std::uint32_t>(n), std::vector<std::uint8_t>(n)};
+        const HostPointBuffers buffers{out.xyz.data(), out.rgb.data(), out.flags.data(), std::int64_t(n)};
+        out.written = survivorsOnly ? readSurvivingPoints(source, buffers, sort, error) : readAllPoints(source, buffers, sort, error);
+        return out;
+    };
+    for (const bool survivorsOnly : {false, true})
+        for (const bool sort : {false, true}) {
+            SCOPED_TRACE(std::string(survivorsOnly ? "surviving" : "all") + (sort ? ", sorted" : ""));
+            const Output one = read(1, survivorsOnly, sort);
+            ASSERT_EQ(one.written, std::int64_t(survivorsOnly ? n - history.deleted().count() : n)) << error;
+            EXPECT_TRUE(read(3, survivorsOnly, sort) == one);
+        }
+}
+
 }  // namespace
 }  // namespace ovcf::test

@@ -61,6 +61,33 @@ TEST_F(SelectionEngineTest, SelectsExactlyThePointsInsideTheShapeFromAnyViewWith
     }
 }
 
+TEST_F(SelectionEngineTest, PointsOnOrAHairFromARectanglesEdgesFollowTheSinglePrecisionTest) {
+    // Edges through the projections of four points, as they are and one float step either way:
+    // the points on them are decided by the exact test, not by the quick one.
+    camera.setStandardView(-1);
+    const std::array<float, 16> m = camera.viewProjection();
+    const auto screen = [&](std::uint64_t g) {
+        const Vec3d d = local(points[g]);
+        const double w = m[3] * d.x + m[7] * d.y + m[11] * d.z + m[15];
+        return std::pair<float, float>(float(((m[0] * d.x + m[4] * d.y + m[8] * d.z + m[12]) / w + 1.0) * kWidth * 0.5),
+                                       float((1.0 - (m[1] * d.x + m[5] * d.y + m[9] * d.z + m[13]) / w) * kHeight * 0.5));
+    };
+    const auto [x0, y0] = screen(1000);
+    const auto [x1, y1] = screen(15000);
+    for (const float nudge : {0.0f, 1.0f, -1.0f}) {
+        const auto step = [&](float v, float away) { return nudge == 0 ? v : std::nextafter(v, v + nudge * away); };
+        const float left = std::min(x0, x1), right = std::max(x0, x1), top = std::min(y0, y1), bottom = std::max(y0, y1);
+        const ScreenShape shape = rectangleShape(step(left, -1), step(top, -1), step(right, 1), step(bottom, 1));
+        const std::set<std::uint64_t> want = expected(shape);
+        EXPECT_EQ(want.count(1000) + want.count(15000), nudge < 0 ? 0u : 2u);
+        for (const bool everyPoint : {false, true}) {
+            SeeEveryPoint reading;
+            run(shape, CombineReplace, everyPoint ? &reading : nullptr);
+            EXPECT_EQ(selected(), want) << "nudge " << nudge << (everyPoint ? ", every point read" : "");
+        }
+    }
+}
+
 TEST_F(SelectionEngineTest, PointsBehindTheCameraAreNeverSelected) {
     // From inside the cloud, looking sideways: half of it lies behind the eye.
     camera.distance = 0.5;
