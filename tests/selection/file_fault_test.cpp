@@ -49,15 +49,17 @@ ImportOptions faultOptions(const TempDir& scratch) {
     options.temporaryParent = scratch.path();
     options.maxNodePoints = 1000;
     options.gridSize = 16;
-    options.ramBudget = 1 << 20;  // 7.281 points a bucket: the root and its children spill
+    options.ramBudget = 1 << 20;  // 13.107 points a bucket: a larger cloud spills
     return options;
 }
 
 bool build(const std::vector<PointRecord>& points, const std::string& path, const TempDir& scratch,
-           std::string& error) {
+           std::string& error, ImportStats* statsOut = nullptr) {
     RecordSource source(points);
     ImportStats stats;
-    return buildOctree(source, path, faultOptions(scratch), stats, error);
+    const bool built = buildOctree(source, path, faultOptions(scratch), stats, error);
+    if (statsOut) *statsOut = stats;
+    return built;
 }
 
 TEST(FileFaultTest, EveryFailingWriteFlushOrRenameOfARebuildLeavesTheOldCache) {
@@ -70,13 +72,15 @@ TEST(FileFaultTest, EveryFailingWriteFlushOrRenameOfARebuildLeavesTheOldCache) {
     const std::string diskFull = diskFullText(dir);
     ASSERT_FALSE(diskFull.empty());
 
-    const std::vector<PointRecord> next = randomRecords(12000, 1 << 12, 32);
+    const std::vector<PointRecord> next = randomRecords(30000, 1 << 12, 32);
     FaultPlan count;
+    ImportStats counted;
     {
         InjectedFaults faults(count);
         count.failAt = 0;
-        ASSERT_TRUE(build(next, dir.file("counted.ovcf"), scratch, error)) << error;
+        ASSERT_TRUE(build(next, dir.file("counted.ovcf"), scratch, error, &counted)) << error;
     }
+    ASSERT_GT(counted.temporaryBytes, 0u) << "the rebuild must spill for its spill files' writes to fail";
     SystemFile::deleteFile(dir.file("counted.ovcf"));
     ASSERT_GT(count.seen[Operation::Write], 20) << "spill files and node blocks";
     ASSERT_EQ(count.seen[Operation::Flush], 1);
