@@ -40,6 +40,22 @@ std::string findMonospaceFont(int& faceIndex) {
     return path;
 }
 
+// Fontconfig's loading of its configuration is not safe from several threads at once, and views
+// on several UI threads build their atlases together; the answer does not change while the
+// process runs, so it is looked up once.
+struct MonospaceFont {
+    std::string path;
+    int faceIndex = 0;
+};
+const MonospaceFont& monospaceFont() {
+    static const MonospaceFont font = [] {
+        MonospaceFont found;
+        found.path = findMonospaceFont(found.faceIndex);
+        return found;
+    }();
+    return font;
+}
+
 int ceilPixels(FT_Pos value) { return static_cast<int>((value + 63) >> 6); }
 int floorPixels(FT_Pos value) { return static_cast<int>(value >> 6); }
 
@@ -76,8 +92,8 @@ bool rasterizeGlyphs(int characterHeight, RasterizedGlyphs& glyphs, std::string&
         error = "creation of the drawing context failed";
         return false;
     }
-    int faceIndex = 0;
-    const std::string path = findMonospaceFont(faceIndex);
+    const int faceIndex = monospaceFont().faceIndex;
+    const std::string& path = monospaceFont().path;
     FT_Face face = nullptr;
     if (path.empty() || characterHeight < 1 || FT_New_Face(library, path.c_str(), faceIndex, &face) != 0 ||
         FT_Set_Pixel_Sizes(face, 0, static_cast<FT_UInt>(characterHeight)) != 0) {
