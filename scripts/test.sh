@@ -62,9 +62,10 @@ run_step() {  # name, command...
 }
 run_step "layers: no include runs back up" bash "$root/scripts/check-layers.sh"
 # Benchmarks and tools stand without the tests: the same tree configured with the tests off
-# rebuilds only what that changes.
+# rebuilds only what that changes, and is configured with them again afterwards.
 run_step "benchmarks and tools build with the tests off" \
-  bash -c 'cmake -S . -B build/native -DORVANE_TESTS=OFF >/dev/null && cmake --build build/native -j"$1"' _ "$jobs"
+  bash -c 'cmake -S . -B build/native -DORVANE_TESTS=OFF >/dev/null && cmake --build build/native -j"$1" &&
+           cmake -S . -B build/native -DORVANE_TESTS=ON >/dev/null' _ "$jobs"
 run_step "SDK: installed tree, binary interface, header alone, example host by find_package and pkg-config" \
   bash "$root/scripts/check-sdk.sh" build/native build/sdk/native
 if [ "${CI:-}" = true ] || [ "${ORVANE_CHECK_DEB:-}" = 1 ]; then
