@@ -92,35 +92,47 @@ private:
 };
 
 // Fills the host's buffers: every point handed on by `run` goes through write(at, global index,
-// node has deletions, point), at its place in file order or sorted by elevation. Returns the
-// points written, or -1.
+// node has deletions, point), at its place in file order or sorted by elevation; `tally` sums
+// what write returns. Each worker calls a copy of `write` of its own, so that the compiler may
+// keep what it holds in registers even across the byte stores of the flags. Returns the points
+// written, or -1.
 template <class Write>
-std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, std::string& error, const Write& write) {
-    const FileHeader& h = run.header();
+std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, std::string& error, const Write& write,
+                  std::uint64_t& tally) {
     const std::int64_t capacity = out.capacity;
     std::vector<std::vector<PointRecord>> scratch(run.readers().count());  // per worker, one node's points
+    struct alignas(64) Sum {  // a cache line each
+        std::uint64_t n = 0;
+    };
+    std::vector<Sum> sums(run.readers().count());
+    const auto addSums = [&] {
+        for (const Sum& sum : sums) tally += sum.n;
+    };
     if (!sorted) {
         std::atomic<std::uint64_t> written{0};
         const bool ok = run.readers().forEachPiece(run.nodeCount(), [&](unsigned worker, std::size_t node, std::string& failure) {
             std::vector<PointRecord>& points = scratch[worker];
             std::int64_t at = static_cast<std::int64_t>(run.startOf(static_cast<std::uint32_t>(node)));
-            std::uint64_t mine = 0;
+            std::uint64_t mine = 0, sum = 0;
+            const Write own = write;
             const bool read = run.readNodes(worker, static_cast<std::uint32_t>(node), static_cast<std::uint32_t>(node) + 1, points,
                                             failure, [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
                                                 if (at >= capacity) return false;
-                                                write(worker, at++, g, deletions, p, h);
+                                                sum += own(at++, g, deletions, p);
                                                 ++mine;
                                                 return true;
                                             });
             written += mine;
+            sums[worker].n += sum;
             return read;
         }, error);
+        addSums();
         return ok ? static_cast<std::int64_t>(written.load()) : -1;
     }
 
     const std::vector<std::uint32_t> runs = run.runs();
     const std::size_t chunks = runs.size() - 1;
-    ElevationOrder order(h, run.readers().count(), chunks);
+    ElevationOrder order(run.header(), run.readers().count(), chunks);
     const auto eachChunk = [&](const auto& visit) {
         return run.readers().forEachPiece(chunks, [&](unsigned worker, std::size_t chunk, std::string& failure) {
             return visit(worker, chunk, scratch[worker], failure);
@@ -138,15 +150,20 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
     if (!counted) return -1;
     const std::uint64_t total = order.startPlacing();
     const bool placed = eachChunk([&](unsigned worker, std::size_t chunk, std::vector<PointRecord>& points, std::string& failure) {
-        return run.readNodes(worker, runs[chunk], runs[chunk + 1], points, failure,
-                             [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
-                                 const std::uint64_t at = order.place(chunk, p);
-                                 if (at < static_cast<std::uint64_t>(capacity))
-                                     write(worker, static_cast<std::int64_t>(at), g, deletions, p, h);
-                                 return true;
-                             });
+        std::uint64_t sum = 0;
+        const Write own = write;
+        const bool read = run.readNodes(worker, runs[chunk], runs[chunk + 1], points, failure,
+                                        [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
+                                            const std::uint64_t at = order.place(chunk, p);
+                                            if (at < static_cast<std::uint64_t>(capacity))
+                                                sum += own(static_cast<std::int64_t>(at), g, deletions, p);
+                                            return true;
+                                        });
+        sums[worker].n += sum;
+        return read;
     });
     if (!placed) return -1;
+    addSums();
     const std::uint64_t written = std::min<std::uint64_t>(total, static_cast<std::uint64_t>(capacity));
     std::atomic<std::size_t> next{0};
     runOnThreads(std::min<unsigned>(run.readers().count(), static_cast<unsigned>(std::max<std::size_t>(order.sortGroups(), 1))),
@@ -157,17 +174,23 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
     return static_cast<std::int64_t>(written);
 }
 
-Vec3d worldOf(const FileHeader& h, const PointRecord& p) {
-    return {p.x * h.step[0] + h.offset[0], p.y * h.step[1] + h.offset[1], p.z * h.step[2] + h.offset[2]};
-}
+// The header's quantisation, held by value.
+struct Scale {
+    explicit Scale(const FileHeader& h)
+        : step{h.step[0], h.step[1], h.step[2]}, offset{h.offset[0], h.offset[1], h.offset[2]} {}
+    Vec3d world(const PointRecord& p) const {
+        return {p.x * step[0] + offset[0], p.y * step[1] + offset[1], p.z * step[2] + offset[2]};
+    }
+    double step[3], offset[3];
+};
 
 // The point's coordinates and colour at position `at` of the host's buffers.
-void put(const HostPointBuffers& out, std::int64_t at, const Vec3d& world, const PointRecord& p) {
-    double* xyz = out.xyz + 3 * at;
-    xyz[0] = world.x;
-    xyz[1] = world.y;
-    xyz[2] = world.z;
-    if (out.colors) out.colors[at] = packedColour(p);
+void put(double* xyz, std::uint32_t* colors, std::int64_t at, const Vec3d& world, const PointRecord& p) {
+    double* out = xyz + 3 * at;
+    out[0] = world.x;
+    out[1] = world.y;
+    out[2] = world.z;
+    if (colors) colors[at] = packedColour(p);
 }
 
 double millisecondsSince(std::chrono::steady_clock::time_point start) {
@@ -191,27 +214,23 @@ std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers&
     ReadBackRun run(source, false);
     if (!run.open(error)) return -1;
     const bool sorted = sort && pointCount > 1;
-    struct alignas(64) Hidden {
-        std::uint64_t n = 0;
-    };
-    std::vector<Hidden> hidden(run.readers().count());  // per worker, a cache line each
+    std::uint64_t hidden = 0;
     const std::int64_t written = fill(run, out, sorted, error,
-                                      [&](unsigned worker, std::int64_t at, std::uint64_t g, bool deletions,
-                                          const PointRecord& p, const FileHeader& h) {
-        const Vec3d world = worldOf(h, p);
-        put(out, at, world, p);
-        if (!out.flags) return;
-        bool show = !(deletions && run.isDeleted(g));
-        if (show && source.region) show = source.region->contains(world - source.origin);
-        out.flags[at] = show ? 1 : 0;
-        hidden[worker].n += show ? 0 : 1;
-    });
+                                      [xyz = out.xyz, colors = out.colors, flags = out.flags, scale = Scale(run.header()),
+                                       region = source.region, origin = source.origin, deleted = source.deleted](
+                                          std::int64_t at, std::uint64_t g, bool deletions, const PointRecord& p) -> std::uint64_t {
+        const Vec3d world = scale.world(p);
+        put(xyz, colors, at, world, p);
+        if (!flags) return 0;
+        bool show = !(deletions && g < deleted->pointCount() && deleted->test(g));
+        if (show && region) show = region->contains(world - origin);
+        flags[at] = show ? 1 : 0;
+        return show ? 0 : 1;
+    }, hidden);
     if (written < 0) return -1;
     if (logLevelThreshold() <= LogInfo) {
-        std::uint64_t hiddenCount = 0;
-        for (const Hidden& h : hidden) hiddenCount += h.n;
         logLine(LogInfo, "punti restituiti a Orvane: %s, di cui %s da nascondere%s, in %.0f ms%s",
-                formatCount(static_cast<std::uint64_t>(written)).c_str(), formatCount(hiddenCount).c_str(),
+                formatCount(static_cast<std::uint64_t>(written)).c_str(), formatCount(hidden).c_str(),
                 source.region ? " (cancellati + fuori scatola)" : " (cancellati)", millisecondsSince(start),
                 sorted ? " (ordinati per quota)" : "");
     }
@@ -236,9 +255,13 @@ std::int64_t readSurvivingPoints(const ReadBackSource& source, const HostPointBu
     if (!run.open(error)) return -1;
     const bool sorted = sort && surviving > 1;
     const HostPointBuffers noFlags{out.xyz, out.colors, nullptr, out.capacity};
+    std::uint64_t none = 0;
     const std::int64_t written = fill(run, noFlags, sorted, error,
-                                      [&](unsigned, std::int64_t at, std::uint64_t, bool, const PointRecord& p,
-                                          const FileHeader& h) { put(out, at, worldOf(h, p), p); });
+                                      [xyz = out.xyz, colors = out.colors, scale = Scale(run.header())](
+                                          std::int64_t at, std::uint64_t, bool, const PointRecord& p) -> std::uint64_t {
+        put(xyz, colors, at, scale.world(p), p);
+        return 0;
+    }, none);
     if (written < 0) return -1;
     if (logLevelThreshold() <= LogInfo)
         logLine(LogInfo, "punti restituiti a Orvane: %s in %.0f ms%s", formatCount(static_cast<std::uint64_t>(written)).c_str(),
