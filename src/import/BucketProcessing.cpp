@@ -23,7 +23,8 @@ bool processBucket(IndexerRun& run, const NodeKey& key, PointBucket& bucket, std
         PointArray points;
         if (!bucket.readAll(points, error)) return false;
         releaseBucket(run, bucket);
-        return emitLeaf(run, key, points.data(), points.size(), error);
+        DrainOnExit drained(run.output);
+        return emitLeaf(run, key, points.data(), points.size(), error) && run.output.drain(error);
     }
     if (bucket.isSpilled()) return splitOnDisk(run, key, bucket, error);
     PointArray points;

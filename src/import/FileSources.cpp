@@ -10,7 +10,8 @@
 
 namespace ovcf {
 
-std::unique_ptr<PointSource> openPointFile(const std::string& path, double step, std::string& error) {
+std::unique_ptr<PointSource> openPointFile(const std::string& path, double step, std::string& error,
+                                           unsigned threads) {
     SystemFile probe;
     if (!probe.open(path, SystemFile::Mode::Read)) {
         error = "'" + path + "': cannot open the file: " + probe.lastErrorText();
@@ -32,6 +33,7 @@ std::unique_ptr<PointSource> openPointFile(const std::string& path, double step,
     probe.close();
     if (std::memcmp(magic, "LASF", 4) == 0 && (formatByte & 0xC0)) {
         auto source = std::make_unique<LazSource>();
+        source->setThreads(threads);
         if (!source->open(path, step, error)) return nullptr;
         return source;
     }

@@ -11,6 +11,8 @@ namespace ovcf {
 
 // `step` above 0 re-quantises with that step; 0 keeps a LAS file's own scale and gives text and
 // PLY files the default step. Null with the reason (naming the file) in `error`.
-std::unique_ptr<PointSource> openPointFile(const std::string& path, double step, std::string& error);
+// `threads` decode a compressed file (0: every core).
+std::unique_ptr<PointSource> openPointFile(const std::string& path, double step, std::string& error,
+                                           unsigned threads = 0);
 
 }  // namespace ovcf

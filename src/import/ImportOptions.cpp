@@ -1,6 +1,7 @@
 #include "import/ImportOptions.h"
 
 #include <algorithm>
+#include <thread>
 
 #include "ovcf/PointRecord.h"
 #include "platform/SystemInfo.h"
@@ -35,6 +36,11 @@ bool validateOptions(const ImportOptions& options, std::string& error) {
         error = "invalid point format";
         return false;
     }
+    if (options.threads > kMostThreads) {
+        error = "threads must be at most " + std::to_string(kMostThreads) + " (received: " +
+                std::to_string(options.threads) + ")";
+        return false;
+    }
     return true;
 }
 
@@ -49,6 +55,15 @@ std::uint64_t largestLeafForBudget(const ImportOptions& options) {
     return std::max<std::uint64_t>(options.maxNodePoints, options.ramBudget / 2 / kNodeBytesPerPoint);
 }
 
+unsigned effectiveThreadCount(const ImportOptions& options) {
+    if (options.threads > 0) return options.threads;
+    return std::clamp(std::thread::hardware_concurrency(), 1u, 64u);
+}
+
+std::uint64_t nodeQueueBytes(const ImportOptions& options) {
+    return std::min<std::uint64_t>(std::uint64_t{32} << 20, options.ramBudget / 32);
+}
+
 double effectiveReadingShare(const ImportOptions& options) {
     const double share = options.readingShare;
     return share > 0.0 && share < 1.0 ? share : 0.5;
@@ -61,7 +76,10 @@ std::uint64_t bucketPoolPoints(const ImportOptions& options) {
     const std::uint64_t limit = bucketRamLimitPoints(budget);
     const std::uint64_t grid = options.gridSize;
     const std::uint64_t largestNode = std::max<std::uint64_t>(grid * grid * grid, options.maxNodePoints);
-    const std::uint64_t reserved = limit * (sizeof(PointRecord) + 1) + largestNode * kNodeBytesPerPoint +
+    // A node's raw and compressed blocks come on top of the points that wait for them.
+    const std::uint64_t queue = 3 * nodeQueueBytes(options);
+    const std::uint64_t bitmaps = std::uint64_t{effectiveThreadCount(options)} * grid * grid * grid / 8;
+    const std::uint64_t reserved = limit * (sizeof(PointRecord) + 1) + largestNode * kNodeBytesPerPoint + queue + bitmaps +
                                    std::min<std::uint64_t>(std::uint64_t{64} << 20, budget / 8);
     return std::max(budget > reserved ? (budget - reserved) / sizeof(PointRecord) : 0, limit);
 }

@@ -14,6 +14,7 @@ constexpr std::uint64_t kMinimumRamBudget = 1048576;                      // 1 M
 constexpr std::uint64_t kFallbackRamBudget = std::uint64_t{1} << 30;      // 1 GiB
 constexpr std::uint64_t kLargestDefaultRamBudget = std::uint64_t{8} << 30;  // 8 GiB
 constexpr std::uint64_t kLargestInseparableNode = 50000000;
+constexpr std::uint32_t kMostThreads = 1024;
 
 // The machine's available physical memory / 3, between 1 GiB and 8 GiB; 1 GiB when the system
 // does not tell.
@@ -28,6 +29,7 @@ struct ImportOptions {
     std::string temporaryParent;            // empty: the system's temporary folder
     std::string sourceDescription;          // the file's "source" metadata when not empty
     double readingShare = 0.5;              // progress share of the reading pass, in (0, 1)
+    std::uint32_t threads = 0;              // threads the run uses; 0: one per core of the machine
     ImportProgressHook progressHook = nullptr;
     void* progressContext = nullptr;
     // A leaf that cannot be split (side of one unit) may hold at most this many points; lowered
@@ -49,6 +51,12 @@ std::uint32_t effectiveGridSize(const ImportOptions& options);
 // of node points, but never fewer than maxNodePoints.
 std::uint64_t largestLeafForBudget(const ImportOptions& options);
 
+// The threads a run uses: `threads`, or the machine's cores (at most 64) when it is 0.
+unsigned effectiveThreadCount(const ImportOptions& options);
+// Raw bytes of nodes that may wait for their encoding at a time: 32 MiB, or a 32nd of a smaller
+// budget.
+std::uint64_t nodeQueueBytes(const ImportOptions& options);
+
 // The reading share as used: values outside the open interval (0, 1) count as 0.5.
 double effectiveReadingShare(const ImportOptions& options);
 
@@ -57,7 +65,8 @@ double effectiveReadingShare(const ImportOptions& options);
 std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget);
 
 // Points all buckets may keep in memory together: the budget less what that split takes, the
-// largest node being written (with the run's effective grid) and 64 MiB of fixed buffers (an
+// largest node being written (with the run's effective grid), the nodes waiting for their
+// encoding, a sampling bitmap per thread and 64 MiB of fixed buffers (an
 // eighth of a smaller budget); at least one bucket's limit.
 std::uint64_t bucketPoolPoints(const ImportOptions& options);
 

@@ -8,6 +8,8 @@ IndexerRun::IndexerRun(const ImportOptions& importOptions, ImportStats& importSt
     : options(importOptions),
       stats(importStats),
       folder(std::move(temporaryFolder)),
+      workers(effectiveThreadCount(importOptions)),
+      output(writer, workers, nodeQueueBytes(importOptions)),
       bucketLimit(bucketRamLimitPoints(importOptions.ramBudget)),
       largestLeaf(largestLeafForBudget(importOptions)),
       pool(bucketPoolPoints(importOptions)),

@@ -10,10 +10,13 @@
 #include <vector>
 
 #include "core/Progress.h"
+#include "core/WorkerPool.h"
 #include "import/BucketMemoryPool.h"
 #include "import/ImportOptions.h"
 #include "import/ImportStats.h"
 #include "import/NodeGrid.h"
+#include "import/NodeWriteQueue.h"
+#include "import/ParallelPartition.h"
 #include "import/PointArray.h"
 #include "import/RootCube.h"
 #include "ovcf/OvcfWriter.h"
@@ -30,6 +33,8 @@ struct IndexerRun {
     ImportStats& stats;
     std::string folder;
     OvcfWriter writer;
+    WorkerPool workers;     // the run's threads, the caller's included
+    NodeWriteQueue output;  // nodes on their way to the writer, in order
     RootCube cube;
     std::uint64_t bucketLimit;  // points one bucket keeps in memory
     std::uint64_t largestLeaf;  // points a leaf that cannot be split may hold within the budget
@@ -43,6 +48,7 @@ struct IndexerRun {
     // Scratch reused by every node, so that splitting allocates nothing once warmed up.
     NodeGrid grid;
     OccupancyBitmap occupancy;
+    PartitionScratch stretches;  // for the nodes split on all threads
     std::vector<PointRecord> batch;
     std::vector<PointRecord> kept;
     std::array<std::vector<PointRecord>, 8> staging;

@@ -27,8 +27,9 @@ std::vector<std::uint8_t> laszipRecord(const laz::LazVlr& vlr) {
 
 }  // namespace
 
-LazWriter::LazWriter()
-    : vlr_(laz::layeredVlrFor(7, 0)), threads_(std::clamp(std::thread::hardware_concurrency(), 1u, 8u)) {
+LazWriter::LazWriter(unsigned threads)
+    : vlr_(laz::layeredVlrFor(7, 0)),
+      threads_(threads > 0 ? threads : std::clamp(std::thread::hardware_concurrency(), 1u, 8u)) {
     vlr_.chunkSize = kChunkPoints;
 }
 

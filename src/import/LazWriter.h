@@ -18,7 +18,9 @@ class LazWriter final : public LasWriter {
 public:
     static constexpr std::uint32_t kChunkPoints = 50000;
 
-    LazWriter();
+    // `threads` compress the chunks (0: the machine's cores, at most 8); the file is the same
+    // whatever their number.
+    explicit LazWriter(unsigned threads = 0);
 
 private:
     void writeHeader() override;

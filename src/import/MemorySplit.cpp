@@ -3,31 +3,33 @@
 #include <algorithm>
 
 #include "import/BucketProcessing.h"
+#include "import/NodePartition.h"
+#include "import/ParallelPartition.h"
 #include "import/NodeOutput.h"
 
 namespace ovcf {
 
 namespace {
 
-constexpr std::uint8_t kStays = 8;  // destination of a point that stays in the node
+constexpr std::uint8_t kStays = kKeptGroup;
 
-// How many points go each of the nine ways: seven bits per way in one register, added up into
-// the totals before any of them can overflow.
-struct DestinationCounts {
-    std::size_t total[9] = {};
-    std::uint64_t packed = 0;
-    unsigned pending = 0;
-
-    void add(std::uint32_t destination) {
-        packed += std::uint64_t{1} << (7 * destination);
-        if (++pending == 127) flush();
+// The split of a node on one thread: one stretch, the run's own bitmap.
+void partitionSerially(const NodeGrid& grid, OccupancyBitmap& occupancy, std::uint8_t* destination,
+                       const PointRecord* source, PointRecord* target, std::size_t count, std::size_t counts[9]) {
+    StretchGroups groups;
+    markCells(grid, occupancy.words(), source, 0, count, destination, groups);
+    PointRecord* lower[9];
+    PointRecord* upper[9];
+    std::size_t at = 0;
+    for (int g : {8, 0, 1, 2, 3, 4, 5, 6, 7}) {
+        lower[g] = target + at;
+        upper[g] = target + at + groups.half[0][g];
+        counts[g] = groups.total(g);
+        at += counts[g];
     }
-    void flush() {
-        for (int d = 0; d < 9; ++d) total[d] += (packed >> (7 * d)) & 127u;
-        packed = 0;
-        pending = 0;
-    }
-};
+    moveToGroups(source, 0, count, destination, lower, upper);
+    occupancy.clearCellsOf(grid, target, counts[kStays]);
+}
 
 // Samples the node whose points are source[0, count), writes it, and recurses into the children;
 // target[0, count) receives the node's points grouped as kept, octant 0, ..., octant 7, and the
@@ -38,36 +40,16 @@ bool splitRange(IndexerRun& run, const NodeKey& key, PointRecord* source, PointR
     // Locals, not members: the byte stores below may alias anything, and the compiler would
     // reload every member after each of them.
     const NodeGrid grid = run.grid;
-    OccupancyBitmap& occupancy = run.occupancy;
-    std::uint64_t* const words = occupancy.words();
     std::uint8_t* const destination = static_cast<std::uint8_t*>(run.destinations.reserve(count + 1));
 
-    // First pass, in order: the first point of each cell stays. Branch-free, since whether a cell
-    // is taken is unpredictable, and counted in a register, since runs of points going the same
-    // way would otherwise wait on one counter in memory.
-    const std::size_t half = count / 2;
-    DestinationCounts counter;
-    std::size_t firstHalf[9] = {};
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i == half) {
-            counter.flush();
-            std::copy(counter.total, counter.total + 9, firstHalf);
-        }
-        std::uint32_t cell, octant;
-        grid.locate(source[i], cell, octant);
-        std::uint64_t& word = words[cell >> 6];
-        const std::uint64_t taken = (word >> (cell & 63)) & 1u;
-        word |= std::uint64_t{1} << (cell & 63);
-        const std::uint32_t d = kStays - static_cast<std::uint32_t>(taken) * (kStays - octant);
-        destination[i] = static_cast<std::uint8_t>(d);
-        counter.add(d);
+    std::size_t counts[9];
+    const unsigned stretches = partitionStretches(run.workers, count);
+    if (stretches > 1) {
+        run.stretches.prepare(stretches, grid.cellCount());
+        partitionInParallel(run.workers, stretches, grid, run.stretches, destination, source, target, count, counts);
+    } else {
+        partitionSerially(grid, run.occupancy, destination, source, target, count, counts);
     }
-    counter.flush();
-    const std::size_t* counts = counter.total;
-
-    // Second pass: each group in its place, kept points first, then octants 0 to 7. The two
-    // halves of the range are moved side by side, each with its own cursors (the second half's
-    // start where the first half's end), so that two independent chains of stores overlap.
     std::size_t start[9];
     start[kStays] = 0;
     std::size_t next = counts[kStays];
@@ -75,19 +57,7 @@ bool splitRange(IndexerRun& run, const NodeKey& key, PointRecord* source, PointR
         start[o] = next;
         next += counts[o];
     }
-    PointRecord* lower[9];
-    PointRecord* upper[9];
-    for (int d = 0; d < 9; ++d) {
-        lower[d] = target + start[d];
-        upper[d] = target + start[d] + firstHalf[d];
-    }
-    for (std::size_t i = 0; i < half; ++i) {
-        *lower[destination[i]]++ = source[i];
-        *upper[destination[half + i]]++ = source[half + i];
-    }
-    if (count % 2 != 0) *upper[destination[count - 1]]++ = source[count - 1];
 
-    occupancy.clearCellsOf(grid, target, counts[kStays]);
     if (!emitNode(run, key, target, counts[kStays], error)) return false;
 
     for (std::uint32_t o = 0; o < 8; ++o) {
@@ -111,9 +81,9 @@ bool splitInMemory(IndexerRun& run, const NodeKey& key, PointArray& points, std:
     // fault in than the split itself. Every element is written before it is read.
     auto* other = static_cast<PointRecord*>(run.splitPoints.reserve(points.size() * sizeof(PointRecord) + 1));
     run.destinations.reserve(points.size() + 1);
-    const bool ok = splitRange(run, key, points.data(), other, points.size(), error);
-    points.release();
-    return ok;
+    // The nodes still being encoded read these arrays, until the queue is drained.
+    DrainOnExit drained(run.output);
+    return splitRange(run, key, points.data(), other, points.size(), error) && run.output.drain(error);
 }
 
 }  // namespace ovcf

@@ -59,6 +59,8 @@ class OccupancyBitmap {
 public:
     void resize(std::uint32_t cells) { words_.assign((cells + 63) / 64, 0); }
     std::uint64_t* words() { return words_.data(); }
+    const std::uint64_t* words() const { return words_.data(); }
+    bool fits(std::uint32_t cells) const { return words_.size() == (cells + 63) / 64; }
     // True when the cell was already taken; takes it either way.
     bool testAndSet(std::uint32_t cell) {
         std::uint64_t& word = words_[cell >> 6];

@@ -7,7 +7,7 @@
 namespace ovcf {
 
 bool emitNode(IndexerRun& run, const NodeKey& key, const PointRecord* points, std::size_t count, std::string& error) {
-    if (!run.writer.writeNode(key, points, count, error)) return false;
+    if (!run.output.submit(key, points, count, error)) return false;
     run.pointsWritten += count;
     ImportStats& stats = run.stats;
     if (stats.levels.size() <= key.level) stats.levels.resize(key.level + 1);

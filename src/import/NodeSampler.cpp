@@ -60,7 +60,10 @@ void NodeSampler::finish() { run_.occupancy.clearCellsOf(run_.grid, run_.kept.da
 
 bool writeSampleThenChildren(IndexerRun& run, const NodeKey& key, ChildBuckets& children, PointBucket* parent,
                              std::string& error) {
-    if (!emitNode(run, key, run.kept.data(), run.kept.size(), error)) return false;
+    {
+        DrainOnExit drained(run.output);  // the sample is read until then
+        if (!emitNode(run, key, run.kept.data(), run.kept.size(), error) || !run.output.drain(error)) return false;
+    }
     if (parent) releaseBucket(run, *parent);
     run.kept.clear();
     for (std::uint32_t octant = 0; octant < 8; ++octant) {

@@ -143,7 +143,7 @@ bool indexSource(PointSource& source, const std::string& outputPath, const Impor
     run.progress.emplace("indicizzazione", stats.pointsRead, 2000);
     const bool indexed = splitWhileReading ? writeSampleThenChildren(run, NodeKey{}, children, nullptr, error)
                                            : processBucket(run, NodeKey{}, root, error);
-    if (!indexed) return false;
+    if (!indexed || !run.output.drain(error)) return false;
     // Checked before the file is closed: a wrong file never takes the place of the old cache.
     collectWriterStats(run.writer, stats);
     if (!checkImportConsistency(stats, error)) return false;

@@ -14,14 +14,14 @@
 namespace ovcf {
 
 bool exportPoints(const std::string& cachePath, const std::string& outputPath, bool allPoints, ExportStats& stats,
-                  std::string& error, ExportProgress progress, void* progressContext) {
+                  std::string& error, ExportProgress progress, void* progressContext, unsigned threads) {
     const auto start = std::chrono::steady_clock::now();
     stats = {};
     if (outputPath == cachePath || SystemFile::sameFile(outputPath, cachePath)) {
         error = "the output would overwrite the cache";
         return false;
     }
-    std::unique_ptr<PointFileWriter> writer = pointFileWriterFor(outputPath, error);
+    std::unique_ptr<PointFileWriter> writer = pointFileWriterFor(outputPath, error, threads);
     if (!writer) return false;
     OvcfReader reader;
     if (!recoverInterruptedCommit(cachePath, error) || !reader.open(cachePath, error)) return false;

@@ -17,7 +17,9 @@ struct ExportStats {
 
 using ExportProgress = bool (*)(double fraction, void* context);  // false cancels
 
+// `threads` compress a LAZ output (0: every core); the file is the same whatever their number.
 bool exportPoints(const std::string& cachePath, const std::string& outputPath, bool allPoints, ExportStats& stats,
-                  std::string& error, ExportProgress progress = nullptr, void* progressContext = nullptr);
+                  std::string& error, ExportProgress progress = nullptr, void* progressContext = nullptr,
+                  unsigned threads = 0);
 
 }  // namespace ovcf

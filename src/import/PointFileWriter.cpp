@@ -64,14 +64,14 @@ bool PointFileWriter::fail(std::string& error, const char* what) {
     return false;
 }
 
-std::unique_ptr<PointFileWriter> pointFileWriterFor(const std::string& path, std::string& error) {
+std::unique_ptr<PointFileWriter> pointFileWriterFor(const std::string& path, std::string& error, unsigned threads) {
     const std::size_t dot = path.find_last_of('.');
     const std::size_t slash = path.find_last_of("/\\");
     std::string extension = dot == std::string::npos || (slash != std::string::npos && dot < slash) ? "" : path.substr(dot);
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (extension == ".las") return std::make_unique<LasWriter>();
-    if (extension == ".laz") return std::make_unique<LazWriter>();
+    if (extension == ".laz") return std::make_unique<LazWriter>(threads);
     if (extension == ".ply") return std::make_unique<PlyWriter>();
     if (extension == ".xyz" || extension == ".txt") return std::make_unique<XyzWriter>();
     error = "unknown output format '" + extension + "': use .las, .laz, .ply or .xyz";

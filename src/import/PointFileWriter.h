@@ -48,7 +48,8 @@ protected:
 };
 
 // The writer for the output's extension (.las, .laz, .ply, .xyz, any case); null with the reason.
-std::unique_ptr<PointFileWriter> pointFileWriterFor(const std::string& path, std::string& error);
+// `threads` compress a LAZ file (0: every core).
+std::unique_ptr<PointFileWriter> pointFileWriterFor(const std::string& path, std::string& error, unsigned threads = 0);
 
 // World coordinates of a cache point.
 inline double worldCoordinate(const FileHeader& h, int axis, std::uint32_t q) { return h.offset[axis] + h.step[axis] * q; }

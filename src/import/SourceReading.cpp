@@ -3,43 +3,27 @@
 #include <algorithm>
 
 #include "core/Progress.h"
-#include "ovcf/ContentSignature.h"
+#include "import/SourcePrefetch.h"
 
 namespace ovcf {
-
-namespace {
-
-// The signature counts only what the file will keep: fields the point format lacks are 0.
-std::uint64_t batchSignature(const PointRecord* points, std::size_t count, std::uint32_t pointFormat) {
-    std::uint64_t sum = 0;
-    if (pointFormat >= 2) {
-        for (std::size_t i = 0; i < count; ++i) sum += pointHash(points[i]);
-    } else if (pointFormat == 1) {
-        for (std::size_t i = 0; i < count; ++i) {
-            const PointRecord& p = points[i];
-            sum += pointHash(p.x, p.y, p.z, 0, p.red, p.green, p.blue, 0);
-        }
-    } else {
-        for (std::size_t i = 0; i < count; ++i) sum += pointHash(points[i].x, points[i].y, points[i].z, 0, 0, 0, 0, 0);
-    }
-    return sum;
-}
-
-}  // namespace
 
 bool readSource(IndexerRun& run, PointSource& source, const PointSink& sink, IntegerBox& box, std::string& error) {
     const std::uint64_t expected = source.pointCount();
     ProgressReporter progress("lettura sorgente", expected, 2000);
-    run.batch.resize(kIndexerBatchPoints);
+    SourcePrefetch batches(source, kIndexerBatchPoints, run.options.pointFormat, run.workers.threads() > 1);
     std::uint64_t read = 0;
     std::uint64_t signature = 0;
     for (;;) {
         std::size_t count = 0;
-        if (!source.read(run.batch.data(), run.batch.size(), count, error)) return false;
+        const PointRecord* points = nullptr;
+        BatchSummary summary;
+        if (!batches.next(points, count, summary, error)) return false;
         if (count == 0) break;
-        const PointRecord* points = run.batch.data();
-        for (std::size_t i = 0; i < count; ++i) box.add(points[i]);
-        signature += batchSignature(points, count, run.options.pointFormat);
+        for (int axis = 0; axis < 3; ++axis) {
+            box.min[axis] = std::min(box.min[axis], summary.box.min[axis]);
+            box.max[axis] = std::max(box.max[axis], summary.box.max[axis]);
+        }
+        signature += summary.signature;
         if (!sink(points, count, error)) return false;
         read += count;
         progress.update(read);

@@ -5,12 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include <lz4.h>
-
-#include "ContentSignature.h"
-#include "Crc32.h"
 #include "MetadataText.h"
-#include "NodeBlockCodec.h"
 #include "core/Log.h"
 
 namespace ovcf {
@@ -32,13 +27,6 @@ void forgetOldJournal(const std::string& target) {
 // The deleted-points map is written from a zeroed buffer of at most this size, so that clouds of
 // billions of points need no map in memory at build time.
 constexpr std::uint64_t kZeroChunk = 1u << 20;
-
-constexpr std::uint64_t kMaxRawSize = 0xFFFFFFFFu;  // the record's 32-bit raw size field
-constexpr std::uint32_t kMaxLevel = 0xFF;           // the record's 8-bit level field
-
-void growBuffer(std::vector<std::uint8_t>& buffer, std::size_t size) {
-    if (buffer.size() < size) buffer.resize(size);
-}
 
 }  // namespace
 
@@ -105,50 +93,40 @@ bool OvcfWriter::writeNode(const NodeKey& key, const PointRecord* points, std::s
         return false;
     }
     try {
-        return writeNodeBlock(key, points, count, error);
+        return encodeNode(params_, key, points, count, encoded_, error) && appendNodeBlock(key, encoded_, error);
     } catch (const std::bad_alloc&) {
         error = "OvcfWriter: out of memory";
         return false;
     }
 }
 
-bool OvcfWriter::writeNodeBlock(const NodeKey& key, const PointRecord* points, std::size_t count, std::string& error) {
-    if (key.level > kMaxLevel) {
-        error = "OvcfWriter: node level " + std::to_string(key.level) + " is too deep";
+bool OvcfWriter::appendNode(const NodeKey& key, const EncodedNode& block, std::string& error) {
+    if (!file_.isOpen()) {
+        error = "OvcfWriter: file not open";
         return false;
     }
-    const std::string name = nodeName(key);
-    if (count > 0xFFFFFFFFull || std::uint64_t{count} * recordSize_ > kMaxRawSize) {
-        error = "node " + name + ": too many points for a single node";
+    try {
+        return appendNodeBlock(key, block, error);
+    } catch (const std::bad_alloc&) {
+        error = "OvcfWriter: out of memory";
         return false;
     }
+}
+
+bool OvcfWriter::appendNodeBlock(const NodeKey& key, const EncodedNode& block, std::string& error) {
     if (indexOfKey_.count(key) != 0) {
-        error = "node " + name + " written twice";
+        error = "node " + nodeName(key) + " written twice";
         return false;
     }
-
-    const NodeOrigin origin = nodeOrigin(params_.rootOrigin, params_.rootExponent, key);
-    const std::size_t rawSize = count * recordSize_;
-    growBuffer(rawBlock_, rawSize);
-    encodeNodeBlock(points, count, params_.pointFormat, origin, rawBlock_.data());
-
-    std::uint64_t nodeSignature = 0;
-    for (std::size_t i = 0; i < count; ++i) nodeSignature += pointHashForFormat(points[i], params_.pointFormat);
-
-    const std::uint32_t crc = crc32(rawBlock_.data(), rawSize);
-
-    const std::uint8_t* stored = rawBlock_.data();
-    std::size_t storedSize = rawSize;
-    if (params_.compression && rawSize >= 1 && rawSize <= kMaxCompressibleRawSize) {
-        const int bound = LZ4_compressBound(static_cast<int>(rawSize));
-        growBuffer(compressedBlock_, static_cast<std::size_t>(bound));
-        const int packed = LZ4_compress_default(reinterpret_cast<const char*>(rawBlock_.data()),
-                                                reinterpret_cast<char*>(compressedBlock_.data()),
-                                                static_cast<int>(rawSize), bound);
-        if (packed >= 1 && static_cast<std::size_t>(packed) < rawSize) {
-            stored = compressedBlock_.data();
-            storedSize = static_cast<std::size_t>(packed);
+    const auto index = static_cast<std::uint32_t>(records_.size());
+    HierarchyRecord* parentRecord = nullptr;
+    if (key.level > 0) {
+        const auto parent = indexOfKey_.find(parentKey(key));
+        if (parent == indexOfKey_.end()) {
+            error = "node " + nodeName(key) + " written before its parent (internal indexer error)";
+            return false;
         }
+        parentRecord = &records_[parent->second];
     }
 
     std::uint64_t blockOffset = 0;
@@ -156,47 +134,40 @@ bool OvcfWriter::writeNodeBlock(const NodeKey& key, const PointRecord* points, s
         error = "cannot determine the file position: " + file_.lastErrorText();
         return false;
     }
-    if (!file_.write(stored, storedSize)) {
-        error = "writing node " + name + " failed: " + file_.lastErrorText();
+    if (!file_.write(block.stored(), block.storedSize)) {
+        error = "writing node " + nodeName(key) + " failed: " + file_.lastErrorText();
         return false;
     }
-
-    const auto index = static_cast<std::uint32_t>(records_.size());
-    if (key.level > 0) {
-        const auto parent = indexOfKey_.find(parentKey(key));
-        if (parent == indexOfKey_.end()) {
-            error = "node " + name + " written before its parent (internal indexer error)";
-            return false;
-        }
+    if (parentRecord) {
         const std::uint32_t octant = octantOf(key);
-        HierarchyRecord& parentRecord = records_[parent->second];
-        parentRecord.children[octant] = index;
-        parentRecord.childMask = static_cast<std::uint8_t>(parentRecord.childMask | (1u << octant));
+        parentRecord->children[octant] = index;
+        parentRecord->childMask = static_cast<std::uint8_t>(parentRecord->childMask | (1u << octant));
     }
 
     HierarchyRecord record;
     record.level = static_cast<std::uint8_t>(key.level);
-    record.pointCount = static_cast<std::uint32_t>(count);
+    record.pointCount = block.pointCount;
     record.keyX = key.x;
     record.keyY = key.y;
     record.keyZ = key.z;
-    record.crc = crc;
+    record.crc = block.crc;
     record.blockOffset = blockOffset;
-    record.storedSize = static_cast<std::uint32_t>(storedSize);
-    record.rawSize = static_cast<std::uint32_t>(rawSize);
+    record.storedSize = static_cast<std::uint32_t>(block.storedSize);
+    record.rawSize = static_cast<std::uint32_t>(block.rawSize);
     record.firstPoint = pointsWritten_;
     records_.push_back(record);
     indexOfKey_.emplace(key, index);
 
-    pointsWritten_ += count;
-    signature_ += nodeSignature;
-    fileBytes_ += storedSize;
-    storedBytes_ += storedSize;
-    rawBytes_ += rawSize;
+    pointsWritten_ += block.pointCount;
+    signature_ += block.signature;
+    fileBytes_ += block.storedSize;
+    storedBytes_ += block.storedSize;
+    rawBytes_ += block.rawSize;
     deepestLevel_ = std::max(deepestLevel_, key.level);
 
     if (logLevelThreshold() <= LogTrace)
-        logLine(LogTrace, "nodo %s: %zu punti, %zu -> %zu byte", name.c_str(), count, rawSize, storedSize);
+        logLine(LogTrace, "nodo %s: %u punti, %zu -> %zu byte", nodeName(key).c_str(), block.pointCount, block.rawSize,
+                block.storedSize);
     return true;
 }
 

@@ -21,6 +21,7 @@
 
 #include "FileFormat.h"
 #include "FileReplacement.h"
+#include "NodeBlockEncoder.h"
 #include "OvcfWriterParams.h"
 #include "PointRecord.h"
 #include "platform/SystemFile.h"
@@ -39,10 +40,14 @@ public:
     // Encodes, checks and appends one node's block. `points` hold absolute quantised coordinates;
     // the fields the point format lacks are ignored. A failure records nothing.
     bool writeNode(const NodeKey& key, const PointRecord* points, std::size_t count, std::string& error);
+    // Appends a block encoded elsewhere (encodeNode with params()), perhaps on another thread;
+    // blocks go in parent-first order like writeNode's.
+    bool appendNode(const NodeKey& key, const EncodedNode& block, std::string& error);
     // Writes the hierarchy, the deleted-points map, the metadata and the header, flushes, closes
     // and puts the file in place of any file at the path.
     bool close(std::string& error);
 
+    const OvcfWriterParams& params() const { return params_; }
     bool isOpen() const { return file_.isOpen(); }
     bool isFinished() const { return finished_; }
     const std::string& path() const { return path_; }
@@ -60,7 +65,7 @@ public:
     const std::vector<HierarchyRecord>& nodes() const { return records_; }
 
 private:
-    bool writeNodeBlock(const NodeKey& key, const PointRecord* points, std::size_t count, std::string& error);
+    bool appendNodeBlock(const NodeKey& key, const EncodedNode& block, std::string& error);
     bool writeTail(std::string& error);
     bool writeZeros(std::uint64_t count);
 
@@ -71,8 +76,7 @@ private:
     std::uint32_t recordSize_ = 0;
     std::vector<HierarchyRecord> records_;
     std::unordered_map<NodeKey, std::uint32_t, NodeKeyHash> indexOfKey_;
-    std::vector<std::uint8_t> rawBlock_;
-    std::vector<std::uint8_t> compressedBlock_;
+    EncodedNode encoded_;
     std::uint64_t pointsWritten_ = 0;
     std::uint64_t signature_ = 0;
     std::uint64_t fileBytes_ = kHeaderSize;

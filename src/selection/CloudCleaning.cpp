@@ -1,5 +1,6 @@
 #include "selection/CloudCleaning.h"
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "ovcf/OvcfReader.h"
 #include "selection/DeletionHistory.h"
 #include "selection/FilterFactory.h"
+#include "selection/ReaderPool.h"
 #include "selection/SelectionEngine.h"
 #include "selection/SelectionFilter.h"
 
@@ -29,7 +31,7 @@ const char* filterName(std::uint32_t kind) {
 }  // namespace
 
 bool cleanCloud(const std::string& path, const SelectionSettings& settings, bool dryRun, CleaningResult& result,
-                std::string& error) {
+                std::string& error, unsigned threads) {
     result = {};
     if (settings.filter < 1 || settings.filter > 4) {
         error = "no filter chosen";
@@ -60,6 +62,7 @@ bool cleanCloud(const std::string& path, const SelectionSettings& settings, bool
     FilterContext context;
     context.header = &header;
     context.render = &render;
+    context.threads = threads;
     const std::unique_ptr<SelectionFilter> filter = makeSelectionFilter(chosen, context);
     if (!filter) {
         result.filterAvailable = false;
@@ -80,7 +83,9 @@ bool cleanCloud(const std::string& path, const SelectionSettings& settings, bool
     ScreenShape everything;
     everything.setRectangle(0.0f, 0.0f, 2.0f, 2.0f);
     SelectionEngine engine;
-    engine.open(path, defaultSelectionReaders(), &reader);
+    const int readers = threads > 0 ? static_cast<int>(std::min<unsigned>(threads, ReaderPool::kMaxReaders))
+                                    : defaultSelectionReaders();
+    engine.open(path, readers, &reader);
     if (!engine.readers().open()) {
         error = path + ": the file cannot be opened for reading";
         return false;

@@ -21,8 +21,9 @@ struct CleaningResult {
 
 // `settings.filter` names the filter, the other fields its parameters (not clamped: values the
 // parameter table would refuse are taken as the filters take them). False with an English
-// message when the file cannot be read or written, or no filter can be made.
+// message when the file cannot be read or written, or no filter can be made. `threads` read the
+// nodes and run the filter (0: the machine's cores); the result does not depend on them.
 bool cleanCloud(const std::string& path, const SelectionSettings& settings, bool dryRun, CleaningResult& result,
-                std::string& error);
+                std::string& error, unsigned threads = 0);
 
 }  // namespace ovcf

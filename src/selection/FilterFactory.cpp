@@ -21,10 +21,13 @@ std::unique_ptr<SelectionFilter> makeSelectionFilter(const SelectionSettings& se
             cloth.offset = settings.clothOffset;
             return std::make_unique<ClothFilter>(cloth, context.viewDirection);
         }
-        case 3:  // isolated points
+        case 3: {  // isolated points
             if (!context.header) return nullptr;
-            return std::make_unique<IsolatedFilter>(settings.isolatedRadius, settings.isolatedNeighbors,
-                                                    settings.isolatedGroup, *context.header);
+            auto isolated = std::make_unique<IsolatedFilter>(settings.isolatedRadius, settings.isolatedNeighbors,
+                                                             settings.isolatedGroup, *context.header);
+            if (context.threads > 0) isolated->setCountingThreads(context.threads);
+            return isolated;
+        }
         case 4: {  // colour
             const RenderSettings render = context.render ? *context.render : RenderSettings{};
             const std::uint32_t format = context.header ? context.header->pointFormat : PointFormatXyzRgb;

@@ -20,6 +20,7 @@ struct FilterContext {
     // The cloud's lowest and highest z relative to the local origin (the elevation colours).
     double elevationLow = 0.0;
     double elevationHigh = 1.0;
+    unsigned threads = 0;  // for filters that count on several threads; 0: the machine's
 };
 
 std::unique_ptr<SelectionFilter> makeSelectionFilter(const SelectionSettings& settings, const FilterContext& context);

@@ -81,23 +81,27 @@ TEST(CacheRebuildTest, ACancelledOrFailedRebuildLeavesTheOldCacheByteForByte) {
         std::uint64_t budget;
         std::size_t failAfter;  // 0: the source does not fail
     };
-    for (const Case& c : {Case{"reading", -1.0, 0, 256u << 20, 0}, Case{"reading, spilled", -1.0, 1, 1u << 20, 0},
-                          Case{"splitting in memory", 0.5, 3, 256u << 20, 0}, Case{"splitting on disk", 0.5, 2, 1u << 20, 0},
-                          Case{"late in indexing", 0.97, 0, 1u << 20, 0}, Case{"failing source", 2.0, 0, 1u << 20, 270000}}) {
-        SCOPED_TRACE(c.when);
-        RecordSource source(points);
-        if (c.failAfter) source.failAfter(c.failAfter);
-        ImportOptions options = test::smallOptions(scratch, c.budget);
-        CancelAfter cancel{c.above, 0, c.allowed};
-        options.progressHook = &CancelAfter::hook;
-        options.progressContext = &cancel;
-        ImportStats stats;
-        EXPECT_FALSE(buildOctree(source, cache, options, stats, error));
-        EXPECT_EQ(error, c.failAfter ? "simulated read failure" : "operation cancelled");
-        EXPECT_EQ(test::wholeFile(cache) == old, true) << "the old cache changed";
-        EXPECT_EQ(test::folderEntries(dir.path()), std::vector<std::string>{"scan_cache.ovcf"});
-        EXPECT_TRUE(test::folderEntries(scratch.path()).empty());
-        expectReadable(viewer, viewer.header().pointCount);
+    // On one thread and on several: the workers must be done with the file before it goes.
+    for (unsigned threads : {1u, 5u}) {
+        for (const Case& c : {Case{"reading", -1.0, 0, 256u << 20, 0}, Case{"reading, spilled", -1.0, 1, 1u << 20, 0},
+                              Case{"splitting in memory", 0.5, 3, 256u << 20, 0}, Case{"splitting on disk", 0.5, 2, 1u << 20, 0},
+                              Case{"late in indexing", 0.97, 0, 1u << 20, 0}, Case{"failing source", 2.0, 0, 1u << 20, 270000}}) {
+            SCOPED_TRACE(std::string(c.when) + ", " + std::to_string(threads) + " threads");
+            RecordSource source(points);
+            if (c.failAfter) source.failAfter(c.failAfter);
+            ImportOptions options = test::smallOptions(scratch, c.budget);
+            options.threads = threads;
+            CancelAfter cancel{c.above, 0, c.allowed};
+            options.progressHook = &CancelAfter::hook;
+            options.progressContext = &cancel;
+            ImportStats stats;
+            EXPECT_FALSE(buildOctree(source, cache, options, stats, error));
+            EXPECT_EQ(error, c.failAfter ? "simulated read failure" : "operation cancelled");
+            EXPECT_EQ(test::wholeFile(cache) == old, true) << "the old cache changed";
+            EXPECT_EQ(test::folderEntries(dir.path()), std::vector<std::string>{"scan_cache.ovcf"});
+            EXPECT_TRUE(test::folderEntries(scratch.path()).empty());
+            expectReadable(viewer, viewer.header().pointCount);
+        }
     }
 
     // A rebuild that succeeds replaces the file; the reader that had the old one keeps it.

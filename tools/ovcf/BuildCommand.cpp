@@ -27,6 +27,7 @@ struct BuildArguments {
     std::uint64_t ramMegabytes = 0;  // 0: the default budget
     std::string temporaryParent;
     bool compression = true;
+    unsigned threads = 0;  // 0: every core
 };
 
 bool parseNumberArgument(const char* text, double& value) {
@@ -55,6 +56,8 @@ bool parseBuildArguments(int argc, char** argv, BuildArguments& args) {
                 return false;
             }
             args.ramMegabytes = static_cast<std::uint64_t>(number);
+        } else if (a == "--threads" && hasValue) {
+            if (!parseThreadCount(argv[++i], args.threads)) return false;
         } else if (a == "--temp-dir" && hasValue) {
             args.temporaryParent = argv[++i];
         } else if (a == "--no-compression") {
@@ -70,7 +73,8 @@ bool parseBuildArguments(int argc, char** argv, BuildArguments& args) {
         }
     }
     if (args.input.empty() || args.output.empty()) {
-        std::fputs("usage: ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n",
+        std::fputs("usage: ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n"
+                   "                  [--threads N]\n",
                    stderr);
         return false;
     }
@@ -83,6 +87,17 @@ bool parseBuildArguments(int argc, char** argv, BuildArguments& args) {
 
 }  // namespace
 
+bool parseThreadCount(const char* text, unsigned& threads) {
+    char* end = nullptr;
+    const unsigned long value = std::strtoul(text, &end, 10);
+    if (end == text || *end != '\0' || value < 1 || value > kMostThreads) {
+        std::fprintf(stderr, "ovcf: --threads needs a whole number from 1 to %u, not '%s'\n", kMostThreads, text);
+        return false;
+    }
+    threads = static_cast<unsigned>(value);
+    return true;
+}
+
 int reportFailure(const char* message) {
     std::fprintf(stderr, "ovcf: %s\n", message);
     return 1;
@@ -93,12 +108,13 @@ int runBuild(int argc, char** argv) {
     if (!parseBuildArguments(argc, argv, args)) return 2;
 
     std::string error;
-    std::unique_ptr<PointSource> source = openPointFile(args.input, args.step, error);
+    std::unique_ptr<PointSource> source = openPointFile(args.input, args.step, error, args.threads);
     if (!source) return reportFailure(error.c_str());
 
     ImportOptions options;
     if (args.ramMegabytes > 0) options.ramBudget = args.ramMegabytes << 20;
     options.compression = args.compression;
+    options.threads = args.threads;
     options.pointFormat = source->fullPointFormat();
     options.temporaryParent = args.temporaryParent;
     options.sourceDescription = args.input;

@@ -17,7 +17,8 @@ namespace ovcf::tool {
 namespace {
 
 constexpr const char* kCleanUsage =
-    "usage: ovcf clean FILE.ovcf --isolated R,N[,G] | --spacing L | --cloth RES,TENSION,OFFSET | --colour RRGGBB,TOL [--dry-run]\n";
+    "usage: ovcf clean FILE.ovcf --isolated R,N[,G] | --spacing L | --cloth RES,TENSION,OFFSET | --colour RRGGBB,TOL [--dry-run]\n"
+    "                  [--threads N]\n";
 
 // Comma-separated finite numbers; false when any is not one.
 bool parseNumbers(const std::string& text, std::vector<double>& values) {
@@ -101,6 +102,7 @@ bool parseFilter(const std::string& option, const std::string& value, SelectionS
 int runClean(int argc, char** argv) {
     std::string path;
     bool dryRun = false;
+    unsigned threads = 0;
     int filters = 0;
     SelectionSettings settings;
     for (int i = 0; i < argc; ++i) {
@@ -111,6 +113,8 @@ int runClean(int argc, char** argv) {
                 return 2;
             }
             if (!parseFilter(a, argv[++i], settings)) return 2;
+        } else if (a == "--threads" && i + 1 < argc) {
+            if (!parseThreadCount(argv[++i], threads)) return 2;
         } else if (a == "--dry-run") {
             dryRun = true;
         } else if (!a.empty() && a[0] == '-') {
@@ -129,7 +133,7 @@ int runClean(int argc, char** argv) {
     }
     CleaningResult result;
     std::string error;
-    if (!cleanCloud(path, settings, dryRun, result, error)) return reportFailure(error.c_str());
+    if (!cleanCloud(path, settings, dryRun, result, error, threads)) return reportFailure(error.c_str());
     if (dryRun)
         std::printf("ovcf: %s points would be deleted (dry run: %s left unchanged)\n",
                     formatCount(result.newlyDeleted).c_str(), path.c_str());

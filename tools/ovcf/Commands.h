@@ -13,4 +13,7 @@ int runClean(int argc, char** argv);
 // Prints "ovcf: <message>" on standard error; returns 1.
 int reportFailure(const char* message);
 
+// The value of --threads: a whole number from 1 to 1024. False after printing what is wrong.
+bool parseThreadCount(const char* text, unsigned& threads);
+
 }  // namespace ovcf::tool

@@ -15,10 +15,13 @@ namespace ovcf::tool {
 int runExport(int argc, char** argv) {
     std::string input, output;
     bool all = false;
+    unsigned threads = 0;
     for (int i = 0; i < argc; ++i) {
         const std::string a = argv[i];
         if ((a == "-o" || a == "--output") && i + 1 < argc) {
             output = argv[++i];
+        } else if (a == "--threads" && i + 1 < argc) {
+            if (!parseThreadCount(argv[++i], threads)) return 2;
         } else if (a == "--all") {
             all = true;
         } else if (!a.empty() && a[0] == '-') {
@@ -32,7 +35,7 @@ int runExport(int argc, char** argv) {
         }
     }
     if (input.empty() || output.empty()) {
-        std::fputs("usage: ovcf export FILE.ovcf -o OUTPUT.las|.ply|.xyz [--all]\n", stderr);
+        std::fputs("usage: ovcf export FILE.ovcf -o OUTPUT.las|.laz|.ply|.xyz [--all] [--threads N]\n", stderr);
         return 2;
     }
     std::optional<TerminalProgress> bar;
@@ -40,7 +43,7 @@ int runExport(int argc, char** argv) {
     ExportStats stats;
     std::string error;
     const bool done = exportPoints(input, output, all, stats, error, bar ? &TerminalProgress::hook : nullptr,
-                                   bar ? &*bar : nullptr);
+                                   bar ? &*bar : nullptr, threads);
     bar.reset();
     if (!done) return reportFailure(error.c_str());
     std::printf("ovcf: %s points written to %s in %s (%s deleted points left out)\n", formatCount(stats.written).c_str(),

@@ -12,15 +12,17 @@ void printUsage() {
     std::fputs(
         "usage:\n"
         "  ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n"
+        "             [--threads N]\n"
         "      INPUT: LAS or LAZ 1.0-1.4 (COPC too), PLY (ASCII or binary) or XYZ[RGB] text\n"
         "  ovcf info FILE.ovcf     header, levels, node statistics, metadata\n"
         "  ovcf check FILE.ovcf [--deep]\n"
         "      reads every node with CRC verification, compares the deleted-points map with its count\n"
         "      (--deep: and the current signature with the surviving points)\n"
-        "  ovcf export FILE.ovcf -o OUTPUT.las|.laz|.ply|.xyz [--all]\n"
+        "  ovcf export FILE.ovcf -o OUTPUT.las|.laz|.ply|.xyz [--all] [--threads N]\n"
         "      the points that survive the confirmed deletions (--all: every point); LAS or LAZ 1.4\n"
         "      format 7, binary PLY or XYZ text\n"
         "  ovcf clean FILE.ovcf --isolated R,N[,G] | --spacing L | --cloth RES,TENSION,OFFSET | --colour RRGGBB,TOL [--dry-run]\n"
+        "             [--threads N]\n"
         "      deletes what one filter selects over the whole cloud and confirms it into the file\n"
         "      (--dry-run: only reports)\n",
         stderr);
