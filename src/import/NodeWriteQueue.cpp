@@ -36,11 +36,11 @@ void NodeWriteQueue::encode(Job& job) {
     } catch (const std::bad_alloc&) {
         job.error = "OvcfWriter: out of memory";
     }
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        job.encodedOk = ok;
-        job.done = true;
-    }
+    // Notified under the lock: once the caller sees the job done it may destroy the queue, and
+    // this thread must not touch it after letting go of the mutex.
+    std::lock_guard<std::mutex> lock(mutex_);
+    job.encodedOk = ok;
+    job.done = true;
     finished_.notify_all();
 }
 
