@@ -1,12 +1,16 @@
 // Builds .ovcf files from a generated survey-like cloud (20 million coloured points by default:
 // terrain, buildings, vegetation, noise) and prints million points per second and peak memory:
 //   1. the host path (MemoryCloud + buildOctree, as PC_BuildCacheFromMemory runs it) with the
-//      default RAM budget, all in memory;
+//      default RAM budget, all in memory, on one thread and on all;
 //   2. the same with a small budget that makes the indexer spill and split on disk;
-//   3. `ovcf build` on a LAS file of the same cloud, default budget and small budget.
+//   3. `ovcf build` on a LAS file of the same cloud, default budget on one thread and on all,
+//      and small budget;
+// with, for the one-thread and all-thread pairs, the time on one thread and the time divided
+// among all, and what that predicts for 8 and 16 cores.
 //
 // usage: import_bench [POINTS] [FOLDER] [SMALL_BUDGET_MIB]   (IMPORT_BENCH_KEEP=1 keeps the files,
-//        IMPORT_BENCH_LAS_ONLY=1 skips the memory-cloud runs)
+//        IMPORT_BENCH_LAS_ONLY=1 skips the memory-cloud runs, IMPORT_BENCH_THREADS=N compares N
+//        threads with one instead of the machine's cores)
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spawn.h>
@@ -23,6 +27,7 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/Log.h"
@@ -203,13 +208,15 @@ bool writeLas(const Cloud& cloud, const std::string& path) {
 struct RunResult {
     bool ok = false;
     double seconds = 0;
+    double processorSeconds = 0;  // user + system, all threads (tool runs only)
     double peakMiB = 0;       // peak resident set during the run
     double baselineMiB = 0;   // resident set before it
     ImportStats stats;
     std::string error;
 };
 
-RunResult buildFromMemory(const Cloud& cloud, const std::string& output, std::uint64_t budget, const std::string& folder) {
+RunResult buildFromMemory(const Cloud& cloud, const std::string& output, std::uint64_t budget, const std::string& folder,
+                          unsigned threads) {
     RunResult result;
     resetPeakResident();
     result.baselineMiB = statusMiB("VmRSS:");
@@ -221,6 +228,7 @@ RunResult buildFromMemory(const Cloud& cloud, const std::string& output, std::ui
     options.sourceDescription = "import_bench";
     options.temporaryParent = folder;
     if (budget > 0) options.ramBudget = budget;
+    options.threads = threads;
     result.ok = source.checkRange(result.error) && buildOctree(source, output, options, result.stats, result.error);
     result.seconds = secondsSince(start);
     result.peakMiB = statusMiB("VmHWM:");
@@ -251,6 +259,8 @@ RunResult runTool(const std::string& tool, std::vector<std::string> arguments) {
     wait4(child, &status, 0, &usage);
     result.seconds = secondsSince(start);
     result.peakMiB = static_cast<double>(usage.ru_maxrss) / 1024.0;
+    const auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6; };
+    result.processorSeconds = seconds(usage.ru_utime) + seconds(usage.ru_stime);
     result.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     if (!result.ok) result.error = "ovcf exited with status " + std::to_string(WEXITSTATUS(status));
     return result;
@@ -267,10 +277,22 @@ void printRun(const char* name, const RunResult& r, std::size_t points, bool inP
                     r.peakMiB, r.peakMiB - r.baselineMiB, r.stats.readingSeconds, r.stats.indexingSeconds,
                     std::to_string(r.stats.temporaryBytes >> 20).c_str());
     } else {
-        std::printf("  peak %7.0f MiB (whole process)", r.peakMiB);
+        std::printf("  peak %7.0f MiB (whole process)  processor %6.2f s", r.peakMiB, r.processorSeconds);
     }
     std::printf("\n");
     std::fflush(stdout);
+}
+
+// The runs on one thread and on `threads` threads, read as a part that runs on one thread (S)
+// and a part that divides among all (P): one = S + P, all = S + P / threads. The reading pipeline
+// overlaps two stages rather than dividing, so the figures for many cores are an upper bound.
+void printScaling(const RunResult& one, const RunResult& all, unsigned threads) {
+    if (!one.ok || !all.ok || threads < 2) return;
+    const double n = threads;
+    const double parallel = std::max(0.0, (one.seconds - all.seconds) * n / (n - 1));
+    const double serial = std::max(0.0, one.seconds - parallel);
+    std::printf("%-38s %.2f x on %u threads; on one thread %.2f s, divided among all %.2f s: 8 cores %.2f s, 16 cores %.2f s\n",
+                "", one.seconds / all.seconds, threads, serial, parallel, serial + parallel / 8, serial + parallel / 16);
 }
 
 bool sameOctree(const std::string& a, const std::string& b) {
@@ -300,9 +322,19 @@ int main(int argc, char** argv) {
     const std::string spilledFile = folder + "/import_bench_spilled.ovcf";
     // IMPORT_BENCH_LAS_ONLY=1 measures only `ovcf build` of the LAS file (100 M and 300 M points).
     const bool lasOnly = std::getenv("IMPORT_BENCH_LAS_ONLY") != nullptr;
-    const RunResult inMemory = lasOnly ? RunResult{} : buildFromMemory(cloud, memoryFile, 0, folder);
-    if (!lasOnly) printRun("memory cloud, default budget", inMemory, points, true);
-    const RunResult spilled = lasOnly ? RunResult{} : buildFromMemory(cloud, spilledFile, smallBudget, folder);
+    // IMPORT_BENCH_THREADS sets the thread count compared with one thread (default: the cores).
+    const char* threadsText = std::getenv("IMPORT_BENCH_THREADS");
+    const unsigned cores = threadsText ? static_cast<unsigned>(std::strtoul(threadsText, nullptr, 10))
+                                       : std::max(1u, std::thread::hardware_concurrency());
+    const std::string coresName = std::to_string(cores) + (cores == 1 ? " thread" : " threads");
+    const RunResult oneThread = lasOnly ? RunResult{} : buildFromMemory(cloud, memoryFile, 0, folder, 1);
+    if (!lasOnly) printRun("memory cloud, default budget, 1 thread", oneThread, points, true);
+    const RunResult inMemory = lasOnly ? RunResult{} : buildFromMemory(cloud, memoryFile, 0, folder, cores);
+    if (!lasOnly) {
+        printRun(("memory cloud, default budget, " + coresName).c_str(), inMemory, points, true);
+        printScaling(oneThread, inMemory, cores);
+    }
+    const RunResult spilled = lasOnly ? RunResult{} : buildFromMemory(cloud, spilledFile, smallBudget, folder, cores);
     if (!lasOnly) {
         std::printf("%-38s budget %llu MiB\n", "", static_cast<unsigned long long>(smallBudget >> 20));
         printRun("memory cloud, small budget (spilling)", spilled, points, true);
@@ -328,10 +360,17 @@ int main(int argc, char** argv) {
     // (the child runs in it until exec): free the cloud and reset that peak first.
     cloud = Cloud{};
     resetPeakResident();
-    const RunResult toolDefault = runTool(tool, {"build", las, "-o", folder + "/import_bench_las.ovcf", "--temp-dir", folder});
-    printRun("ovcf build, default budget", toolDefault, points, false);
+    const std::string lasCache = folder + "/import_bench_las.ovcf";
+    const RunResult toolOne = runTool(tool, {"build", las, "-o", lasCache, "--temp-dir", folder, "--threads", "1"});
+    printRun("ovcf build, default budget, 1 thread", toolOne, points, false);
+    std::filesystem::remove(lasCache);  // replacing a file costs its deletion
+    const RunResult toolDefault =
+        runTool(tool, {"build", las, "-o", lasCache, "--temp-dir", folder, "--threads", std::to_string(cores)});
+    printRun(("ovcf build, default budget, " + coresName).c_str(), toolDefault, points, false);
+    printScaling(toolOne, toolDefault, cores);
     const RunResult toolSmall = runTool(tool, {"build", las, "-o", folder + "/import_bench_las_small.ovcf", "--temp-dir",
-                                               folder, "--ram-mb", std::to_string(smallBudget >> 20)});
+                                               folder, "--ram-mb", std::to_string(smallBudget >> 20), "--threads",
+                                               std::to_string(cores)});
     printRun("ovcf build, small budget (spilling)", toolSmall, points, false);
     if (toolDefault.ok && toolSmall.ok)
         std::printf("spilled / in memory: %.2f x the time\n", toolSmall.seconds / toolDefault.seconds);

@@ -222,7 +222,9 @@ PC_API int PC_CALL PC_CheckCache(const char* cachePath, int64_t pointCount, uint
 /* Computes the content signature the given points would have in that cache; status. */
 PC_API int PC_CALL PC_ComputeSignature(const char* cachePath, const double* xyz, const uint32_t* colors,
                                        int64_t pointCount, uint64_t* outSignature);
-/* Builds the cache file from the host's points (xyz: 3 doubles a point; colors may be null). */
+/* Builds the cache file from the host's points (xyz: 3 doubles a point; colors may be null), on
+ * every core of the machine; the file is the same bytes (but for its creation time in the
+ * metadata) whatever the number of cores. The progress callback is called on the calling thread. */
 PC_API int PC_CALL PC_BuildCacheFromMemory(const char* cachePath, const double* xyz, const uint32_t* colors,
                                            int64_t pointCount, double step, PcProgressCallback progress,
                                            void* userData);
