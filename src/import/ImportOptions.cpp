@@ -69,7 +69,7 @@ double effectiveReadingShare(const ImportOptions& options) {
     return share > 0.0 && share < 1.0 ? share : 0.5;
 }
 
-std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget) { return std::max<std::uint64_t>(ramBudget / 80, 1024); }
+std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget) { return std::max<std::uint64_t>(ramBudget / 144, 1024); }
 
 std::uint64_t bucketPoolPoints(const ImportOptions& options) {
     const std::uint64_t budget = options.ramBudget;

@@ -60,8 +60,9 @@ std::uint64_t nodeQueueBytes(const ImportOptions& options);
 // The reading share as used: values outside the open interval (0, 1) count as 0.5.
 double effectiveReadingShare(const ImportOptions& options);
 
-// Points a single bucket may keep in memory: budget / 80, at least 1024. Splitting such a bucket
-// in memory takes a second array of its points and a byte a point, a quarter of the budget.
+// Points a single bucket may keep in memory: budget / 144 (a node's eight children of 18-byte
+// points fit together), at least 1024. Splitting such a bucket in memory takes a second array of
+// its points and a byte a point.
 std::uint64_t bucketRamLimitPoints(std::uint64_t ramBudget);
 
 // Points all buckets may keep in memory together: the budget less what that split takes, the

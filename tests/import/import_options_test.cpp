@@ -53,9 +53,9 @@ TEST(ImportOptionsTest, RefusalsComeInOrder) {
 }
 
 TEST(ImportOptionsTest, BucketLimitIsABudgetShareOfAtLeast1024Points) {
-    EXPECT_EQ(bucketRamLimitPoints(1048576), 13107u);  // 1 MiB / 80
-    EXPECT_EQ(bucketRamLimitPoints(50000), 1024u);
-    EXPECT_EQ(bucketRamLimitPoints(std::uint64_t{1} << 30), 13421772u);
+    EXPECT_EQ(bucketRamLimitPoints(1048576), 7281u);  // 1 MiB / 144
+    EXPECT_EQ(bucketRamLimitPoints(147455), 1024u);
+    EXPECT_EQ(bucketRamLimitPoints(std::uint64_t{1} << 30), 7456540u);
     // The buckets together, and the split in memory of the largest, stay within the budget.
     for (std::uint64_t budget : {std::uint64_t{16} << 20, std::uint64_t{1} << 30, std::uint64_t{8} << 30}) {
         ImportOptions options;
