@@ -3,8 +3,9 @@
 //      (pointwise, the shared pdal_autzen_trim.laz) and point format 7 (layered, our own export
 //      of the generated cloud): every field, and only the fields a cache keeps (the layers of
 //      the others skipped), as `ovcf build` decodes;
-//   2. `ovcf build` of the generated cloud from LAZ and from LAS;
-//   3. `ovcf export` of its cache to LAZ and to LAS.
+//   2. `ovcf build` of the generated cloud from LAZ and from LAS, on one thread and on all;
+//   3. `ovcf export` of its cache to LAZ (on one thread and on all) and to LAS;
+// each pair read as a part on one thread and a part divided among all, predicting 8 and 16 cores.
 // The generated cloud is written with our LAS writer from a cache built from memory.
 //
 // usage: laz_bench [POINTS] [FOLDER]   (20 million points by default; 0: only the shared sample)
@@ -16,6 +17,7 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "BenchSupport.h"
@@ -89,9 +91,22 @@ void decodeOnly(const std::string& path, const char* label) {
     }
 }
 
-void build(const std::string& input, const std::string& output, const char* label) {
+// One run of two thread counts, read as a part on one thread (S) and a part divided among all
+// (P): one = S + P, all = S + P / threads; with what that predicts for 8 and 16 cores.
+void printScaling(const char* what, double one, double all, unsigned threads) {
+    if (threads < 2 || all <= 0.0) return;
+    const double parallel = std::max(0.0, (one - all) * threads / (threads - 1.0));
+    const double serial = std::max(0.0, one - parallel);
+    std::printf("%-31s %.2f x on %u threads; on one thread %.2f s, divided among all %.2f s: 8 cores %.2f s, "
+                "16 cores %.2f s\n",
+                what, one / all, threads, serial, parallel, serial + parallel / 8, serial + parallel / 16);
+}
+
+// Returns the wall time.
+double build(const std::string& input, const std::string& output, const char* label, unsigned threads) {
     std::string error;
-    auto source = openPointFile(input, 0.0, error);
+    std::filesystem::remove(output);
+    auto source = openPointFile(input, 0.0, error, threads);
     if (!source) {
         std::fprintf(stderr, "%s\n", error.c_str());
         std::exit(1);
@@ -99,6 +114,7 @@ void build(const std::string& input, const std::string& output, const char* labe
     ImportOptions options;
     options.pointFormat = source->fullPointFormat();
     options.temporaryParent = std::filesystem::path(output).parent_path().string();
+    options.threads = threads;
     ImportStats stats;
     bench::resetPeakResident();
     const auto start = Clock::now();
@@ -109,28 +125,32 @@ void build(const std::string& input, const std::string& output, const char* labe
     }
     const double seconds = secondsSince(start);
     const double cpu = bench::processorSeconds() - cpuStart;
-    std::printf("ovcf build from %-16s %6.2f M points/s (%.1f s; %.1f processor s, %.2f M/s per processor second), "
-                "peak %.0f MiB, load %.2f\n",
-                label, stats.pointsRead / seconds / 1e6, seconds, cpu, stats.pointsRead / cpu / 1e6,
-                bench::statusMiB("VmHWM:"), bench::loadAverage());
+    std::printf("ovcf build from %-4s %u thread%s %6.2f M points/s (%.1f s; %.1f processor s, %.2f M/s per processor "
+                "second), peak %.0f MiB, load %.2f\n",
+                label, threads, threads == 1 ? " " : "s", stats.pointsRead / seconds / 1e6, seconds, cpu,
+                stats.pointsRead / cpu / 1e6, bench::statusMiB("VmHWM:"), bench::loadAverage());
+    return seconds;
 }
 
-void exportTo(const std::string& cache, const std::string& output, const char* label) {
+// Returns the wall time.
+double exportTo(const std::string& cache, const std::string& output, const char* label, unsigned threads) {
     ExportStats stats;
     std::string error;
     bench::resetPeakResident();
     const auto start = Clock::now();
     const double cpuStart = bench::processorSeconds();
-    if (!exportPoints(cache, output, true, stats, error)) {
+    std::filesystem::remove(output);
+    if (!exportPoints(cache, output, true, stats, error, nullptr, nullptr, threads)) {
         std::fprintf(stderr, "%s\n", error.c_str());
         std::exit(1);
     }
     const double seconds = secondsSince(start);
     const double cpu = bench::processorSeconds() - cpuStart;
-    std::printf("ovcf export to %-17s %6.2f M points/s (%.1f s; %.1f processor s), %.0f MiB file, peak %.0f MiB, "
-                "load %.2f\n",
-                label, stats.written / seconds / 1e6, seconds, cpu, std::filesystem::file_size(output) / 1048576.0,
-                bench::statusMiB("VmHWM:"), bench::loadAverage());
+    std::printf("ovcf export to %-4s %u thread%s %6.2f M points/s (%.1f s; %.1f processor s), %.0f MiB file, "
+                "peak %.0f MiB, load %.2f\n",
+                label, threads, threads == 1 ? " " : "s", stats.written / seconds / 1e6, seconds, cpu,
+                std::filesystem::file_size(output) / 1048576.0, bench::statusMiB("VmHWM:"), bench::loadAverage());
+    return seconds;
 }
 
 }  // namespace
@@ -151,14 +171,20 @@ int main(int argc, char** argv) {
     }
     const std::string cache = (folder / "cloud.ovcf").string();
     generateCache(points, cache);
-    exportTo(cache, (folder / "cloud.las").string(), "LAS");
-    exportTo(cache, (folder / "cloud.laz").string(), "LAZ");
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    exportTo(cache, (folder / "cloud.las").string(), "LAS", cores);
+    const double lazOne = exportTo(cache, (folder / "cloud.laz").string(), "LAZ", 1);
+    printScaling("ovcf export to LAZ", lazOne, exportTo(cache, (folder / "cloud.laz").string(), "LAZ", cores), cores);
 
     decodeOnly(std::string(ORVANE_SHARED_DATA) + "/pdal_autzen_trim.laz", "format 3 (autzen, pointwise)");
     decodeOnly((folder / "cloud.laz").string(), "format 7 (our export)");
 
-    build((folder / "cloud.las").string(), (folder / "from_las.ovcf").string(), "LAS");
-    build((folder / "cloud.laz").string(), (folder / "from_laz.ovcf").string(), "LAZ");
+    const double lasOne = build((folder / "cloud.las").string(), (folder / "from_las.ovcf").string(), "LAS", 1);
+    printScaling("ovcf build from LAS", lasOne,
+                 build((folder / "cloud.las").string(), (folder / "from_las.ovcf").string(), "LAS", cores), cores);
+    const double lazBuildOne = build((folder / "cloud.laz").string(), (folder / "from_laz.ovcf").string(), "LAZ", 1);
+    printScaling("ovcf build from LAZ", lazBuildOne,
+                 build((folder / "cloud.laz").string(), (folder / "from_laz.ovcf").string(), "LAZ", cores), cores);
     std::filesystem::remove_all(folder);
     return 0;
 }
