@@ -27,7 +27,7 @@ run_ctest() {  # name, build dir, extra ctest args...
   local name=$1 dir=$2
   shift 2
   local log="$dir/ctest.log" status=0
-  echo "== $name: ctest"
+  echo "== $name: ctest (at ${SECONDS} s)"
   ctest --test-dir "$dir" --output-on-failure "$@" 2>&1 | tee "$log" || status=$?
   local line
   line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -n 1 || true)
@@ -53,7 +53,7 @@ run_ctest native build/native
 run_step() {  # name, command...
   local name=$1
   shift
-  echo "== $name"
+  echo "== $name (at ${SECONDS} s)"
   if "$@"; then
     passed=$((passed + 1)); summary+=("$name: passed")
   else
@@ -123,5 +123,6 @@ fi
 
 echo
 printf '%s\n' "${summary[@]}"
+echo "time: ${SECONDS} s"
 echo "tests: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]
