@@ -56,7 +56,10 @@ void WorkerPool::runParts(std::unique_lock<std::mutex>& lock) {
             failure = std::current_exception();
         }
         lock.lock();
-        if (failure && !loop_.failure) loop_.failure = failure;
+        if (failure && !loop_.failure) {
+            loop_.failure = failure;
+            loop_.next = loop_.parts;  // the parts not begun yet are skipped
+        }
         if (--loop_.running == 0 && loop_.next >= loop_.parts) loopDone_.notify_all();
     }
 }

@@ -28,7 +28,8 @@ public:
     // Calls work(part) once for every part below `parts`, on the workers and on the calling
     // thread, and returns when every call has. Parts are handed out one by one, so a worker busy
     // with a background task leaves its share to the others. The first exception a part throws
-    // is thrown again here, after all parts have ended. Not called from inside a part or task.
+    // is thrown again here, once the parts begun have ended; those not begun yet are skipped.
+    // Not called from inside a part or task.
     void forEach(unsigned parts, const std::function<void(unsigned)>& work);
 
     // Queues a task for a worker (run at once on a pool without workers). Tasks must not throw.
