@@ -166,8 +166,8 @@ bool OvcfWriter::appendNodeBlock(const NodeKey& key, const EncodedNode& block, s
     deepestLevel_ = std::max(deepestLevel_, key.level);
 
     if (logLevelThreshold() <= LogTrace)
-        logLine(LogTrace, "nodo %s: %u punti, %zu -> %zu byte", nodeName(key).c_str(), block.pointCount, block.rawSize,
-                block.storedSize);
+        logLine(LogTrace, "nodo %s: %zu punti, %zu -> %zu byte", nodeName(key).c_str(),
+                static_cast<std::size_t>(block.pointCount), block.rawSize, block.storedSize);
     return true;
 }
 
