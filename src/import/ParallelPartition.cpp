@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "import/NodePartition.h"
 
@@ -45,8 +46,11 @@ void partitionInParallel(WorkerPool& pool, unsigned stretches, const NodeGrid& g
         std::vector<std::size_t>& displaced = scratch.displaced[s];
         displaced.clear();
         const std::size_t first = begin(s), end = begin(s + 1), middle = first + (end - first) / 2;
+        // The kept points are found with memchr, which looks at many bytes at a time.
         for (std::size_t i = first; i < end; ++i) {
-            if (destination[i] != kKeptGroup) continue;
+            const void* found = std::memchr(destination + i, kKeptGroup, end - i);
+            if (!found) break;
+            i = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - destination);
             std::uint32_t cell, octant;
             grid.locate(source[i], cell, octant);
             for (unsigned e = 0; e < s; ++e) {
