@@ -16,7 +16,7 @@
 namespace ovcf {
 
 // Fewest points a stretch gets: below this, handing the work out costs more than it saves.
-constexpr std::size_t kPartitionStretchPoints = 32768;
+constexpr std::size_t kPartitionStretchPoints = 16384;
 
 // What the stretches keep from node to node: a clear bitmap each and room for the points whose
 // cell an earlier stretch had taken.
