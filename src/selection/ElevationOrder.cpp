@@ -75,12 +75,12 @@ std::uint32_t quantum(double q) {
 }  // namespace
 
 ElevationOrder::ElevationOrder(const FileHeader& header, const std::vector<std::uint64_t>& chunkPoints)
-    : zBase_(header.rootOrigin[2]),
-      shift_(header.rootExponent > kSliceBits ? header.rootExponent - kSliceBits : 0),
-      stores_(chunkPoints.size()),
+    : stores_(chunkPoints.size()),
       stagings_(chunkPoints.size()),
       lists_(chunkPoints.size() * kBuckets) {
     for (std::size_t chunk = 0; chunk < stores_.size(); ++chunk) stores_[chunk].expected = chunkPoints[chunk];
+    slicing_.zBase = header.rootOrigin[2];
+    slicing_.shift = header.rootExponent > kSliceBits ? header.rootExponent - kSliceBits : 0;
     // The buckets share the slices of the header's box; points outside it (a box that is wrong)
     // go to the end buckets, which costs time only.
     std::uint32_t low = 0, high = kSlices - 1;
@@ -90,8 +90,8 @@ ElevationOrder::ElevationOrder(const FileHeader& header, const std::vector<std::
         low = slice(quantum(std::floor(qLow)));
         high = slice(quantum(std::ceil(qHigh)));
     }
-    while ((high >> bucketShift_) - (low >> bucketShift_) >= kBuckets) ++bucketShift_;
-    lowBucket_ = low >> bucketShift_;
+    while ((high >> slicing_.bucketShift) - (low >> slicing_.bucketShift) >= kBuckets) ++slicing_.bucketShift;
+    slicing_.lowBucket = low >> slicing_.bucketShift;
 }
 
 ElevationOrder::~ElevationOrder() {
@@ -172,9 +172,9 @@ bool ElevationOrder::sortBucket(std::size_t bucket, Scratch& scratch) const {
             high = std::max(high, s);
         });
     } else {
-        const std::uint64_t first = std::uint64_t(lowBucket_ + bucket) << bucketShift_;
+        const std::uint64_t first = std::uint64_t(slicing_.lowBucket + bucket) << slicing_.bucketShift;
         low = static_cast<std::uint32_t>(std::min<std::uint64_t>(first, kSlices - 1));
-        high = static_cast<std::uint32_t>(std::min<std::uint64_t>(first + (std::uint64_t{1} << bucketShift_) - 1, kSlices - 1));
+        high = static_cast<std::uint32_t>(std::min<std::uint64_t>(first + (std::uint64_t{1} << slicing_.bucketShift) - 1, kSlices - 1));
     }
     scratch.high = high;
     scratch.next.assign(high - low + 1, 0);
@@ -198,7 +198,7 @@ bool ElevationOrder::sortBucket(std::size_t bucket, Scratch& scratch) const {
 
 void ElevationOrder::sortThickSlices(std::size_t bucket, const HostPointBuffers& out, std::uint64_t written,
                                      Scratch& scratch) const {
-    if (shift_ == 0) return;  // a slice one quantum high is in order already
+    if (slicing_.shift == 0) return;  // a slice one quantum high is in order already
     std::uint64_t begin = bucketStarts_[bucket];
     for (const std::uint64_t next : scratch.next) {  // where each slice ends within the bucket, now it is sorted
         const std::uint64_t sliceEnd = bucketStarts_[bucket] + next;

@@ -41,18 +41,8 @@ public:
     // Reading: the points of `chunk` in file order, from the one worker reading that chunk,
     // which calls endChunk once they are all kept. A bucket's points gather in a cache line
     // of the chunk's own and go to its blocks a whole line at a time, past the cache.
-    void keep(std::size_t chunk, const KeptPoint& p) {
-        Staging& staging = stagings_[chunk];
-        const std::uint32_t b = bucket(slice(p.z));
-        const std::uint8_t n = staging.filled[b];
-        staging.lines[b].points[n] = p;
-        if (n + 1u < kLinePoints) {
-            staging.filled[b] = static_cast<std::uint8_t>(n + 1);
-            return;
-        }
-        staging.filled[b] = 0;
-        flushLine(chunk, b);
-    }
+    class Keeper;
+    Keeper keeper(std::size_t chunk) { return Keeper(*this, chunk); }
     void endChunk(std::size_t chunk);
 
     // Between reading and writing: where each bucket begins. Returns the points kept.
@@ -119,15 +109,20 @@ private:
         KeptPoint* freeEnd = nullptr;
     };
 
-    std::uint32_t slice(std::uint32_t z) const {
-        const std::uint64_t s = z >= zBase_ ? std::uint64_t(z - zBase_) >> shift_ : 0;
-        return static_cast<std::uint32_t>(std::min<std::uint64_t>(s, kSlices - 1));
-    }
-    // Whole slices to a bucket, in the same order.
-    std::uint32_t bucket(std::uint32_t slice) const {
-        const std::uint32_t b = slice >> bucketShift_;
-        return b <= lowBucket_ ? 0 : std::min(b - lowBucket_, kBuckets - 1);
-    }
+    // Height to slice, and whole slices to a bucket in the same order.
+    struct Slicing {
+        std::uint32_t zBase = 0, shift = 0, bucketShift = 0, lowBucket = 0;
+        std::uint32_t slice(std::uint32_t z) const {
+            const std::uint64_t s = z >= zBase ? std::uint64_t(z - zBase) >> shift : 0;
+            return static_cast<std::uint32_t>(std::min<std::uint64_t>(s, kSlices - 1));
+        }
+        std::uint32_t bucket(std::uint32_t slice) const {
+            const std::uint32_t b = slice >> bucketShift;
+            return b <= lowBucket ? 0 : std::min(b - lowBucket, kBuckets - 1);
+        }
+    };
+    std::uint32_t slice(std::uint32_t z) const { return slicing_.slice(z); }
+
     void grow(std::size_t chunk, List& list);
     void flushLine(std::size_t chunk, std::uint32_t bucket);
     template <class Visit>
@@ -143,13 +138,42 @@ private:
     bool sortBucket(std::size_t bucket, Scratch& scratch) const;
     void sortThickSlices(std::size_t bucket, const HostPointBuffers& out, std::uint64_t written, Scratch& scratch) const;
 
-    std::uint32_t zBase_ = 0, shift_ = 0;
-    std::uint32_t bucketShift_ = 0, lowBucket_ = 0;
+    Slicing slicing_;
     std::vector<Store> stores_;                  // per chunk
     std::vector<Staging> stagings_;              // per chunk
     std::vector<List> lists_;                    // per chunk and bucket
     std::vector<std::uint64_t> bucketStarts_;    // per bucket
     std::uint64_t total_ = 0;
+
+public:
+    class Keeper {
+    public:
+        void keep(const KeptPoint& p) {
+            const std::uint32_t b = slicing_.bucket(slicing_.slice(p.z));
+            const std::uint8_t n = filled_[b];
+            lines_[b].points[n] = p;
+            if (n + 1u < kLinePoints) {
+                filled_[b] = static_cast<std::uint8_t>(n + 1);
+                return;
+            }
+            filled_[b] = 0;
+            order_.flushLine(chunk_, b);
+        }
+
+    private:
+        friend class ElevationOrder;
+        Keeper(ElevationOrder& order, std::size_t chunk)
+            : order_(order),
+              slicing_(order.slicing_),
+              chunk_(chunk),
+              lines_(order.stagings_[chunk].lines.get()),
+              filled_(order.stagings_[chunk].filled) {}
+        ElevationOrder& order_;
+        const Slicing slicing_;  // a copy, kept in registers
+        std::size_t chunk_;
+        Line* lines_;
+        std::uint8_t* filled_;
+    };
 };
 
 }  // namespace ovcf

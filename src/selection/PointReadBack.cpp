@@ -199,9 +199,10 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
     ElevationOrder order(run.header(), chunkPoints);
     const bool read = run.readers().forEachPiece(chunks, [&](unsigned worker, std::size_t chunk, std::string& failure) {
         const Writer own = writer;
+        ElevationOrder::Keeper keeper = order.keeper(chunk);
         const bool read = run.readNodes(worker, runs[chunk], runs[chunk + 1], scratch[worker], failure,
                                         [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
-                                            order.keep(chunk, kept(p, own.show(g, deletions, p)));
+                                            keeper.keep(kept(p, own.show(g, deletions, p)));
                                             return true;
                                         });
         order.endChunk(chunk);
