@@ -1,15 +1,20 @@
 #include "selection/ElevationOrder.h"
 
 #include <algorithm>
+#include <cmath>
+#include <new>
+
+#include "platform/LargeBlock.h"
 
 #include "selection/PointReadBack.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#define OVCF_STREAM_LINES 1
+#endif
+
 namespace ovcf {
 namespace {
-
-// Points in thick slices add up to groups of about this many, so that the groups spread evenly
-// over the workers.
-constexpr std::uint64_t kGroupPoints = std::uint64_t{1} << 14;
 
 struct Held {
     double xyz[3];
@@ -62,68 +67,144 @@ void sortRange(const HostPointBuffers& out, std::uint64_t begin, std::uint64_t e
     }
 }
 
+// A quantised coordinate, held within the 32 bits of one.
+std::uint32_t quantum(double q) {
+    return q <= 0 ? 0u : q >= 4294967295.0 ? 4294967295u : static_cast<std::uint32_t>(q);
+}
+
 }  // namespace
 
-ElevationOrder::ElevationOrder(const FileHeader& header, unsigned workers, std::size_t chunks)
-    : zBase_(header.rootOrigin[2]),
-      shift_(header.rootExponent > kSliceBits ? header.rootExponent - kSliceBits : 0),
-      counts_(workers, std::vector<std::uint32_t>(kSlices, 0)),
-      spans_(workers),
-      chunks_(chunks) {}
-
-void ElevationOrder::endChunk(unsigned worker, std::size_t chunk) {
-    Span& span = spans_[worker];
-    ChunkSlices& c = chunks_[chunk];
-    c.next.clear();
-    if (span.low <= span.high) {
-        std::uint32_t* counts = counts_[worker].data();
-        c.low = span.low;
-        c.next.assign(counts + span.low, counts + span.high + 1);
-        std::fill(counts + span.low, counts + span.high + 1, 0u);
+ElevationOrder::ElevationOrder(const FileHeader& header, const std::vector<std::uint64_t>& chunkPoints)
+    : stores_(chunkPoints.size()),
+      stagings_(chunkPoints.size()),
+      lists_(chunkPoints.size() * kBuckets) {
+    for (std::size_t chunk = 0; chunk < stores_.size(); ++chunk) stores_[chunk].expected = chunkPoints[chunk];
+    slicing_.zBase = header.rootOrigin[2];
+    slicing_.shift = header.rootExponent > kSliceBits ? header.rootExponent - kSliceBits : 0;
+    // The buckets share the slices of the header's box; points outside it (a box that is wrong)
+    // go to the end buckets, which costs time only.
+    std::uint32_t low = 0, high = kSlices - 1;
+    const double step = header.step[2], offset = header.offset[2];
+    const double qLow = (header.boundsMin[2] - offset) / step, qHigh = (header.boundsMax[2] - offset) / step;
+    if (step > 0 && std::isfinite(qLow) && std::isfinite(qHigh) && qLow <= qHigh) {
+        low = slice(quantum(std::floor(qLow)));
+        high = slice(quantum(std::ceil(qHigh)));
     }
-    span = Span{};
+    while ((high >> slicing_.bucketShift) - (low >> slicing_.bucketShift) >= kBuckets) ++slicing_.bucketShift;
+    slicing_.lowBucket = low >> slicing_.bucketShift;
+}
+
+ElevationOrder::~ElevationOrder() {
+    for (const Store& store : stores_)
+        for (const Slab& slab : store.slabs) freeLargeBlock(slab.points, slab.count * sizeof(KeptPoint));
+}
+
+void ElevationOrder::grow(std::size_t chunk, List& list) {
+    Store& store = stores_[chunk];
+    if (store.free == store.freeEnd) {
+        // The first slab holds the chunk's points as expected and a block begun in every
+        // bucket; a chunk that brings more gets more.
+        const std::uint64_t blocks = (store.slabs.empty() ? (store.expected + kBlock - 1) / kBlock : 0) + kBuckets;
+        const std::size_t count = static_cast<std::size_t>(blocks * kBlock);
+        void* memory = allocateLargeBlock(count * sizeof(KeptPoint));
+        if (!memory) throw std::bad_alloc();
+        store.slabs.push_back({static_cast<KeptPoint*>(memory), count});
+        store.free = store.slabs.back().points;
+        store.freeEnd = store.free + count;
+    }
+    list.blocks.push_back(store.free);
+    list.at = store.free;
+    list.end = store.free + kBlock;
+    store.free += kBlock;
+}
+
+void ElevationOrder::flushLine(std::size_t chunk, std::uint32_t b) {
+    List& list = lists_[chunk * kBuckets + b];
+    if (list.at == list.end) grow(chunk, list);
+    const Line& line = stagings_[chunk].lines[b];
+#if OVCF_STREAM_LINES
+    // Blocks are read again only once every node is read: no reason to fetch their lines first.
+    const __m128i* from = reinterpret_cast<const __m128i*>(line.points);
+    __m128i* to = reinterpret_cast<__m128i*>(list.at);
+    for (std::size_t i = 0; i < sizeof(Line) / sizeof(__m128i); ++i) _mm_stream_si128(to + i, _mm_load_si128(from + i));
+#else
+    std::copy(line.points, line.points + kLinePoints, list.at);
+#endif
+    list.at += kLinePoints;
+}
+
+void ElevationOrder::endChunk(std::size_t chunk) {
+    Staging& staging = stagings_[chunk];
+    for (std::uint32_t b = 0; b < kBuckets; ++b) {
+        List& list = lists_[chunk * kBuckets + b];
+        for (std::uint8_t i = 0; i < staging.filled[b]; ++i) {
+            if (list.at == list.end) grow(chunk, list);
+            *list.at++ = staging.lines[b].points[i];
+        }
+        staging.filled[b] = 0;
+    }
+#if OVCF_STREAM_LINES
+    _mm_sfence();  // the streamed lines are seen by whichever thread places the buckets
+#endif
 }
 
 std::uint64_t ElevationOrder::startPlacing() {
-    std::uint32_t low = kSlices, high = 0;
-    for (const ChunkSlices& c : chunks_)
-        if (!c.next.empty()) {
-            low = std::min(low, c.low);
-            high = std::max<std::uint32_t>(high, c.low + static_cast<std::uint32_t>(c.next.size()) - 1);
-        }
-    const bool thick = shift_ > 0;
-    if (thick) ends_.assign(kSlices, 0);
-    std::uint64_t next = 0, groupPoints = 0;
-    for (std::uint32_t s = kSlices; low <= high && s-- > low;) {
-        if (s > high) continue;
-        const std::uint64_t begin = next;
-        for (ChunkSlices& c : chunks_) {
-            if (s < c.low || s - c.low >= c.next.size()) continue;
-            const std::uint64_t n = c.next[s - c.low];
-            c.next[s - c.low] = next;
-            next += n;
-        }
-        if (!thick) continue;
-        ends_[s] = next;
-        // A group starts at the highest slice, and again once the one before holds enough.
-        if (groups_.empty() || groupPoints >= kGroupPoints) {
-            groups_.push_back(s);
-            groupPoints = 0;
-        }
-        groupPoints += next - begin;
+    bucketStarts_.assign(kBuckets, 0);
+    std::uint64_t next = 0;
+    for (std::uint32_t b = kBuckets; b-- > 0;) {
+        bucketStarts_[b] = next;
+        for (std::size_t chunk = 0; chunk < stores_.size(); ++chunk) next += lists_[chunk * kBuckets + b].size();
     }
+    total_ = next;
     return next;
 }
 
-void ElevationOrder::sortGroup(std::size_t group, const HostPointBuffers& out, std::uint64_t written) const {
-    const std::uint32_t top = groups_[group];
-    const std::uint32_t bottom = group + 1 < groups_.size() ? groups_[group + 1] + 1 : 0;
-    std::vector<std::uint32_t> order;
-    std::vector<bool> done;
-    for (std::uint32_t s = top + 1; s-- > bottom;) {
-        const std::uint64_t begin = s + 1 < kSlices ? ends_[s + 1] : 0;
-        const std::uint64_t end = std::min(ends_[s], written);
-        if (end > begin + 1) sortRange(out, begin, end, order, done);
+bool ElevationOrder::sortBucket(std::size_t bucket, Scratch& scratch) const {
+    const std::uint64_t begin = bucketStarts_[bucket];
+    const std::uint64_t size = (bucket > 0 ? bucketStarts_[bucket - 1] : total_) - begin;
+    if (size == 0) return false;
+    std::uint32_t low = kSlices, high = 0;
+    if (bucket == 0 || bucket == kBuckets - 1) {
+        // The end buckets also hold whatever lies outside the box.
+        forEachKept(bucket, [&](const KeptPoint& p) {
+            const std::uint32_t s = slice(p.z);
+            low = std::min(low, s);
+            high = std::max(high, s);
+        });
+    } else {
+        const std::uint64_t first = std::uint64_t(slicing_.lowBucket + bucket) << slicing_.bucketShift;
+        low = static_cast<std::uint32_t>(std::min<std::uint64_t>(first, kSlices - 1));
+        high = static_cast<std::uint32_t>(std::min<std::uint64_t>(first + (std::uint64_t{1} << slicing_.bucketShift) - 1, kSlices - 1));
+    }
+    scratch.high = high;
+    scratch.next.assign(high - low + 1, 0);
+    std::uint64_t* next = scratch.next.data();
+    forEachKept(bucket, [&](const KeptPoint& p) { ++next[high - slice(p.z)]; });
+    std::uint64_t at = 0;
+    for (std::uint64_t& n : scratch.next) {
+        const std::uint64_t count = n;
+        n = at;
+        at += count;
+    }
+    scratch.size = static_cast<std::size_t>(size);
+    if (scratch.room < scratch.size) {
+        scratch.sorted.reset(new KeptPoint[scratch.size]);  // left uninitialised, as it is all written
+        scratch.room = scratch.size;
+    }
+    KeptPoint* sorted = scratch.sorted.get();
+    forEachKept(bucket, [&](const KeptPoint& p) { sorted[next[high - slice(p.z)]++] = p; });
+    return true;
+}
+
+void ElevationOrder::sortThickSlices(std::size_t bucket, const HostPointBuffers& out, std::uint64_t written,
+                                     Scratch& scratch) const {
+    if (slicing_.shift == 0) return;  // a slice one quantum high is in order already
+    std::uint64_t begin = bucketStarts_[bucket];
+    for (const std::uint64_t next : scratch.next) {  // where each slice ends within the bucket, now it is sorted
+        const std::uint64_t sliceEnd = bucketStarts_[bucket] + next;
+        const std::uint64_t end = std::min(sliceEnd, written);
+        if (end > begin + 1) sortRange(out, begin, end, scratch.order, scratch.done);
+        begin = sliceEnd;
     }
 }
 

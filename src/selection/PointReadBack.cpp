@@ -44,13 +44,11 @@ public:
     ParallelReaders& readers() { return readers_; }
 
     // Runs of consecutive nodes holding about equal numbers of the points handed on, two per
-    // worker so that a worker held up by the machine's other work holds up no one, and each
-    // below 2^31 points (the sort counts a run's points in 32 bits). Returns the first node
-    // of each run and, last, the node count.
+    // worker so that a worker held up by the machine's other work holds up no one. Returns the
+    // first node of each run and, last, the node count.
     std::vector<std::uint32_t> runs() const {
         const std::uint64_t total = starts_.back();
-        const std::uint64_t pieces = std::max<std::uint64_t>(2 * readers_.count(), total >> 31);
-        const std::uint64_t target = std::min<std::uint64_t>(std::max<std::uint64_t>(total / pieces, 1), std::uint64_t{1} << 31);
+        const std::uint64_t target = std::max<std::uint64_t>(total / (2 * readers_.count()), 1);
         std::vector<std::uint32_t> bounds{0};
         for (std::uint32_t n = 0; n < nodeCount(); ++n)
             if (starts_[n + 1] - starts_[bounds.back()] > target && n > bounds.back()) bounds.push_back(n);
@@ -91,13 +89,76 @@ private:
     std::vector<std::uint64_t> starts_;
 };
 
-// Fills the host's buffers: every point handed on by `run` goes through write(at, global index,
-// node has deletions, point), at its place in file order or sorted by elevation; `tally` sums
-// what write returns. Each worker calls a copy of `write` of its own, so that the compiler may
-// keep what it holds in registers even across the byte stores of the flags. Returns the points
-// written, or -1.
-template <class Write>
-std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, std::string& error, const Write& write,
+// The header's quantisation, held by value.
+struct Scale {
+    explicit Scale(const FileHeader& h)
+        : step{h.step[0], h.step[1], h.step[2]}, offset{h.offset[0], h.offset[1], h.offset[2]} {}
+    template <class Point>
+    Vec3d world(const Point& p) const {
+        return {p.x * step[0] + offset[0], p.y * step[1] + offset[1], p.z * step[2] + offset[2]};
+    }
+    double step[3], offset[3];
+};
+
+KeptPoint kept(const PointRecord& p, std::uint32_t show) {
+    return {p.x, p.y, p.z, packedColour(p) | show << 24};
+}
+
+// The point's coordinates and colour at position `at` of the host's buffers.
+void putPoint(double* xyz, std::uint32_t* colors, std::int64_t at, const Vec3d& world, const KeptPoint& p) {
+    double* out = xyz + 3 * at;
+    out[0] = world.x;
+    out[1] = world.y;
+    out[2] = world.z;
+    if (colors) colors[at] = p.colour & 0xFFFFFF;
+}
+
+// What PC_ReadAllPoints writes: every point, and its show flag when there is a flag buffer.
+struct AllPointsWriter {
+    double* xyz;
+    std::uint32_t* colors;
+    std::uint8_t* flags;
+    Scale scale;
+    const SelectionRegion* region;
+    Vec3d origin;
+    const PointBitmap* deleted;
+
+    // 1 to show the point, 0 to hide it.
+    std::uint32_t show(std::uint64_t g, bool deletions, const PointRecord& p) const {
+        if (!flags) return 1;
+        if (deletions && g < deleted->pointCount() && deleted->test(g)) return 0;
+        return !region || region->contains(scale.world(p) - origin) ? 1 : 0;
+    }
+    // Returns 1 for a point hidden.
+    std::uint64_t put(std::int64_t at, const KeptPoint& p) const {
+        putPoint(xyz, colors, at, scale.world(p), p);
+        if (!flags) return 0;
+        const std::uint8_t flag = static_cast<std::uint8_t>(p.colour >> 24);
+        flags[at] = flag;
+        return flag ? 0 : 1;
+    }
+};
+
+// What PC_ReadSurvivingPoints writes: coordinates and colours.
+struct SurvivorWriter {
+    double* xyz;
+    std::uint32_t* colors;
+    Scale scale;
+
+    std::uint32_t show(std::uint64_t, bool, const PointRecord&) const { return 1; }
+    std::uint64_t put(std::int64_t at, const KeptPoint& p) const {
+        putPoint(xyz, colors, at, scale.world(p), p);
+        return 0;
+    }
+};
+
+// Fills the host's buffers: every point handed on by `run` goes through the writer's show(global
+// index, node has deletions, point) and then put(at, kept point), at its place in file order or
+// sorted by elevation; `tally` sums what put returns. Each worker calls a copy of `writer` of its
+// own, so that the compiler may keep what it holds in registers even across the byte stores of
+// the flags. Returns the points written, or -1.
+template <class Writer>
+std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, std::string& error, const Writer& writer,
                   std::uint64_t& tally) {
     const std::int64_t capacity = out.capacity;
     std::vector<std::vector<PointRecord>> scratch(run.readers().count());  // per worker, one node's points
@@ -114,11 +175,11 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
             std::vector<PointRecord>& points = scratch[worker];
             std::int64_t at = static_cast<std::int64_t>(run.startOf(static_cast<std::uint32_t>(node)));
             std::uint64_t mine = 0, sum = 0;
-            const Write own = write;
+            const Writer own = writer;
             const bool read = run.readNodes(worker, static_cast<std::uint32_t>(node), static_cast<std::uint32_t>(node) + 1, points,
                                             failure, [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
                                                 if (at >= capacity) return false;
-                                                sum += own(at++, g, deletions, p);
+                                                sum += own.put(at++, kept(p, own.show(g, deletions, p)));
                                                 ++mine;
                                                 return true;
                                             });
@@ -130,67 +191,37 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
         return ok ? static_cast<std::int64_t>(written.load()) : -1;
     }
 
+    // Sorted: every node read once into the order's buckets, then the buckets written out.
     const std::vector<std::uint32_t> runs = run.runs();
     const std::size_t chunks = runs.size() - 1;
-    ElevationOrder order(run.header(), run.readers().count(), chunks);
-    const auto eachChunk = [&](const auto& visit) {
-        return run.readers().forEachPiece(chunks, [&](unsigned worker, std::size_t chunk, std::string& failure) {
-            return visit(worker, chunk, scratch[worker], failure);
-        }, error);
-    };
-    const bool counted = eachChunk([&](unsigned worker, std::size_t chunk, std::vector<PointRecord>& points, std::string& failure) {
-        const bool read = run.readNodes(worker, runs[chunk], runs[chunk + 1], points, failure,
-                                        [&](std::uint32_t, std::uint64_t, bool, const PointRecord& p) {
-                                            order.count(worker, p);
-                                            return true;
-                                        });
-        order.endChunk(worker, chunk);
-        return read;
-    });
-    if (!counted) return -1;
-    const std::uint64_t total = order.startPlacing();
-    const bool placed = eachChunk([&](unsigned worker, std::size_t chunk, std::vector<PointRecord>& points, std::string& failure) {
-        std::uint64_t sum = 0;
-        const Write own = write;
-        const bool read = run.readNodes(worker, runs[chunk], runs[chunk + 1], points, failure,
+    std::vector<std::uint64_t> chunkPoints(chunks);
+    for (std::size_t chunk = 0; chunk < chunks; ++chunk) chunkPoints[chunk] = run.startOf(runs[chunk + 1]) - run.startOf(runs[chunk]);
+    ElevationOrder order(run.header(), chunkPoints);
+    const bool read = run.readers().forEachPiece(chunks, [&](unsigned worker, std::size_t chunk, std::string& failure) {
+        const Writer own = writer;
+        ElevationOrder::Keeper keeper = order.keeper(chunk);
+        const bool read = run.readNodes(worker, runs[chunk], runs[chunk + 1], scratch[worker], failure,
                                         [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
-                                            const std::uint64_t at = order.place(chunk, p);
-                                            if (at < static_cast<std::uint64_t>(capacity))
-                                                sum += own(static_cast<std::int64_t>(at), g, deletions, p);
+                                            keeper.keep(kept(p, own.show(g, deletions, p)));
                                             return true;
                                         });
-        sums[worker].n += sum;
+        order.endChunk(chunk);
         return read;
-    });
-    if (!placed) return -1;
-    addSums();
-    const std::uint64_t written = std::min<std::uint64_t>(total, static_cast<std::uint64_t>(capacity));
+    }, error);
+    if (!read) return -1;
+    const std::uint64_t written = std::min<std::uint64_t>(order.startPlacing(), static_cast<std::uint64_t>(capacity));
     std::atomic<std::size_t> next{0};
-    runOnThreads(std::min<unsigned>(run.readers().count(), static_cast<unsigned>(std::max<std::size_t>(order.sortGroups(), 1))),
-                 [&](unsigned) {
-                     for (std::size_t g = next.fetch_add(1); g < order.sortGroups(); g = next.fetch_add(1))
-                         order.sortGroup(g, out, written);
-                 });
+    runOnThreads(run.readers().count(), [&](unsigned worker) {
+        const Writer own = writer;
+        ElevationOrder::Scratch room;
+        std::uint64_t sum = 0;
+        for (std::size_t b = next.fetch_add(1); b < order.buckets(); b = next.fetch_add(1))
+            sum += order.place(order.buckets() - 1 - b, written, [&](std::int64_t at, const KeptPoint& p) { return own.put(at, p); },
+                               out, room);
+        sums[worker].n += sum;
+    });
+    addSums();
     return static_cast<std::int64_t>(written);
-}
-
-// The header's quantisation, held by value.
-struct Scale {
-    explicit Scale(const FileHeader& h)
-        : step{h.step[0], h.step[1], h.step[2]}, offset{h.offset[0], h.offset[1], h.offset[2]} {}
-    Vec3d world(const PointRecord& p) const {
-        return {p.x * step[0] + offset[0], p.y * step[1] + offset[1], p.z * step[2] + offset[2]};
-    }
-    double step[3], offset[3];
-};
-
-// The point's coordinates and colour at position `at` of the host's buffers.
-void put(double* xyz, std::uint32_t* colors, std::int64_t at, const Vec3d& world, const PointRecord& p) {
-    double* out = xyz + 3 * at;
-    out[0] = world.x;
-    out[1] = world.y;
-    out[2] = world.z;
-    if (colors) colors[at] = packedColour(p);
 }
 
 double millisecondsSince(std::chrono::steady_clock::time_point start) {
@@ -215,18 +246,8 @@ std::int64_t readAllPoints(const ReadBackSource& source, const HostPointBuffers&
     if (!run.open(error)) return -1;
     const bool sorted = sort && pointCount > 1;
     std::uint64_t hidden = 0;
-    const std::int64_t written = fill(run, out, sorted, error,
-                                      [xyz = out.xyz, colors = out.colors, flags = out.flags, scale = Scale(run.header()),
-                                       region = source.region, origin = source.origin, deleted = source.deleted](
-                                          std::int64_t at, std::uint64_t g, bool deletions, const PointRecord& p) -> std::uint64_t {
-        const Vec3d world = scale.world(p);
-        put(xyz, colors, at, world, p);
-        if (!flags) return 0;
-        bool show = !(deletions && g < deleted->pointCount() && deleted->test(g));
-        if (show && region) show = region->contains(world - origin);
-        flags[at] = show ? 1 : 0;
-        return show ? 0 : 1;
-    }, hidden);
+    const AllPointsWriter writer{out.xyz, out.colors, out.flags, Scale(run.header()), source.region, source.origin, source.deleted};
+    const std::int64_t written = fill(run, out, sorted, error, writer, hidden);
     if (written < 0) return -1;
     if (logLevelThreshold() <= LogInfo) {
         logLine(LogInfo, "punti restituiti a Orvane: %s, di cui %s da nascondere%s, in %.0f ms%s",
@@ -256,12 +277,7 @@ std::int64_t readSurvivingPoints(const ReadBackSource& source, const HostPointBu
     const bool sorted = sort && surviving > 1;
     const HostPointBuffers noFlags{out.xyz, out.colors, nullptr, out.capacity};
     std::uint64_t none = 0;
-    const std::int64_t written = fill(run, noFlags, sorted, error,
-                                      [xyz = out.xyz, colors = out.colors, scale = Scale(run.header())](
-                                          std::int64_t at, std::uint64_t, bool, const PointRecord& p) -> std::uint64_t {
-        put(xyz, colors, at, scale.world(p), p);
-        return 0;
-    }, none);
+    const std::int64_t written = fill(run, noFlags, sorted, error, SurvivorWriter{out.xyz, out.colors, Scale(run.header())}, none);
     if (written < 0) return -1;
     if (logLevelThreshold() <= LogInfo)
         logLine(LogInfo, "punti restituiti a Orvane: %s in %.0f ms%s", formatCount(static_cast<std::uint64_t>(written)).c_str(),

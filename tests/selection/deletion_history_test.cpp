@@ -346,5 +346,73 @@ TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
         }
 }
 
+TEST(ReadBackOrder, EqualHeightsKeepFileOrderWhateverTheBucketsAndThreads) {
+    // Slices one quantum high: the sorted order is exactly the file order stably sorted by z.
+    struct Case {
+        const char* name;
+        std::uint32_t (*z)(std::size_t i, std::mt19937& random);
+        double boxHeight;  // of the header's box, in metres
+    };
+    const Case cases[] = {
+        {"one height", [](std::size_t, std::mt19937&) { return 700u; }, 65.536},
+        {"three heights", [](std::size_t i, std::mt19937&) { return 700u + 9000u * std::uint32_t(i % 3); }, 65.536},
+        {"a box far below the points", [](std::size_t, std::mt19937& random) { return std::uint32_t(random() % 32768); }, 0.01},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        KnownCloud cloud;
+        cloud.params = knownParams(2, true);
+        cloud.params.boundsMax[2] = cloud.params.boundsMin[2] + c.boxHeight;
+        std::mt19937 random(3);
+        std::size_t i = 0;
+        for (const NodeKey key : {NodeKey{0, 0, 0, 0}, NodeKey{1, 0, 0, 0}, NodeKey{1, 1, 0, 0}, NodeKey{1, 0, 1, 0}, NodeKey{1, 1, 1, 0}}) {
+            const auto origin = nodeOrigin(cloud.params.rootOrigin, cloud.params.rootExponent, key);
+            const std::uint32_t side = std::uint32_t(nodeCubeSide(cloud.params.rootExponent, key.level));
+            std::vector<PointRecord> points(300);
+            for (PointRecord& p : points) {
+                p.x = origin[0] + random() % side;
+                p.y = origin[1] + random() % side;
+                p.z = cloud.params.rootOrigin[2] + c.z(i++, random);
+                p.red = std::uint8_t(i);
+            }
+            cloud.nodes.push_back({key, points});
+        }
+        TempDir dir("orvane_heights");
+        const std::string path = dir.file("heights.ovcf");
+        writeCloud(path, cloud);
+        OvcfReader reader;
+        std::string error;
+        ASSERT_TRUE(reader.open(path, error)) << error;
+        const std::uint64_t n = reader.header().pointCount;
+        DeletionHistory history;
+        history.open(path, describeNodes(reader.header(), reader.nodes(), {}), {}, n, 0);
+        PointBitmap selection;
+        selection.reset(n);
+        for (std::uint64_t g = 0; g < n; g += 11) selection.set(g);
+        bool changed = false;
+        history.deleteSelected(selection, changed);
+
+        for (const bool survivorsOnly : {false, true}) {
+            std::vector<double> xyz(3 * n);
+            std::vector<std::uint32_t> rgb(n);
+            std::vector<std::uint8_t> flags(n);
+            using Point = std::array<double, 5>;
+            const auto read = [&](unsigned threads, bool sort) {
+                const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}, threads};
+                const std::int64_t written =
+                    survivorsOnly ? readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, std::int64_t(n)}, sort, error)
+                                  : readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), std::int64_t(n)}, sort, error);
+                std::vector<Point> out;
+                for (std::int64_t k = 0; k < written; ++k)
+                    out.push_back({xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2], double(rgb[k]), survivorsOnly ? 0.0 : flags[k]});
+                return out;
+            };
+            std::vector<Point> expected = read(1, false);
+            std::stable_sort(expected.begin(), expected.end(), [](const Point& a, const Point& b) { return a[2] > b[2]; });
+            for (const unsigned threads : {1u, 3u}) EXPECT_TRUE(read(threads, true) == expected) << threads << " threads";
+        }
+    }
+}
+
 }  // namespace
 }  // namespace ovcf::test
