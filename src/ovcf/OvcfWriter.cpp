@@ -28,6 +28,8 @@ void forgetOldJournal(const std::string& target) {
 // billions of points need no map in memory at build time.
 constexpr std::uint64_t kZeroChunk = 1u << 20;
 
+constexpr std::uint64_t kWriteBackBytes = std::uint64_t{64} << 20;
+
 }  // namespace
 
 OvcfWriter::~OvcfWriter() {
@@ -71,6 +73,7 @@ bool OvcfWriter::open(const std::string& path, const OvcfWriterParams& params, s
         pointsWritten_ = 0;
         signature_ = 0;
         fileBytes_ = kHeaderSize;
+        writeBackFrom_ = kHeaderSize;
         storedBytes_ = 0;
         rawBytes_ = 0;
         deepestLevel_ = 0;
@@ -158,6 +161,11 @@ bool OvcfWriter::appendNodeBlock(const NodeKey& key, const EncodedNode& block, s
     records_.push_back(record);
     indexOfKey_.emplace(key, index);
 
+    // Blocks go out to the disk while the build goes on, rather than all at the final flush.
+    if (fileBytes_ + block.storedSize - writeBackFrom_ >= kWriteBackBytes) {
+        file_.startWriteBack(writeBackFrom_, fileBytes_ + block.storedSize - writeBackFrom_);
+        writeBackFrom_ = fileBytes_ + block.storedSize;
+    }
     pointsWritten_ += block.pointCount;
     signature_ += block.signature;
     fileBytes_ += block.storedSize;

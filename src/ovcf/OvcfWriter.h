@@ -80,6 +80,7 @@ private:
     std::uint64_t pointsWritten_ = 0;
     std::uint64_t signature_ = 0;
     std::uint64_t fileBytes_ = kHeaderSize;
+    std::uint64_t writeBackFrom_ = kHeaderSize;  // where the blocks not yet sent to the disk begin
     std::uint64_t storedBytes_ = 0;
     std::uint64_t rawBytes_ = 0;
     std::uint32_t deepestLevel_ = 0;

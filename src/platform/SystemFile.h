@@ -52,6 +52,10 @@ public:
     bool write(const void* data, std::size_t size);
     // Makes everything written so far reach stable storage (fsync, FlushFileBuffers).
     bool flush();
+    // Asks the system to start writing [offset, offset + length) out to the disk now, without
+    // waiting, so that a long file's final flush has only its tail left to wait for. A hint:
+    // nothing happens where the system has no such request.
+    void startWriteBack(std::uint64_t offset, std::uint64_t length);
     bool seek(std::uint64_t offset);
     bool tell(std::uint64_t& offset);
     bool size(std::uint64_t& bytes);

@@ -141,6 +141,16 @@ bool SystemFile::flush() {
     return true;
 }
 
+void SystemFile::startWriteBack(std::uint64_t offset, std::uint64_t length) {
+#if defined(__linux__)
+    if (isOpen() && offset <= static_cast<std::uint64_t>(INT64_MAX) && length <= static_cast<std::uint64_t>(INT64_MAX))
+        ::sync_file_range(fd(handle_), static_cast<off_t>(offset), static_cast<off_t>(length), SYNC_FILE_RANGE_WRITE);
+#else
+    (void)offset;
+    (void)length;
+#endif
+}
+
 bool SystemFile::seek(std::uint64_t offset) {
     if (handle_ < 0 || offset > static_cast<std::uint64_t>(INT64_MAX)) {
         errno = handle_ < 0 ? EBADF : EINVAL;

@@ -127,6 +127,9 @@ bool SystemFile::write(const void* data, std::size_t size) {
     return true;
 }
 
+// The cache manager's lazy writer already writes dirty pages out within seconds.
+void SystemFile::startWriteBack(std::uint64_t, std::uint64_t) {}
+
 bool SystemFile::flush() {
     if (!isOpen()) {
         SetLastError(ERROR_INVALID_HANDLE);
