@@ -49,11 +49,11 @@ inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_
             c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
             c = (c << lowBits) | decoder.readBits(lowBits);
         }
-        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k].
-        if (c >= (1u << (k_ - 1)))
-            corrector = static_cast<std::int32_t>(c + 1);
-        else
-            corrector = static_cast<std::int32_t>(c - ((1u << k_) - 1));
+        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k]; the sign is as
+        // random as the data, so both are computed and one selected.
+        const std::uint32_t positive = c + 1;
+        const std::uint32_t negative = c - ((1u << k_) - 1);
+        corrector = static_cast<std::int32_t>(c >= (1u << (k_ - 1)) ? positive : negative);
     } else {
         corrector = correctorMin_;
     }
