@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
@@ -25,62 +26,43 @@ public:
     std::uint32_t decodeBit(BitModel& model) {
         const std::uint32_t x = model.zeroProbability * (length_ >> kBitLengthShift);
         const std::uint32_t bit = value_ >= x ? 1u : 0u;
-        if (bit == 0) {
-            length_ = x;
-            ++model.zeroCount;
-        } else {
-            value_ -= x;
-            length_ -= x;
-        }
-        if (length_ < kMinLength) renormalize();
+        // Selected, not branched: which bit comes is what the model could not foresee.
+        value_ -= bit ? x : 0u;
+        length_ = bit ? length_ - x : x;
+        model.zeroCount += bit ^ 1u;
+        normalize();
         if (--model.untilUpdate == 0) model.update();
         return bit;
     }
 
     std::uint32_t decodeSymbol(SymbolModel& model) {
-        std::uint32_t symbol = 0;
-        std::uint32_t x = 0;
-        std::uint32_t y = length_;
+        const std::uint32_t whole = length_;
         length_ >>= kSymbolLengthShift;
         if (length_ == 0) corrupt();
-        if (model.tableSize != 0) {
-            const std::uint32_t scaled = value_ / length_;
-            // Length's dropped low bits let `scaled` pass the last slice a little: the last
-            // symbol. Damaged data lands there too, and is caught by the check below.
-            const std::uint32_t slice = std::min(scaled >> model.tableShift, model.tableSize);
-            const std::uint16_t* table = model.table();
-            symbol = table[slice];
-            std::uint32_t high = table[slice + 1] + 1u;
-            const std::uint16_t* distribution = model.distribution();
-            while (high > symbol + 1) {
-                const std::uint32_t middle = (symbol + high) >> 1;
-                if (distribution[middle] > scaled)
-                    high = middle;
-                else
-                    symbol = middle;
-            }
-            x = distribution[symbol] * length_;
-            if (symbol != model.lastSymbol) y = distribution[symbol + 1] * length_;
-        } else {
-            const std::uint16_t* distribution = model.distribution();
-            std::uint32_t high = model.symbols;
-            std::uint32_t middle = high >> 1;
-            do {
-                const std::uint32_t z = length_ * distribution[middle];
-                if (z > value_) {
-                    high = middle;
-                    y = z;
-                } else {
-                    symbol = middle;
-                    x = z;
-                }
-                middle = (symbol + high) >> 1;
-            } while (middle != symbol);
+        const std::uint32_t scaled = value_ / length_;
+        // Length's dropped low bits let `scaled` pass the last slice a little: the last symbol.
+        // Damaged data lands there too, and is caught by the check below.
+        const std::uint32_t slice = std::min(scaled >> model.tableShift, model.tableSize);
+        const std::uint16_t* table = model.table();
+        const std::uint16_t* distribution = model.distribution();
+        std::uint32_t symbol = table[slice];
+        std::uint32_t high = table[slice + 1] + 1u;
+        while (high > symbol + 1) {
+            const std::uint32_t middle = (symbol + high) >> 1;
+            if (distribution[middle] > scaled)
+                high = middle;
+            else
+                symbol = middle;
         }
+        const std::uint32_t x = distribution[symbol] * length_;
+        // The last symbol's interval ends at the whole length; the entry after the last
+        // frequency (the first count) is read, and not used, for it.
+        const std::uint32_t next = distribution[symbol + 1] * length_;
+        const std::uint32_t y = symbol == model.lastSymbol ? whole : next;
         if (x > value_ || value_ >= y) corrupt();  // a valid stream lies inside the interval
         value_ -= x;
         length_ = y - x;
-        if (length_ < kMinLength) renormalize();
+        normalize();
         ++model.counts()[symbol];
         if (--model.untilUpdate == 0) model.update();
         return symbol;
@@ -95,7 +77,21 @@ private:
     [[noreturn]] static void corrupt();
     [[noreturn]] static void endedEarly();
     std::uint32_t readShort();
-    // Inline too: every second or third symbol needs it.
+    // Shifts in the bytes that bring the length back to at least kMinLength. Every second or
+    // third symbol needs one or two, unforeseeably: computed without a branch from the
+    // length's leading zeros, away from the end of the block.
+    void normalize() {
+        if (end_ - next_ >= 4) [[likely]] {
+            const unsigned shift = (std::countl_zero(length_ | 1u) >> 3) * 8;
+            const std::uint64_t window = (std::uint64_t{value_} << 32) | (std::uint32_t{next_[0]} << 24) |
+                                         (std::uint32_t{next_[1]} << 16) | (std::uint32_t{next_[2]} << 8) | next_[3];
+            value_ = static_cast<std::uint32_t>(window >> (32 - shift));
+            length_ <<= shift;
+            next_ += shift >> 3;
+        } else if (length_ < kMinLength) {
+            renormalize();
+        }
+    }
     void renormalize() {
         do {
             if (next_ >= end_) endedEarly();

@@ -1,5 +1,7 @@
 #include "import/laz/ArithmeticModel.h"
 
+#include <algorithm>
+
 namespace ovcf::laz {
 
 void BitModel::update() {
@@ -16,15 +18,14 @@ void BitModel::update() {
 }
 
 SymbolModel::SymbolModel(std::uint32_t symbolCount) : symbols(symbolCount), lastSymbol(symbolCount - 1) {
-    if (symbols > 16) {
-        // About four slices per symbol: a slice then mostly holds one symbol, so decoding seldom
-        // searches. Any resolution decodes the same symbols; a coarser table only searches more.
-        unsigned bits = 3;
-        while (symbols * 4 > (1u << bits) && bits < kLargestTableBits) ++bits;
-        tableSize = 1u << bits;
-        tableShift = kSymbolLengthShift - bits;
-    }
-    data_.assign(2 * symbols + (tableSize ? tableSize + 2 : 0), 0);
+    // About four slices per symbol, for every model: a slice then mostly holds one symbol, so
+    // decoding seldom searches, and small models need no search of their own, whose branches
+    // the processor cannot foresee. Any resolution decodes the same symbols.
+    unsigned bits = 3;
+    while (symbols * 4 > (1u << bits) && bits < kLargestTableBits) ++bits;
+    tableSize = 1u << bits;
+    tableShift = kSymbolLengthShift - bits;
+    data_.assign(2 * symbols + tableSize + 2, 0);
     std::uint16_t* count = counts();
     for (std::uint32_t k = 0; k < symbols; ++k) count[k] = 1;
     cycle = symbols;
@@ -45,22 +46,19 @@ void SymbolModel::update() {
     }
     const std::uint32_t scale = 0x80000000u / totalCount;
     std::uint32_t sum = 0;
-    if (tableSize == 0) {
-        for (std::uint32_t k = 0; k < symbols; ++k) {
-            distribution[k] = static_cast<std::uint16_t>((scale * sum) >> (31 - kSymbolLengthShift));
-            sum += count[k];
-        }
-    } else {
-        std::uint16_t* table = data_.data() + 2 * symbols;
-        std::uint32_t slice = 0;
-        for (std::uint32_t k = 0; k < symbols; ++k) {
-            distribution[k] = static_cast<std::uint16_t>((scale * sum) >> (31 - kSymbolLengthShift));
-            sum += count[k];
-            const std::uint32_t w = distribution[k] >> tableShift;
-            while (slice < w) table[++slice] = static_cast<std::uint16_t>(k - 1);
-        }
-        table[0] = 0;
-        while (slice <= tableSize) table[++slice] = static_cast<std::uint16_t>(symbols - 1);
+    // Slice s starts inside the last symbol that begins before it: the number of those, less
+    // one. They are counted per slice first and summed after, without a branch per symbol.
+    std::uint16_t* table = data_.data() + 2 * symbols;
+    std::fill(table, table + tableSize + 2, std::uint16_t{0});
+    for (std::uint32_t k = 0; k < symbols; ++k) {
+        distribution[k] = static_cast<std::uint16_t>((scale * sum) >> (31 - kSymbolLengthShift));
+        sum += count[k];
+        ++table[(distribution[k] >> tableShift) + 1];
+    }
+    std::uint32_t before = 0;
+    for (std::uint32_t slice = 1; slice <= tableSize + 1; ++slice) {
+        before += table[slice];
+        table[slice] = static_cast<std::uint16_t>(before - 1);
     }
     cycle = (5 * cycle) >> 2;
     const std::uint32_t longest = (symbols + 6) << 3;

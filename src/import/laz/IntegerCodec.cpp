@@ -17,9 +17,7 @@ IntegerCodec::IntegerCodec(unsigned bits, unsigned contexts, unsigned bitsHigh) 
         correctorMax_ = std::numeric_limits<std::int32_t>::max();
     }
     classModels_.assign(contexts, SymbolModel(correctorBits_ + 1));
-    correctorModels_.reserve(correctorBits_);
-    for (unsigned i = 1; i <= correctorBits_; ++i)
-        correctorModels_.emplace_back(i <= bitsHigh_ ? 1u << i : 1u << bitsHigh_);
+    correctorModels_.resize(correctorBits_);
 }
 
 void IntegerCodec::encode(ArithmeticEncoder& encoder, std::int32_t prediction, std::int32_t value, unsigned context) {
@@ -41,10 +39,10 @@ void IntegerCodec::encode(ArithmeticEncoder& encoder, std::int32_t prediction, s
     } else if (k_ < 32) {
         std::uint32_t u = c >= 0 ? static_cast<std::uint32_t>(c) - 1 : static_cast<std::uint32_t>(c) + ((1u << k_) - 1);
         if (k_ <= bitsHigh_) {
-            encoder.encodeSymbol(correctorModels_[k_ - 1], u);
+            encoder.encodeSymbol(correctorModel(k_), u);
         } else {
             const unsigned lowBits = k_ - bitsHigh_;
-            encoder.encodeSymbol(correctorModels_[k_ - 1], u >> lowBits);
+            encoder.encodeSymbol(correctorModel(k_), u >> lowBits);
             encoder.writeBits(lowBits, u & ((1u << lowBits) - 1));
         }
     }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "import/laz/ArithmeticDecoder.h"
@@ -32,7 +33,16 @@ private:
     std::int32_t correctorMax_;
     std::vector<SymbolModel> classModels_;
     BitModel zeroOrOne_;
-    std::vector<SymbolModel> correctorModels_;
+    // Made on first use: of the 32 classes of a 32-bit value a chunk meets a few, and building
+    // all of them cost more than decoding the small chunks of a COPC file.
+    std::vector<std::unique_ptr<SymbolModel>> correctorModels_;
+
+    SymbolModel& correctorModel(unsigned k) {
+        std::unique_ptr<SymbolModel>& model = correctorModels_[k - 1];
+        if (!model) [[unlikely]]
+            model = std::make_unique<SymbolModel>(k <= bitsHigh_ ? 1u << k : 1u << bitsHigh_);
+        return *model;
+    }
 };
 
 inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context) {
@@ -43,17 +53,17 @@ inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_
     } else if (k_ < 32) {
         std::uint32_t c;
         if (k_ <= bitsHigh_) {
-            c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
+            c = decoder.decodeSymbol(correctorModel(k_));
         } else {
             const unsigned lowBits = k_ - bitsHigh_;
-            c = decoder.decodeSymbol(correctorModels_[k_ - 1]);
+            c = decoder.decodeSymbol(correctorModel(k_));
             c = (c << lowBits) | decoder.readBits(lowBits);
         }
-        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k].
-        if (c >= (1u << (k_ - 1)))
-            corrector = static_cast<std::int32_t>(c + 1);
-        else
-            corrector = static_cast<std::int32_t>(c - ((1u << k_) - 1));
+        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k]; the sign is as
+        // random as the data, so both are computed and one selected.
+        const std::uint32_t positive = c + 1;
+        const std::uint32_t negative = c - ((1u << k_) - 1);
+        corrector = static_cast<std::int32_t>(c >= (1u << (k_ - 1)) ? positive : negative);
     } else {
         corrector = correctorMin_;
     }

@@ -3,6 +3,7 @@
 // and integer arithmetic that wraps as the format's does.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -11,58 +12,25 @@
 
 namespace ovcf::laz {
 
-// The median of roughly the last five values, kept sorted and updated in O(1).
+// The median of roughly the last five values, kept sorted and updated in O(1): the newest value
+// replaces the largest or the smallest, by turns that depend on where values land. Written as
+// minima and maxima, without branches: where a value lands is as random as the data.
 class StreamingMedian5 {
 public:
     std::int32_t get() const { return v_[2]; }
     void add(std::int32_t x) {
-        if (high_) {
-            if (x < v_[2]) {
-                v_[4] = v_[3];
-                v_[3] = v_[2];
-                if (x < v_[0]) {
-                    v_[2] = v_[1];
-                    v_[1] = v_[0];
-                    v_[0] = x;
-                } else if (x < v_[1]) {
-                    v_[2] = v_[1];
-                    v_[1] = x;
-                } else {
-                    v_[2] = x;
-                }
-            } else {
-                if (x < v_[3]) {
-                    v_[4] = v_[3];
-                    v_[3] = x;
-                } else {
-                    v_[4] = x;
-                }
-                high_ = false;
-            }
-        } else {
-            if (v_[2] < x) {
-                v_[0] = v_[1];
-                v_[1] = v_[2];
-                if (v_[4] < x) {
-                    v_[2] = v_[3];
-                    v_[3] = v_[4];
-                    v_[4] = x;
-                } else if (v_[3] < x) {
-                    v_[2] = v_[3];
-                    v_[3] = x;
-                } else {
-                    v_[2] = x;
-                }
-            } else {
-                if (v_[1] < x) {
-                    v_[0] = v_[1];
-                    v_[1] = x;
-                } else {
-                    v_[0] = x;
-                }
-                high_ = true;
-            }
-        }
+        // The four kept, in order: all but the largest while high, all but the smallest after.
+        const std::int32_t a0 = high_ ? v_[0] : v_[1];
+        const std::int32_t a1 = high_ ? v_[1] : v_[2];
+        const std::int32_t a2 = high_ ? v_[2] : v_[3];
+        const std::int32_t a3 = high_ ? v_[3] : v_[4];
+        const bool below = high_ ? x < v_[2] : !(v_[2] < x);
+        v_[0] = std::min(a0, x);
+        v_[1] = std::min(a1, std::max(a0, x));
+        v_[2] = std::min(a2, std::max(a1, x));
+        v_[3] = std::min(a3, std::max(a2, x));
+        v_[4] = std::max(a3, x);
+        high_ = below;
     }
 
 private:

@@ -3,6 +3,7 @@
 // reference format, a point that moves to a channel already seen keeps predicting from the
 // value of the channel it comes from.
 #include <array>
+#include <memory>
 
 #include "import/laz/LayeredItems.h"
 #include "import/laz/RgbCoding.h"
@@ -10,6 +11,13 @@
 
 namespace ovcf::laz {
 namespace {
+
+template <class Models>
+Models& made(std::unique_ptr<Models>& models) {
+    if (!models) [[unlikely]]
+        models = std::make_unique<Models>();
+    return *models;
+}
 
 struct NirModels {
     SymbolModel changed{4};
@@ -70,12 +78,12 @@ public:
             lastNir_[b] = lastNir_[a];
         });
         Rgb& rgb = lastRgb_[from];
-        if (rgbPresent_) rgb = decodeRgb(rgb_, rgbModels_[state_.lastChannel], rgb);
+        if (rgbPresent_) rgb = decodeRgb(rgb_, made(rgbModels_[state_.lastChannel]), rgb);
         storeRgb(rgb, out);
         if (!withNir_) return;
         std::uint16_t& nir = lastNir_[from];
         if (nirPresent_) {
-            NirModels& models = nirModels_[state_.lastChannel];
+            NirModels& models = made(nirModels_[state_.lastChannel]);
             const std::uint32_t mask = nir_.decodeSymbol(models.changed);
             std::uint16_t value = nir;
             if (mask & 1) value = static_cast<std::uint16_t>((value & 0xFF00) | ((nir_.decodeSymbol(models.low) + value) & 0xFF));
@@ -91,8 +99,9 @@ private:
     ChannelState state_;
     std::array<Rgb, 4> lastRgb_{};
     std::array<std::uint16_t, 4> lastNir_{};
-    std::array<RgbModels, 4> rgbModels_;
-    std::array<NirModels, 4> nirModels_;
+    // Per channel, made when the channel first comes: most files use one.
+    std::array<std::unique_ptr<RgbModels>, 4> rgbModels_;
+    std::array<std::unique_ptr<NirModels>, 4> nirModels_;
     ArithmeticDecoder rgb_;
     ArithmeticDecoder nir_;
     bool rgbPresent_ = false;
