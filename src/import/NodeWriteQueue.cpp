@@ -7,9 +7,10 @@ namespace ovcf {
 
 namespace {
 
-constexpr std::size_t kSpareJobs = 8;
 // A job whose buffers grew past this for a rare large node gives them back rather than keep them.
 constexpr std::size_t kLargestSpareBuffers = std::size_t{8} << 20;
+
+std::size_t bufferBytes(const EncodedNode& node) { return node.raw.capacity() + node.compressed.capacity(); }
 
 }  // namespace
 
@@ -26,6 +27,7 @@ std::unique_ptr<NodeWriteQueue::Job> NodeWriteQueue::takeSpareJob() {
     if (spare_.empty()) return std::make_unique<Job>();
     std::unique_ptr<Job> job = std::move(spare_.back());
     spare_.pop_back();
+    spareBytes_ -= bufferBytes(job->encoded);
     return job;
 }
 
@@ -71,8 +73,13 @@ void NodeWriteQueue::appendFront(bool wait) {
         finished->points = nullptr;
         finished->done = false;
         finished->error.clear();
-        const std::size_t buffers = finished->encoded.raw.capacity() + finished->encoded.compressed.capacity();
-        if (spare_.size() < kSpareJobs && buffers <= kLargestSpareBuffers) spare_.push_back(std::move(finished));
+        // Fresh buffers would cost the system's zeroing of their pages, node after node: as many
+        // are kept as the nodes waiting at a time need.
+        const std::size_t buffers = bufferBytes(finished->encoded);
+        if (buffers <= kLargestSpareBuffers && spareBytes_ + buffers <= 2 * pendingLimit_) {
+            spareBytes_ += buffers;
+            spare_.push_back(std::move(finished));
+        }
     }
 }
 

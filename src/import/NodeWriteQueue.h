@@ -58,6 +58,7 @@ private:
     std::uint64_t pendingBytes_ = 0;
     std::deque<std::unique_ptr<Job>> pending_;  // in submission order
     std::vector<std::unique_ptr<Job>> spare_;   // finished jobs whose buffers are kept for reuse
+    std::uint64_t spareBytes_ = 0;              // their buffers' bytes
     std::string failure_;                       // the first failure; nothing is written after it
     std::mutex mutex_;
     std::condition_variable finished_;
