@@ -304,24 +304,37 @@ TEST(ReadBackOrder, PointsInThickElevationSlicesComeOutSortedAndWhole) {
     }
 }
 
+// Writes the cloud, opens it and deletes every `every`-th point in a fresh history; the point
+// count, 0 (after a failure) when the file cannot be opened.
+std::uint64_t openWithEveryNthDeleted(const KnownCloud& cloud, const std::string& path, std::uint64_t every,
+                                      OvcfReader& reader, DeletionHistory& history) {
+    writeCloud(path, cloud);
+    std::string error;
+    if (!reader.open(path, error)) {
+        ADD_FAILURE() << error;
+        return 0;
+    }
+    const std::uint64_t n = reader.header().pointCount;
+    history.open(path, describeNodes(reader.header(), reader.nodes(), {}), {}, n, 0);
+    PointBitmap selection;
+    selection.reset(n);
+    for (std::uint64_t g = 0; g < n; g += every) selection.set(g);
+    bool changed = false;
+    history.deleteSelected(selection, changed);
+    return n;
+}
+
 TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
     // 585 nodes and thick elevation slices (16 quanta), deletions scattered over many nodes.
     KnownCloud cloud = fullTree(3, 60);
     cloud.params.rootExponent = 24;
     TempDir dir("orvane_threads");
-    const std::string path = dir.file("threads.ovcf");
-    writeCloud(path, cloud);
     OvcfReader reader;
-    std::string error;
-    ASSERT_TRUE(reader.open(path, error)) << error;
-    const std::uint64_t n = reader.header().pointCount;
     DeletionHistory history;
-    history.open(path, describeNodes(reader.header(), reader.nodes(), {}), {}, n, 0);
-    PointBitmap selection;
-    selection.reset(n);
-    for (std::uint64_t g = 0; g < n; g += 13) selection.set(g);
-    bool changed = false;
-    history.deleteSelected(selection, changed);
+    std::string error;
+    const std::string path = dir.file("threads.ovcf");
+    const std::uint64_t n = openWithEveryNthDeleted(cloud, path, 13, reader, history);
+    ASSERT_GT(n, 0u);
 
     struct Output {
         std::int64_t written;
@@ -378,19 +391,12 @@ TEST(ReadBackOrder, EqualHeightsKeepFileOrderWhateverTheBucketsAndThreads) {
             cloud.nodes.push_back({key, points});
         }
         TempDir dir("orvane_heights");
-        const std::string path = dir.file("heights.ovcf");
-        writeCloud(path, cloud);
         OvcfReader reader;
-        std::string error;
-        ASSERT_TRUE(reader.open(path, error)) << error;
-        const std::uint64_t n = reader.header().pointCount;
         DeletionHistory history;
-        history.open(path, describeNodes(reader.header(), reader.nodes(), {}), {}, n, 0);
-        PointBitmap selection;
-        selection.reset(n);
-        for (std::uint64_t g = 0; g < n; g += 11) selection.set(g);
-        bool changed = false;
-        history.deleteSelected(selection, changed);
+        std::string error;
+        const std::string path = dir.file("heights.ovcf");
+        const std::uint64_t n = openWithEveryNthDeleted(cloud, path, 11, reader, history);
+        ASSERT_GT(n, 0u);
 
         for (const bool survivorsOnly : {false, true}) {
             std::vector<double> xyz(3 * n);
