@@ -1,8 +1,10 @@
-// What every benchmark prints besides its throughput: elapsed time and the process's memory.
+// What every benchmark prints besides its throughput: elapsed time, the process's memory, and
+// how a job divides among threads.
 #pragma once
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -54,6 +56,19 @@ inline double loadAverage() {
         std::fclose(f);
     }
     return one;
+}
+
+// One job timed on one thread and on `threads`, read as a part that stays on one thread (S) and
+// a part divided among all (P): one = S + P, all = S + P / threads; printed with what that
+// predicts for 8 and 16 cores after `label`.
+inline void printScaling(const char* label, double one, double all, unsigned threads) {
+    if (threads < 2 || all <= 0.0) return;
+    const double n = threads;
+    const double parallel = std::max(0.0, (one - all) * n / (n - 1));
+    const double serial = std::max(0.0, one - parallel);
+    std::printf("%-38s %.2f x on %u threads; on one thread %.2f s, divided among all %.2f s: 8 cores %.2f s, "
+                "16 cores %.2f s\n",
+                label, one / all, threads, serial, parallel, serial + parallel / 8, serial + parallel / 16);
 }
 
 }  // namespace ovcf::bench

@@ -283,16 +283,10 @@ void printRun(const char* name, const RunResult& r, std::size_t points, bool inP
     std::fflush(stdout);
 }
 
-// The runs on one thread and on `threads` threads, read as a part that runs on one thread (S)
-// and a part that divides among all (P): one = S + P, all = S + P / threads. The reading pipeline
-// overlaps two stages rather than dividing, so the figures for many cores are an upper bound.
+// The reading pipeline overlaps two stages rather than dividing, so the figures for many cores
+// are an upper bound.
 void printScaling(const RunResult& one, const RunResult& all, unsigned threads) {
-    if (!one.ok || !all.ok || threads < 2) return;
-    const double n = threads;
-    const double parallel = std::max(0.0, (one.seconds - all.seconds) * n / (n - 1));
-    const double serial = std::max(0.0, one.seconds - parallel);
-    std::printf("%-38s %.2f x on %u threads; on one thread %.2f s, divided among all %.2f s: 8 cores %.2f s, 16 cores %.2f s\n",
-                "", one.seconds / all.seconds, threads, serial, parallel, serial + parallel / 8, serial + parallel / 16);
+    if (one.ok && all.ok) bench::printScaling("", one.seconds, all.seconds, threads);
 }
 
 bool sameOctree(const std::string& a, const std::string& b) {

@@ -91,17 +91,6 @@ void decodeOnly(const std::string& path, const char* label) {
     }
 }
 
-// One run of two thread counts, read as a part on one thread (S) and a part divided among all
-// (P): one = S + P, all = S + P / threads; with what that predicts for 8 and 16 cores.
-void printScaling(const char* what, double one, double all, unsigned threads) {
-    if (threads < 2 || all <= 0.0) return;
-    const double parallel = std::max(0.0, (one - all) * threads / (threads - 1.0));
-    const double serial = std::max(0.0, one - parallel);
-    std::printf("%-31s %.2f x on %u threads; on one thread %.2f s, divided among all %.2f s: 8 cores %.2f s, "
-                "16 cores %.2f s\n",
-                what, one / all, threads, serial, parallel, serial + parallel / 8, serial + parallel / 16);
-}
-
 // Returns the wall time.
 double build(const std::string& input, const std::string& output, const char* label, unsigned threads) {
     std::string error;
@@ -174,16 +163,16 @@ int main(int argc, char** argv) {
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     exportTo(cache, (folder / "cloud.las").string(), "LAS", cores);
     const double lazOne = exportTo(cache, (folder / "cloud.laz").string(), "LAZ", 1);
-    printScaling("ovcf export to LAZ", lazOne, exportTo(cache, (folder / "cloud.laz").string(), "LAZ", cores), cores);
+    bench::printScaling("ovcf export to LAZ", lazOne, exportTo(cache, (folder / "cloud.laz").string(), "LAZ", cores), cores);
 
     decodeOnly(std::string(ORVANE_SHARED_DATA) + "/pdal_autzen_trim.laz", "format 3 (autzen, pointwise)");
     decodeOnly((folder / "cloud.laz").string(), "format 7 (our export)");
 
     const double lasOne = build((folder / "cloud.las").string(), (folder / "from_las.ovcf").string(), "LAS", 1);
-    printScaling("ovcf build from LAS", lasOne,
+    bench::printScaling("ovcf build from LAS", lasOne,
                  build((folder / "cloud.las").string(), (folder / "from_las.ovcf").string(), "LAS", cores), cores);
     const double lazBuildOne = build((folder / "cloud.laz").string(), (folder / "from_laz.ovcf").string(), "LAZ", 1);
-    printScaling("ovcf build from LAZ", lazBuildOne,
+    bench::printScaling("ovcf build from LAZ", lazBuildOne,
                  build((folder / "cloud.laz").string(), (folder / "from_laz.ovcf").string(), "LAZ", cores), cores);
     std::filesystem::remove_all(folder);
     return 0;
