@@ -18,16 +18,9 @@ void partitionSerially(const NodeGrid& grid, OccupancyBitmap& occupancy, std::ui
                        const PointRecord* source, PointRecord* target, std::size_t count, std::size_t counts[9]) {
     StretchGroups groups;
     markCells(grid, occupancy.words(), source, 0, count, destination, groups);
-    PointRecord* lower[9];
-    PointRecord* upper[9];
-    std::size_t at = 0;
-    for (int g : {8, 0, 1, 2, 3, 4, 5, 6, 7}) {
-        lower[g] = target + at;
-        upper[g] = target + at + groups.half[0][g];
-        counts[g] = groups.total(g);
-        at += counts[g];
-    }
-    moveToGroups(source, 0, count, destination, lower, upper);
+    GroupCursors lower, upper;
+    layOutGroups(&groups, 1, target, &lower, &upper, counts);
+    moveToGroups(source, 0, count, destination, lower.data(), upper.data());
     occupancy.clearCellsOf(grid, target, counts[kStays]);
 }
 

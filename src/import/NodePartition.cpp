@@ -48,6 +48,21 @@ void markCells(const NodeGrid& grid, std::uint64_t* words, const PointRecord* so
     }
 }
 
+void layOutGroups(const StretchGroups* groups, unsigned stretches, PointRecord* target, GroupCursors* lower,
+                  GroupCursors* upper, std::size_t counts[9]) {
+    std::size_t at = 0;
+    for (int g : {8, 0, 1, 2, 3, 4, 5, 6, 7}) {
+        const std::size_t groupStart = at;
+        for (unsigned s = 0; s < stretches; ++s) {
+            lower[s][g] = target + at;
+            at += groups[s].half[0][g];
+            upper[s][g] = target + at;
+            at += groups[s].half[1][g];
+        }
+        counts[g] = at - groupStart;
+    }
+}
+
 void moveToGroups(const PointRecord* source, std::size_t begin, std::size_t end, const std::uint8_t* destination,
                   PointRecord* const lower[9], PointRecord* const upper[9]) {
     PointRecord* low[9];

@@ -4,6 +4,7 @@
 // stretches of its own (ParallelPartition).
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -25,6 +26,14 @@ struct StretchGroups {
 // first point of a cell not marked yet, else the point's octant.
 void markCells(const NodeGrid& grid, std::uint64_t* words, const PointRecord* source, std::size_t begin,
                std::size_t end, std::uint8_t* destination, StretchGroups& groups);
+
+using GroupCursors = std::array<PointRecord*, 9>;
+
+// Where each half of each of `stretches` stretches starts in target: the kept points first, then
+// octants 0 to 7, each group holding every stretch's first half and then its second half, in
+// stretch order. counts[g] receives the size of group g.
+void layOutGroups(const StretchGroups* groups, unsigned stretches, PointRecord* target, GroupCursors* lower,
+                  GroupCursors* upper, std::size_t counts[9]);
 
 // Moves source[begin, end) to their groups: the first half of the stretch from lower[g], the
 // second half from upper[g], for each group g.

@@ -65,20 +65,9 @@ void partitionInParallel(WorkerPool& pool, unsigned stretches, const NodeGrid& g
         }
     });
 
-    // Each group holds, in order, every stretch's first half and then its second half.
-    std::vector<std::array<PointRecord*, 9>> lower(stretches), upper(stretches);
+    std::vector<GroupCursors> lower(stretches), upper(stretches);
+    layOutGroups(groups.data(), stretches, target, lower.data(), upper.data(), counts);
     std::vector<PointRecord*> keptStart(stretches);
-    std::size_t at = 0;
-    for (int g : {8, 0, 1, 2, 3, 4, 5, 6, 7}) {
-        const std::size_t groupStart = at;
-        for (unsigned s = 0; s < stretches; ++s) {
-            lower[s][g] = target + at;
-            at += groups[s].half[0][g];
-            upper[s][g] = target + at;
-            at += groups[s].half[1][g];
-        }
-        counts[g] = at - groupStart;
-    }
     for (unsigned s = 0; s < stretches; ++s) keptStart[s] = lower[s][kKeptGroup];
 
     pool.forEach(stretches, [&](unsigned s) {

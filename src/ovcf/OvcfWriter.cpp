@@ -96,11 +96,12 @@ bool OvcfWriter::writeNode(const NodeKey& key, const PointRecord* points, std::s
         return false;
     }
     try {
-        return encodeNode(params_, key, points, count, encoded_, error) && appendNodeBlock(key, encoded_, error);
+        if (!encodeNode(params_, key, points, count, encoded_, error)) return false;
     } catch (const std::bad_alloc&) {
         error = "OvcfWriter: out of memory";
         return false;
     }
+    return appendNode(key, encoded_, error);
 }
 
 bool OvcfWriter::appendNode(const NodeKey& key, const EncodedNode& block, std::string& error) {
