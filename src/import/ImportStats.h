@@ -2,12 +2,19 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace ovcf {
 
 struct LevelStats {
     std::uint64_t nodes = 0;
+    std::uint64_t points = 0;
+};
+
+// Points that came from one input file of a build from several.
+struct InputPoints {
+    std::string name;
     std::uint64_t points = 0;
 };
 
@@ -29,6 +36,7 @@ struct ImportStats {
     double readingSeconds = 0.0;
     double indexingSeconds = 0.0;
     double totalSeconds = 0.0;
+    std::vector<InputPoints> inputs;  // filled by the caller of a build from several files
 };
 
 }  // namespace ovcf

@@ -6,10 +6,36 @@
 
 namespace ovcf {
 
+namespace {
+
+// The first and last ten inputs when there are more than twenty, else all.
+void logInputs(const std::vector<InputPoints>& inputs) {
+    constexpr std::size_t kShownAtEachEnd = 10;
+    std::uint64_t total = 0;
+    for (const InputPoints& input : inputs) total += input.points;
+    logLine(LogInfo, "punti per file       : %s file", formatCount(inputs.size()).c_str());
+    const bool cut = inputs.size() > 2 * kShownAtEachEnd;
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        if (cut && i == kShownAtEachEnd) {
+            const std::size_t hidden = inputs.size() - 2 * kShownAtEachEnd;
+            std::uint64_t points = 0;
+            for (std::size_t j = i; j < i + hidden; ++j) points += inputs[j].points;
+            logLine(LogInfo, "   %16s punti  (altri %s file)", formatCount(points).c_str(), formatCount(hidden).c_str());
+            i += hidden - 1;
+            continue;
+        }
+        logLine(LogInfo, "   %16s punti  %s", formatCount(inputs[i].points).c_str(), inputs[i].name.c_str());
+    }
+    logLine(LogInfo, "   %16s punti in tutto", formatCount(total).c_str());
+}
+
+}  // namespace
+
 void logImportSummary(const ImportStats& s) {
     if (logLevelThreshold() > LogInfo) return;
     logLine(LogInfo, "--- Riepilogo import ---");
     logLine(LogInfo, "punti                : %s", formatCount(s.pointsWritten).c_str());
+    if (!s.inputs.empty()) logInputs(s.inputs);
     logLine(LogInfo, "nodi                 : %s (di cui %s foglie)", formatCount(s.nodeCount).c_str(),
             formatCount(s.leafCount).c_str());
     logLine(LogInfo, "livelli LOD          : da 0 a %u", s.deepestLevel);

@@ -38,6 +38,7 @@ bool LasPointConversion::setUp(const LasHeader& header, const Bounds3& bounds, c
     header_ = header;
     keepIntegers_ = !(step > 0.0);
     measured_ = measured != nullptr;
+    for (std::int64_t& m : multiplier_) m = 1;
     for (int axis = 0; axis < 3; ++axis) {
         measuredLow_[axis] = measured ? measured[axis] : 0;
         measuredHigh_[axis] = measured ? measured[3 + axis] : 0;
@@ -74,6 +75,29 @@ bool LasPointConversion::setUp(const LasHeader& header, const Bounds3& bounds, c
     return checkQuantizationRange(bounds, offset_, step_, reason);
 }
 
+void LasPointConversion::setUpOnGrid(const LasHeader& header, const std::array<double, 3>& step,
+                                     const std::array<double, 3>& offset) {
+    header_ = header;
+    measured_ = false;
+    step_ = step;
+    offset_ = offset;
+    keepIntegers_ = true;
+    for (int axis = 0; axis < 3; ++axis) {
+        // Within a millionth of a unit of whole numbers: decimal scales and offsets written as
+        // doubles never divide exactly, but points on the grid must not go through rounding.
+        const double ratio = header.scale[axis] / step[axis];
+        const double shift = (header.offset[axis] - offset[axis]) / step[axis];
+        const double m = std::round(ratio);
+        const double k = std::round(shift);
+        keepIntegers_ = keepIntegers_ && m >= 1.0 && m <= 65536.0 && std::fabs(ratio - m) <= 1e-9 * m &&
+                        std::fabs(shift) < 4e15 && std::fabs(shift - k) <= 1e-6;
+        multiplier_[axis] = keepIntegers_ ? static_cast<std::int64_t>(m) : 1;
+        base_[axis] = keepIntegers_ ? -static_cast<std::int64_t>(k) : 0;
+    }
+    if (!keepIntegers_)
+        for (int axis = 0; axis < 3; ++axis) multiplier_[axis] = 1, base_[axis] = 0;
+}
+
 void LasPointConversion::setMeasured(const std::int64_t* measured) {
     measured_ = true;
     for (int axis = 0; axis < 3; ++axis) {
@@ -106,7 +130,7 @@ bool LasPointConversion::exactBounds(std::array<std::uint32_t, 3>& min, std::arr
 }
 
 bool LasPointConversion::convert(const std::uint8_t* records, std::size_t count, std::uint64_t firstIndex,
-                                 PointRecord* out, std::string& reason) const {
+                                 PointRecord* out, std::string& reason, std::uint64_t* failed) const {
     const std::size_t length = header_.recordLength;
     const bool fullClass = lasHasFullClassByte(header_.pointFormat);
     for (std::size_t i = 0; i < count; ++i) {
@@ -117,13 +141,14 @@ bool LasPointConversion::convert(const std::uint8_t* records, std::size_t count,
             const std::int64_t v = static_cast<std::int32_t>(le::u32(r + 4 * axis));
             std::int64_t quantized;
             if (keepIntegers_) {
-                quantized = v - base_[axis];
+                quantized = v * multiplier_[axis] - base_[axis];
             } else {
                 const double world = header_.offset[axis] + header_.scale[axis] * static_cast<double>(v);
                 const double units = (world - offset_[axis]) / step_[axis];
                 quantized = units < -0.5 ? -1 : units > kLargestQuantized ? std::int64_t{1} << 31 : roundToQuantized(units);
             }
             if (quantized < 0 || quantized > static_cast<std::int64_t>(kLargestQuantized)) {
+                if (failed) *failed = firstIndex + i;
                 reason = "point " + std::to_string(firstIndex + i) +
                          " lies too far outside the bounding box declared in the header for 31-bit coordinates";
                 return false;

@@ -25,6 +25,12 @@ public:
     // that the quantised range is centred on. `step` above 0 re-quantises.
     bool setUp(const LasHeader& header, const Bounds3& bounds, const std::int64_t* measured, double step,
                std::string& reason);
+    // Puts the records on a grid chosen for several files (survey tiles): their integers are
+    // scaled and shifted exactly when the file's scale is a whole multiple of `step` and its
+    // offset lies on the grid, else re-quantised through world coordinates.
+    void setUpOnGrid(const LasHeader& header, const std::array<double, 3>& step, const std::array<double, 3>& offset);
+    // Whether setUpOnGrid() found the exact case.
+    bool keepsIntegers() const { return keepIntegers_; }
     // 0 keeps 8-bit values found in 16-bit fields, 8 keeps the high byte; -1 for no colour.
     void setColour(int colourOffset, unsigned shift) {
         colourOffset_ = colourOffset;
@@ -33,8 +39,9 @@ public:
 
     // Converts `count` records of `header.recordLength` bytes; `firstIndex` numbers the first of
     // them in the file, for the message naming a point that does not fit.
+    // `failed`, when given, receives the index of a point that does not fit.
     bool convert(const std::uint8_t* records, std::size_t count, std::uint64_t firstIndex, PointRecord* out,
-                 std::string& reason) const;
+                 std::string& reason, std::uint64_t* failed = nullptr) const;
 
     std::array<double, 3> step() const { return step_; }
     std::array<double, 3> offset() const { return offset_; }
@@ -52,6 +59,7 @@ private:
     std::array<double, 3> step_{};
     std::array<double, 3> offset_{};
     std::int64_t base_[3] = {0, 0, 0};  // the file integer that becomes quantised 0 (integers kept)
+    std::int64_t multiplier_[3] = {1, 1, 1};  // grid units per file unit (integers kept)
     bool measured_ = false;
     std::int64_t measuredLow_[3] = {0, 0, 0};
     std::int64_t measuredHigh_[3] = {0, 0, 0};

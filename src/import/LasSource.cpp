@@ -15,6 +15,9 @@ namespace ovcf {
 namespace {
 
 constexpr std::size_t kRecordsPerPeek = 65536;
+// A tile's colour depth is taken from this many evenly spread runs of records.
+constexpr std::size_t kColourSamples = 16;
+constexpr std::size_t kRecordsPerColourSample = 4096;
 
 }  // namespace
 
@@ -36,6 +39,17 @@ bool LasSource::open(const std::string& path, double step, std::string& error) {
     if (header_.compressed) return fail(error, "compressed LAS (LAZ) records: open the file as LAZ");
     colourOffset_ = lasColourOffset(header_.pointFormat);
     zeroColour_ = false;
+    if (onGrid_) {
+        if (!sampleColourDepth(error)) return false;
+        for (int axis = 0; axis < 3; ++axis) {
+            bounds_.min[axis] = header_.min[axis];
+            bounds_.max[axis] = header_.max[axis];
+        }
+        conversion_.setUpOnGrid(header_, gridStep_, gridOffset_);
+        conversion_.setColour(colourOffset_, colourShift_);
+        file_.seek(header_.pointDataOffset);
+        return true;
+    }
     // One pass over the records first: the exact integer box lets the indexer fix the octree's
     // root before reading, and the colour depth needs every record to be certain.
     if (!scanRecords(error)) return false;
@@ -88,6 +102,33 @@ bool LasSource::scanRecords(std::string& error) {
         measured_[axis] = low[axis];
         measured_[3 + axis] = high[axis];
     }
+    setColourDepth(largest);
+    return true;
+}
+
+bool LasSource::sampleColourDepth(std::string& error) {
+    std::uint16_t largest = 0;
+    const std::uint64_t count = header_.pointCount;
+    const std::size_t length = header_.recordLength;
+    std::string reason;
+    for (std::size_t s = 0; s < kColourSamples && colourOffset_ >= 0 && count > 0 && largest <= 255; ++s) {
+        const std::uint64_t first = count * s / kColourSamples;
+        const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(kRecordsPerColourSample, count - first));
+        file_.seek(header_.pointDataOffset + first * length);
+        std::size_t available = 0;
+        const std::uint8_t* bytes = file_.peek(want * length, available, reason);
+        if (!bytes || available < want * length) {
+            failureOffset_ = header_.pointDataOffset + first * length;
+            return fail(error, "reading the point records at byte " + std::to_string(failureOffset_) + " failed: " +
+                                   (bytes ? std::string(SystemFile::kEndOfFileText) : reason));
+        }
+        largest = std::max(largest, largestLasColour(bytes, want, header_.recordLength, colourOffset_));
+    }
+    setColourDepth(largest);
+    return true;
+}
+
+void LasSource::setColourDepth(std::uint16_t largest) {
     // 8-bit values in 16-bit fields are kept as they are; fields that are zero everywhere hold no
     // colour at all, and the cloud is imported as one without.
     colourShift_ = largest > 255 ? 8 : 0;
@@ -95,7 +136,6 @@ bool LasSource::scanRecords(std::string& error) {
         colourOffset_ = -1;
         zeroColour_ = true;
     }
-    return true;
 }
 
 bool LasSource::read(PointRecord* points, std::size_t capacity, std::size_t& count, std::string& error) {
@@ -108,11 +148,16 @@ bool LasSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
             std::min<std::uint64_t>(std::min<std::uint64_t>(capacity - count, kRecordsPerPeek), header_.pointCount - cursor_));
         std::size_t available = 0;
         const std::uint8_t* bytes = file_.peek(want * length, available, reason);
+        failureOffset_ = header_.pointDataOffset + cursor_ * length;
         if (!bytes) return fail(error, "reading the point records failed: " + reason);
         const std::size_t records = std::min(available / length, want);
         if (records == 0) return fail(error, "the file ends after " + std::to_string(cursor_) + " of " +
                                                  std::to_string(header_.pointCount) + " points");
-        if (!conversion_.convert(bytes, records, cursor_, points + count, reason)) return fail(error, reason);
+        std::uint64_t failed = cursor_;
+        if (!conversion_.convert(bytes, records, cursor_, points + count, reason, &failed)) {
+            failureOffset_ = header_.pointDataOffset + failed * length;
+            return fail(error, reason);
+        }
         file_.skip(records * length);
         cursor_ += records;
         count += records;

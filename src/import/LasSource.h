@@ -24,6 +24,16 @@ class LasSource final : public PointSource {
 public:
     // `step` above 0 re-quantises with that step; 0 keeps the file's scale. Errors name the file.
     bool open(const std::string& path, double step, std::string& error);
+    // A tile of a survey (TileSetSource), set before open(): its records go onto the survey's
+    // grid, and open() reads no more than a sample of them (for the colour depth), since the
+    // survey's box comes from the tiles' headers and the indexer verifies it while reading.
+    void setGrid(const std::array<double, 3>& step, const std::array<double, 3>& offset) {
+        gridStep_ = step;
+        gridOffset_ = offset;
+        onGrid_ = true;
+    }
+    // The byte of the file where the last failure was found, for messages.
+    std::uint64_t failureOffset() const { return failureOffset_; }
 
     std::uint64_t pointCount() const override { return header_.pointCount; }
     std::array<double, 3> step() const override { return conversion_.step(); }
@@ -45,6 +55,9 @@ public:
 private:
     // Measures the records' integer box and largest colour value.
     bool scanRecords(std::string& error);
+    // The colour depth from records spread over the file.
+    bool sampleColourDepth(std::string& error);
+    void setColourDepth(std::uint16_t largest);
     bool fail(std::string& error, const std::string& reason) const;
 
     std::string path_;
@@ -57,6 +70,10 @@ private:
     bool zeroColour_ = false;  // the format has colour fields, all zero
     unsigned colourShift_ = 8;
     std::uint64_t cursor_ = 0;
+    bool onGrid_ = false;
+    std::array<double, 3> gridStep_{};
+    std::array<double, 3> gridOffset_{};
+    std::uint64_t failureOffset_ = 0;
 };
 
 }  // namespace ovcf

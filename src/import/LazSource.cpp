@@ -64,6 +64,14 @@ bool LazSource::open(const std::string& path, double step, std::string& error) {
         bounds_.min[axis] = header_.min[axis];
         bounds_.max[axis] = header_.max[axis];
     }
+    if (onGrid_) {
+        conversion_.setUpOnGrid(header_, gridStep_, gridOffset_);
+        boundsOnTrust_ = false;
+        if (colourOffset_ >= 0 && !detectColourDepth(error)) return false;
+        conversion_.setColour(colourOffset_, colourShift_);
+        batch_ = {};
+        return true;
+    }
     std::int64_t measured[6] = {};
     const bool headerBox = lasHeaderBoundsUsable(header_);
     // Smaller files are decoded once before reading (a first pass that is cheap for them): the

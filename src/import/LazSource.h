@@ -32,6 +32,18 @@ public:
     // Files of up to this many points (a million unless lowered, by tests) are decoded once at
     // opening, for their exact box and their colour depth; set before open().
     void setMeasuredUpTo(std::uint64_t points) { measuredUpTo_ = points; }
+    // A tile of a survey (TileSetSource), set before open(): its records go onto the survey's
+    // grid and open() decodes no more than the sampled chunks of the colour depth, whatever the
+    // file's size, since the survey's box comes from the tiles' headers.
+    void setGrid(const std::array<double, 3>& step, const std::array<double, 3>& offset) {
+        gridStep_ = step;
+        gridOffset_ = offset;
+        onGrid_ = true;
+    }
+    // The byte of the file where the chunk being read starts, for messages.
+    std::uint64_t failureOffset() const {
+        return nextChunk_ < chunks_.size() ? chunks_[nextChunk_].offset : header_.pointDataOffset;
+    }
 
     std::uint64_t pointCount() const override { return header_.pointCount; }
     std::array<double, 3> step() const override { return conversion_.step(); }
@@ -101,6 +113,9 @@ private:
     bool boundsOnTrust_ = false;  // quantizedBounds() is the header's box, not yet verified
     unsigned threads_ = 0;
     std::uint64_t measuredUpTo_ = std::uint64_t{1} << 20;
+    bool onGrid_ = false;
+    std::array<double, 3> gridStep_{};
+    std::array<double, 3> gridOffset_{};
 
     Batch batch_;                // the chunks being handed out
     Batch next_;                 // the chunks decoded in the background (only that thread touches it)

@@ -92,6 +92,9 @@ public:
     // The last failing call failed because a file of that name already exists (CreateNew).
     bool lastErrorIsAlreadyExists() const;
 
+    // The system's text for a full disk, as lastErrorText() gives it.
+    static std::string diskFullText();
+
     // Removes a file; other handles opened in the share-all mode do not prevent it. Asks the
     // fault hook (Operation::Remove) first.
     static bool deleteFile(const std::string& utf8Path);

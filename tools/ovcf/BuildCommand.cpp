@@ -1,11 +1,13 @@
-// ovcf build: a LAS, PLY or XYZ file into a .ovcf file, through the same out-of-core indexer as
-// the host's in-memory clouds.
+// ovcf build: a LAS, LAZ, PLY or XYZ file, or a survey of many LAS and LAZ tiles (files, folders,
+// lists of them), into a .ovcf file, through the same out-of-core indexer as the host's in-memory
+// clouds.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Commands.h"
 #include "TerminalProgress.h"
@@ -13,6 +15,8 @@
 #include "import/FileSources.h"
 #include "import/ImportSummary.h"
 #include "import/OctreeIndexer.h"
+#include "import/TileInputs.h"
+#include "import/TileSetSource.h"
 #include "platform/SystemFile.h"
 #include "platform/SystemInfo.h"
 
@@ -21,7 +25,9 @@ namespace ovcf::tool {
 namespace {
 
 struct BuildArguments {
-    std::string input;
+    std::vector<TileInput> inputs;
+    bool recursive = false;
+    bool ignoreCrs = false;
     std::string output;
     double step = 0.0;
     std::uint64_t ramMegabytes = 0;  // 0: the default budget
@@ -62,27 +68,42 @@ bool parseBuildArguments(int argc, char** argv, BuildArguments& args) {
             args.temporaryParent = argv[++i];
         } else if (a == "--no-compression") {
             args.compression = false;
+        } else if (a == "--list" && hasValue) {
+            args.inputs.push_back({argv[++i], true});
+        } else if (a == "--recursive") {
+            args.recursive = true;
+        } else if (a == "--ignore-crs") {
+            args.ignoreCrs = true;
         } else if (!a.empty() && a[0] == '-') {
             std::fprintf(stderr, "ovcf: unknown or incomplete option '%s'\n", a.c_str());
             return false;
-        } else if (args.input.empty()) {
-            args.input = a;
         } else {
-            std::fprintf(stderr, "ovcf: more than one input file ('%s')\n", a.c_str());
-            return false;
+            args.inputs.push_back({a, false});
         }
     }
-    if (args.input.empty() || args.output.empty()) {
-        std::fputs("usage: ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n"
-                   "                  [--threads N]\n",
+    if (args.inputs.empty() || args.output.empty()) {
+        std::fputs("usage: ovcf build INPUT... -o OUTPUT.ovcf [--list FILE] [--recursive] [--ignore-crs] [--step M]\n"
+                   "                  [--ram-mb N] [--temp-dir DIR] [--no-compression] [--threads N]\n",
                    stderr);
         return false;
     }
-    if (args.input == args.output || SystemFile::sameFile(args.input, args.output)) {
-        std::fputs("ovcf: the output would overwrite the input\n", stderr);
-        return false;
-    }
     return true;
+}
+
+// False after printing the complaint when the output is one of the inputs, however spelt.
+bool outputIsNotAnInput(const std::vector<std::string>& files, const std::string& output) {
+    for (const std::string& file : files)
+        if (file == output || SystemFile::sameFile(file, output)) {
+            std::fputs("ovcf: the output would overwrite the input\n", stderr);
+            return false;
+        }
+    return true;
+}
+
+// The metadata's source: the file, or the first and last of a survey and how many.
+std::string describeInputs(const std::vector<std::string>& files) {
+    if (files.size() == 1) return files.front();
+    return std::to_string(files.size()) + " file: " + files.front() + " .. " + files.back();
 }
 
 }  // namespace
@@ -108,7 +129,22 @@ int runBuild(int argc, char** argv) {
     if (!parseBuildArguments(argc, argv, args)) return 2;
 
     std::string error;
-    std::unique_ptr<PointSource> source = openPointFile(args.input, args.step, error, args.threads);
+    std::vector<std::string> files;
+    if (!expandTileInputs(args.inputs, args.recursive, files, error)) return reportFailure(error.c_str());
+    if (!outputIsNotAnInput(files, args.output)) return 2;
+    // One file builds as it always has; several make a survey of tiles.
+    std::unique_ptr<PointSource> source;
+    TileSetSource* tiles = nullptr;
+    if (files.size() == 1) {
+        source = openPointFile(files.front(), args.step, error, args.threads);
+    } else {
+        auto set = std::make_unique<TileSetSource>();
+        TileSetOptions tileOptions;
+        tileOptions.step = args.step;
+        tileOptions.threads = args.threads;
+        tileOptions.ignoreCrs = args.ignoreCrs;
+        if (set->open(files, tileOptions, error)) tiles = set.get(), source = std::move(set);
+    }
     if (!source) return reportFailure(error.c_str());
 
     ImportOptions options;
@@ -117,7 +153,7 @@ int runBuild(int argc, char** argv) {
     options.threads = args.threads;
     options.pointFormat = source->fullPointFormat();
     options.temporaryParent = args.temporaryParent;
-    options.sourceDescription = args.input;
+    options.sourceDescription = describeInputs(files);
 
     std::optional<TerminalProgress> bar;
     if (standardErrorIsTerminal()) {
@@ -128,6 +164,8 @@ int runBuild(int argc, char** argv) {
     ImportStats stats;
     const bool built = buildOctree(*source, args.output, options, stats, error);
     if (built) {
+        if (tiles)
+            for (std::size_t i = 0; i < files.size(); ++i) stats.inputs.push_back({files[i], tiles->pointsPerTile()[i]});
         logImportSummary(stats);
         const std::string note = source->colourNote();
         if (!note.empty()) logLine(LogInfo, "colore               : %s", note.c_str());

@@ -11,9 +11,13 @@ namespace {
 void printUsage() {
     std::fputs(
         "usage:\n"
-        "  ovcf build INPUT -o OUTPUT.ovcf [--step M] [--ram-mb N] [--temp-dir DIR] [--no-compression]\n"
-        "             [--threads N]\n"
-        "      INPUT: LAS or LAZ 1.0-1.4 (COPC too), PLY (ASCII or binary) or XYZ[RGB] text\n"
+        "  ovcf build INPUT... -o OUTPUT.ovcf [--list FILE] [--recursive] [--ignore-crs] [--step M]\n"
+        "             [--ram-mb N] [--temp-dir DIR] [--no-compression] [--threads N]\n"
+        "      INPUT: LAS or LAZ 1.0-1.4 (COPC too), PLY (ASCII or binary) or XYZ[RGB] text; several\n"
+        "      LAS or LAZ tiles, or a folder of them (its .las and .laz files in name order;\n"
+        "      --recursive: its subfolders too), build one cloud on one grid\n"
+        "      --list FILE: more inputs, one a line (relative to the list's folder)\n"
+        "      --ignore-crs: builds tiles whose coordinate reference systems differ\n"
         "  ovcf info FILE.ovcf     header, levels, node statistics, metadata\n"
         "  ovcf check FILE.ovcf [--deep]\n"
         "      reads every node with CRC verification, compares the deleted-points map with its count\n"

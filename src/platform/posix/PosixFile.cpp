@@ -194,6 +194,12 @@ std::string SystemFile::lastErrorText() const {
     return message && *message ? std::string(message) : std::string("unknown error");
 }
 
+std::string SystemFile::diskFullText() {
+    char buffer[256] = {};
+    const char* message = pickMessage(strerror_r(ENOSPC, buffer, sizeof buffer), buffer);
+    return message ? std::string(message) : std::string();
+}
+
 bool SystemFile::lastErrorIsNotFound() const { return !endOfFile_ && (lastError_ == ENOENT || lastError_ == ENOTDIR); }
 
 bool SystemFile::lastErrorIsAlreadyExists() const { return !endOfFile_ && lastError_ == EEXIST; }

@@ -189,6 +189,8 @@ std::string SystemFile::lastErrorText() const {
     return win32ErrorText(static_cast<unsigned long>(lastError_));
 }
 
+std::string SystemFile::diskFullText() { return win32ErrorText(ERROR_DISK_FULL); }
+
 bool SystemFile::lastErrorIsNotFound() const {
     return !endOfFile_ && (lastError_ == ERROR_FILE_NOT_FOUND || lastError_ == ERROR_PATH_NOT_FOUND);
 }
