@@ -176,6 +176,21 @@ inline std::vector<std::uint8_t> wholeFile(const std::string& path) {
     return std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// The file with its metadata's creation time blanked: the only bytes a second build changes.
+inline std::vector<std::uint8_t> cacheBytesApartFromCreation(const std::string& path) {
+    std::vector<std::uint8_t> bytes = wholeFile(path);
+    FileHeader header;
+    std::string error;
+    EXPECT_EQ(OvcfReader::probeHeader(path, header, error), ProbeValid) << error;
+    const std::string key = "created=";
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(header.metadataOffset);
+    const auto end = begin + static_cast<std::ptrdiff_t>(header.metadataSize);
+    auto at = std::search(begin, end, key.begin(), key.end());
+    EXPECT_NE(at, end) << "no creation time in the metadata";
+    for (at = at == end ? end : at + static_cast<std::ptrdiff_t>(key.size()); at != end && *at != '\n'; ++at) *at = '0';
+    return bytes;
+}
+
 // Every point of a source, read `batch` points a call until it gives none.
 inline std::vector<PointRecord> readPoints(PointSource& source, std::size_t batch = 1000) {
     std::vector<PointRecord> all, buffer(batch);

@@ -24,6 +24,8 @@ struct LasTestFile {
     double scale[3] = {0.01, 0.01, 0.01};
     double offset[3] = {1000.0, 2000.0, 0.0};
     bool writeBounds = true;  // false leaves the header's box at zero
+    std::string crsWkt;       // not empty: an OGC WKT reference system record ("LASF_Projection" 2112)
+    bool crsAfterPoints = false;  // LAS 1.4: the record as an extended one after the points
     std::vector<LasTestPoint> points;
 
     static std::uint16_t standardLength(std::uint8_t format) {
@@ -34,8 +36,13 @@ struct LasTestFile {
     std::vector<std::uint8_t> bytes() const {
         const std::uint16_t headerSize = versionMinor >= 4 ? 375 : versionMinor == 3 ? 235 : 227;
         const std::uint16_t recordLength = static_cast<std::uint16_t>(standardLength(pointFormat) + extraBytes);
-        const std::uint32_t dataOffset = headerSize + 10;  // a few bytes of padding, as VLRs would leave
-        std::vector<std::uint8_t> out(dataOffset + points.size() * recordLength, 0);
+        const bool crsBefore = !crsWkt.empty() && !crsAfterPoints;
+        const bool crsAfter = !crsWkt.empty() && crsAfterPoints;
+        const std::size_t vlrBytes = crsBefore ? 54 + crsWkt.size() : 0;
+        // A few bytes of padding, as VLRs would leave.
+        const std::uint32_t dataOffset = static_cast<std::uint32_t>(headerSize + vlrBytes + 10);
+        const std::size_t evlrAt = dataOffset + points.size() * recordLength;
+        std::vector<std::uint8_t> out(evlrAt + (crsAfter ? 60 + crsWkt.size() : 0), 0);
         auto put = [&](std::size_t at, const void* v, std::size_t n) { std::memcpy(out.data() + at, v, n); };
         auto put16 = [&](std::size_t at, std::uint16_t v) { put(at, &v, 2); };
         auto put32 = [&](std::size_t at, std::uint32_t v) { put(at, &v, 4); };
@@ -66,6 +73,21 @@ struct LasTestFile {
             putDouble(187 + 16 * a, writeBounds ? low[a] : 0.0);
         }
         if (versionMinor >= 4) put64(247, points.size());
+        if (crsBefore) {
+            put32(100, 1);
+            put(headerSize + 2, "LASF_Projection", 15);
+            put16(headerSize + 18, 2112);
+            put16(headerSize + 20, static_cast<std::uint16_t>(crsWkt.size()));
+            put(headerSize + 54, crsWkt.data(), crsWkt.size());
+        }
+        if (crsAfter) {
+            put64(235, evlrAt);
+            put32(243, 1);
+            put(evlrAt + 2, "LASF_Projection", 15);
+            put16(evlrAt + 18, 2112);
+            put64(evlrAt + 20, crsWkt.size());
+            put(evlrAt + 60, crsWkt.data(), crsWkt.size());
+        }
         const int colourAt[11] = {-1, -1, 20, 28, -1, 28, -1, 30, 30, -1, 30};
         for (std::size_t i = 0; i < points.size(); ++i) {
             const LasTestPoint& p = points[i];

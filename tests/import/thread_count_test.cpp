@@ -22,21 +22,6 @@ namespace {
 using test::LasTestFile;
 using test::TempDir;
 
-// The file with its metadata's creation time blanked: the only bytes a second build changes.
-std::vector<std::uint8_t> cacheBytesApartFromCreation(const std::string& path) {
-    std::vector<std::uint8_t> bytes = test::wholeFile(path);
-    FileHeader header;
-    std::string error;
-    EXPECT_EQ(OvcfReader::probeHeader(path, header, error), ProbeValid) << error;
-    const std::string key = "created=";
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(header.metadataOffset);
-    const auto end = begin + static_cast<std::ptrdiff_t>(header.metadataSize);
-    auto at = std::search(begin, end, key.begin(), key.end());
-    EXPECT_NE(at, end) << "no creation time in the metadata";
-    for (at = at == end ? end : at + static_cast<std::ptrdiff_t>(key.size()); at != end && *at != '\n'; ++at) *at = '0';
-    return bytes;
-}
-
 TEST(ThreadCountTest, CachesAndLazExportsAreTheSameBytesWhateverTheThreadCount) {
     TempDir dir("thread_count");
     TempDir scratch("thread_count_scratch");
@@ -81,7 +66,7 @@ TEST(ThreadCountTest, CachesAndLazExportsAreTheSameBytesWhateverTheThreadCount) 
             ImportStats stats;
             ASSERT_TRUE(buildOctree(*source, cache, options, stats, error)) << threads << " threads: " << error;
             EXPECT_EQ(stats.temporaryBytes > 0, c.ramBudget < (2u << 20));
-            const std::vector<std::uint8_t> bytes = cacheBytesApartFromCreation(cache);
+            const std::vector<std::uint8_t> bytes = test::cacheBytesApartFromCreation(cache);
             if (threads == 1) first = bytes;
             else EXPECT_TRUE(bytes == first) << threads << " threads";
         }
