@@ -186,7 +186,8 @@ bool LazSource::readChunkTable(std::string& reason) {
         if (file_.read(word, 8, reason)) tableAt = le::u64(word);
     }
     if (!validTable(tableAt)) {
-        reason = "the LAZ chunk table is missing or lies beyond the end of the file (truncated file?)";
+        reason = "the LAZ chunk table is missing or lies beyond the end of the file at byte " + std::to_string(size) +
+                 " (truncated file?)";
         return false;
     }
     file_.seek(tableAt);
