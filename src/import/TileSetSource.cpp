@@ -85,9 +85,9 @@ bool TileSetSource::quantizedBounds(std::array<std::uint32_t, 3>& min, std::arra
     return true;
 }
 
+// Reads the tiles again from the first, with the box the first reading measured.
 bool TileSetSource::restartWithBounds(const std::array<std::uint32_t, 3>& min, const std::array<std::uint32_t, 3>& max,
-                                      std::string& error) {
-    (void)error;
+                                      std::string&) {
     if (!boundsOnTrust_) return false;
     closeTile();
     current_ = 0;
