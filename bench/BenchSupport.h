@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace ovcf::bench {
 
@@ -70,5 +72,51 @@ inline void printScaling(const char* label, double one, double all, unsigned thr
                 "16 cores %.2f s\n",
                 label, one / all, threads, serial, parallel, serial + parallel / 8, serial + parallel / 16);
 }
+
+// "load 1.23/1.10": the one- and five-minute load averages, printed beside each stage's figures.
+inline std::string loadText() {
+    double one = 0, five = 0;
+    if (std::FILE* f = std::fopen("/proc/loadavg", "r")) {
+        if (std::fscanf(f, "%lf %lf", &one, &five) != 2) one = five = 0;
+        std::fclose(f);
+    }
+    char text[48];
+    std::snprintf(text, sizeof text, "load %.2f/%.2f", one, five);
+    return text;
+}
+
+// The peak resident memory of the whole run: each stage resets the kernel's peak to measure its
+// own, so the peak seen before every reset is kept here.
+inline double runPeakMiB() {
+    static double peak = 0;
+    peak = std::max(peak, statusMiB("VmHWM:"));
+    return peak;
+}
+
+// One stage of a long run, timed from its construction: seconds, million points per second, the
+// peak resident memory and how far it rose above the resident memory at the stage's start, and the
+// processor seconds of all the process's threads.
+struct StageFigures {
+    const char* name;
+    Clock::time_point start;
+    double residentAtStart;
+    double processorAtStart;
+    explicit StageFigures(const char* label) : name(label) {
+        runPeakMiB();
+        resetPeakResident();
+        residentAtStart = statusMiB("VmRSS:");
+        processorAtStart = processorSeconds();
+        start = Clock::now();
+    }
+    // `points` is what the stage went through; `note` ends the line.
+    void report(std::uint64_t points, const char* note = "") const {
+        const double seconds = secondsSince(start);
+        const double peak = statusMiB("VmHWM:");
+        std::printf("%-31s %7.2f s %8.2f M points/s  cpu %6.2f s  peak %6.0f MiB (%+5.0f MiB over its start)  %s%s\n",
+                    name, seconds, double(points) / seconds / 1e6, processorSeconds() - processorAtStart, peak,
+                    peak - residentAtStart, loadText().c_str(), note);
+        std::fflush(stdout);
+    }
+};
 
 }  // namespace ovcf::bench

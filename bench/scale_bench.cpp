@@ -21,6 +21,7 @@
 #include <string>
 
 #include "BenchSupport.h"
+#include "SurveyTerrain.h"
 #include "OrvanePC.h"
 #include "ParentWindow.h"
 #include "ViewInput.h"
@@ -32,34 +33,12 @@ using ovcf::bench::processorSeconds;
 using ovcf::bench::resetPeakResident;
 using ovcf::bench::secondsSince;
 using ovcf::bench::statusMiB;
+using Stage = ovcf::bench::StageFigures;
 
 namespace {
 
 constexpr int kWidth = 1280, kHeight = 720;
 constexpr double kStep = 0.001;
-
-// xoshiro-like generator, cheap enough that generating 300 million points stays a small part of
-// the run.
-struct FastRandom {
-    std::uint64_t s;
-    std::uint64_t next() {
-        s += 0x9E3779B97F4A7C15ull;
-        std::uint64_t z = s;
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-        return z ^ (z >> 31);
-    }
-    double unit() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
-};
-
-double terrainHeight(double x, double y) {
-    return 180.0 + 12.0 * std::sin(x / 310.0) * std::cos(y / 270.0) + 4.0 * std::sin((x + 2 * y) / 95.0);
-}
-
-std::uint32_t rgb(int r, int g, int b) {
-    auto clamp = [](int v) { return static_cast<std::uint32_t>(v < 0 ? 0 : v > 255 ? 255 : v); };
-    return (clamp(r) << 16) | (clamp(g) << 8) | clamp(b);
-}
 
 // The host's cloud, as a host holds it: count x 3 doubles and count packed colours, allocated
 // once at their final size (no growth, no copy) and filled in place. A 2 km x 2 km site at the
@@ -72,72 +51,25 @@ struct HostCloud {
 
     explicit HostCloud(std::uint64_t n) : xyz(new double[3 * n]), colours(new std::uint32_t[n]), count(n) {
         constexpr int kTiles = 40;
-        constexpr double kTile = 50.0, kOriginX = 681000.0, kOriginY = 5021000.0;
-        FastRandom random{20261123};
+        constexpr double kOriginX = 681000.0, kOriginY = 5021000.0;
+        bench::FastRandom random{20261123};
         std::uint64_t at = 0;
         const std::uint64_t perTile = n / (kTiles * kTiles);
         for (int row = 0; row < kTiles; ++row)
             for (int column = 0; column < kTiles; ++column) {
                 const int tx = row % 2 == 0 ? column : kTiles - 1 - column;
-                const double x0 = tx * kTile, y0 = row * kTile;
-                const double h00 = terrainHeight(x0, y0), h10 = terrainHeight(x0 + kTile, y0);
-                const double h01 = terrainHeight(x0, y0 + kTile), h11 = terrainHeight(x0 + kTile, y0 + kTile);
-                auto ground = [&](double u, double v) {
-                    return (h00 * (1 - u) + h10 * u) * (1 - v) + (h01 * (1 - u) + h11 * u) * v;
-                };
-                const bool building = (tx * 7 + row * 13) % 3 == 0;
-                const double bw = 12 + 23 * random.unit(), bd = 12 + 23 * random.unit(), bh = 5 + 25 * random.unit();
-                const double bu = (kTile - bw) / 2 / kTile, bv = (kTile - bd) / 2 / kTile;
-                const double roofBase = ground(0.5, 0.5) + bh;
-                double treeU = random.unit(), treeV = random.unit(), crown = 3.0;
                 const std::uint64_t end = row == kTiles - 1 && column == kTiles - 1 ? n : at + perTile;
-                for (; at < end; ++at) {
-                    double u = random.unit(), v = random.unit(), z;
-                    std::uint32_t colour;
-                    const double kind = random.unit(), r = random.unit();
-                    if (kind < 0.03) {  // noise: birds, multipath
-                        z = ground(u, v) + (r < 0.5 ? -5.0 * r : 80.0 * r);
-                        colour = static_cast<std::uint32_t>(random.next()) & 0xFFFFFF;
-                    } else if (kind < 0.20 && building) {  // roof
-                        u = bu + u * bw / kTile;
-                        v = bv + v * bd / kTile;
-                        z = roofBase + 0.04 * (r - 0.5);
-                        colour = rgb(150 + int(20 * r), 60, 50);
-                    } else if (kind < 0.37) {  // a tree crown, one tree after another
-                        if (r < 0.002) {
-                            treeU = random.unit();
-                            treeV = random.unit();
-                            crown = 2 + 4 * random.unit();
-                        }
-                        const double a = 6.283185307179586 * u, d = crown * std::sqrt(v) / kTile;
-                        u = std::fmin(std::fmax(treeU + d * std::cos(a), 0.0), 1.0);
-                        v = std::fmin(std::fmax(treeV + d * std::sin(a), 0.0), 1.0);
-                        z = ground(treeU, treeV) + crown * (1.2 + r);
-                        colour = rgb(40 + int(40 * r), 90 + int(60 * kind), 40);
-                    } else {  // bare earth and grass
-                        z = ground(u, v) + 0.04 * (r - 0.5);
-                        colour = rgb(120 + int(20 * r), 110 + int(30 * v), 70);
-                    }
-                    double* p = xyz.get() + 3 * at;
-                    p[0] = kOriginX + x0 + u * kTile;
-                    p[1] = kOriginY + y0 + v * kTile;
-                    p[2] = z;
-                    colours[at] = colour;
-                }
+                bench::generateSurveyCell(tx * bench::kSurveyCell, row * bench::kSurveyCell, end - at, random,
+                                          [&](double x, double y, double z, std::uint32_t colour, std::uint8_t) {
+                                              double* p = xyz.get() + 3 * at++;
+                                              p[0] = kOriginX + x;
+                                              p[1] = kOriginY + y;
+                                              p[2] = z;
+                                              colours[at - 1] = colour;
+                                          });
             }
     }
 };
-
-std::string loadAverage() {
-    double one = 0, five = 0;
-    if (std::FILE* f = std::fopen("/proc/loadavg", "r")) {
-        if (std::fscanf(f, "%lf %lf", &one, &five) != 2) one = five = 0;
-        std::fclose(f);
-    }
-    char text[48];
-    std::snprintf(text, sizeof text, "load %.2f/%.2f", one, five);
-    return text;
-}
 
 std::string lastError() {
     char text[512];
@@ -150,35 +82,6 @@ void onLog(int, const char* message, void*) {
     for (const char* start : {"tempo lettura", "tempo indicizzazione", "temporanei su disco", "budget RAM", "nodi    "})
         if (std::strncmp(message, start, std::strlen(start)) == 0) std::printf("      %s\n", message);
 }
-
-// The peak of the whole run: each stage resets the kernel's peak to measure its own, so the
-// peaks seen before every reset are kept here.
-double runPeakMiB = 0;
-
-void notePeak() { runPeakMiB = std::max(runPeakMiB, statusMiB("VmHWM:")); }
-
-struct Stage {
-    const char* name;
-    Clock::time_point start;
-    double residentAtStart;
-    double processorAtStart;
-    explicit Stage(const char* label) : name(label) {
-        notePeak();
-        resetPeakResident();
-        residentAtStart = statusMiB("VmRSS:");
-        processorAtStart = processorSeconds();
-        start = Clock::now();
-    }
-    // Prints the figures; `points` is what the stage went through.
-    void report(std::uint64_t points, const char* note = "") const {
-        const double seconds = secondsSince(start);
-        const double peak = statusMiB("VmHWM:");
-        std::printf("%-31s %7.2f s %8.2f M points/s  cpu %6.2f s  peak %6.0f MiB (%+5.0f MiB over its start)  %s%s\n", name,
-                    seconds, double(points) / seconds / 1e6, processorSeconds() - processorAtStart, peak,
-                    peak - residentAtStart, loadAverage().c_str(), note);
-        std::fflush(stdout);
-    }
-};
 
 }  // namespace
 
@@ -193,7 +96,7 @@ int main(int argc, char** argv) {
     HostCloud cloud(count);
     std::printf("host cloud: %llu points generated in %.1f s, %.0f MiB of arrays (resident %.0f MiB), %s\n",
                 static_cast<unsigned long long>(count), secondsSince(start), double(count) * 28.0 / 1048576.0,
-                statusMiB("VmRSS:"), loadAverage().c_str());
+                statusMiB("VmRSS:"), bench::loadText().c_str());
 
     {
         Stage stage("build from memory");
@@ -269,8 +172,7 @@ int main(int argc, char** argv) {
     }
     PC_DestroyView(view);
     PC_SetLogCallback(nullptr, nullptr);
-    notePeak();
-    std::printf("peak resident memory of the whole run: %.0f MiB\n", runPeakMiB);
+    std::printf("peak resident memory of the whole run: %.0f MiB\n", bench::runPeakMiB());
     std::filesystem::remove(cache);
     return ok ? 0 : 1;
 }

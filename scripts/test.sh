@@ -88,6 +88,9 @@ asan_build=$!
 export WINEPREFIX="$root/build/windows/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 echo "== preparing the Wine prefix"
 wineboot -i >/dev/null 2>&1 || true
+# Without a window manager on the private X server, Wine waits two seconds for every managed
+# window it hides or destroys to be withdrawn; unmanaged windows are destroyed at once.
+wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 || true
 # A program that starts while the previous one's wineserver is shutting down can die at once with
 # "recvmsg: Connection reset by peer"; such a program gets one more run.
 run_ctest windows-under-wine build/windows --repeat until-pass:2
@@ -110,6 +113,9 @@ fi
 echo "== ThreadSanitizer build (file, import, node-loading, selection code, concurrent views)"
 cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANE_SANITIZE=thread -DORVANE_DEMO=OFF >/dev/null
 cmake --build build/tsan -j"$jobs" --target ovcf_tests import_tests streaming_tests selection_tests concurrency_tests
+# Left out: long single-threaded loops (every fault point of a rebuild, every export format, grid
+# coarsening, the shared samples) whose threaded paths other tests here already run.
+GTEST_FILTER='-FileFaultTest.EveryFailingWriteFlushOrRenameOfARebuildLeavesTheOldCache:IsolatedFilterGrid.LargeOrSparseGridsAreCoarsenedAndLogTheLargerRadius:PointExportTest.EveryFormatReadsBackAsTheSurvivingPoints:LasSourceTest.SharedSamplesBuildIntoFilesThatKeepEveryPointAndClass' \
 TSAN_OPTIONS="halt_on_error=1 suppressions=$root/scripts/tsan.supp" run_ctest tsan build/tsan -R '^(ovcf|import|streaming|selection|concurrency)$'
 
 if [ -x "$root/scripts/run-fuzz.sh" ]; then
