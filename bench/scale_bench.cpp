@@ -135,8 +135,9 @@ int main(int argc, char** argv) {
         else std::printf("open failed: %s\n", lastError().c_str());
     }
     if (ok) {
-        PC_SetStandardView(view, 0);  // from the top: the whole site inside the window
+        // Zoom-all turns to the three-quarter view; the top view then keeps its distance.
         PC_ZoomAll(view);
+        PC_SetStandardView(view, 0);
         while (PC_Render(view) == 1) {
         }
         PC_SetSelectionTool(view, 1);

@@ -230,8 +230,9 @@ bool editInView(const std::string& cache, std::uint64_t count, Costs& costs) {
     }
     std::uint64_t selected = 0;
     if (ok) {
-        PC_SetStandardView(view, 0);  // from the top: the whole survey inside the window
+        // Zoom-all turns to the three-quarter view; the top view then keeps its distance.
         PC_ZoomAll(view);
+        PC_SetStandardView(view, 0);
         while (PC_Render(view) == 1) {
         }
         PC_SetSelectionTool(view, 1);
