@@ -91,9 +91,15 @@ wineboot -i >/dev/null 2>&1 || true
 # Without a window manager on the private X server, Wine waits two seconds for every managed
 # window it hides or destroys to be withdrawn; unmanaged windows are destroyed at once.
 wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 || true
-# A program that starts while the previous one's wineserver is shutting down can die at once with
-# "recvmsg: Connection reset by peer"; such a program gets one more run.
-run_ctest windows-under-wine build/windows --repeat until-pass:2
+# One wineserver for the whole stage: a program that starts while the previous one's wineserver is
+# shutting down can lose its connection ("Connection reset by peer", "Bad file descriptor") and die
+# at once, or crash into a debugger that never returns. Wine's services, started by the server's
+# first program, keep that program's standard streams open while the server lives, so wineboot,
+# not a test whose output ctest reads to the end, starts them. A failed program still gets one
+# more run, and none runs longer than ten minutes.
+wineserver -p
+wineboot >/dev/null 2>&1 </dev/null || true
+run_ctest windows-under-wine build/windows --repeat until-pass:2 --timeout 600
 run_step "SDK for Windows: installed tree, example host by find_package with MinGW and by clang + lld-link against OrvanePC.lib, under Wine" \
   bash "$root/scripts/check-sdk.sh" --windows build/windows build/sdk/windows
 wineserver -k >/dev/null 2>&1 || true
