@@ -129,6 +129,15 @@ bool writeTile(const std::string& path, int tileX, int tileY, std::uint64_t poin
     return ok && flush() && writer->finish(error);
 }
 
+// The child's peak resident memory so far ("VmHWM:" of /proc/PID/status). Its rusage would not
+// do: a child made by vfork and exec starts its peak from this process's resident memory.
+double childPeakMiB(pid_t child) {
+    std::ifstream in("/proc/" + std::to_string(child) + "/status");
+    for (std::string line; std::getline(in, line);)
+        if (line.rfind("VmHWM:", 0) == 0) return std::atof(line.c_str() + 6) / 1024.0;
+    return 0;
+}
+
 struct ToolRun {
     bool ok = false;
     double seconds = 0, processor = 0, peakMiB = 0;
@@ -162,11 +171,11 @@ ToolRun runTool(const std::vector<std::string>& arguments, const std::string& lo
         if (done == child) break;
         if (done < 0) return run;
         if (!scratch.empty()) run.mostScratch = std::max(run.mostScratch, folderBytes(scratch));
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        run.peakMiB = std::max(run.peakMiB, childPeakMiB(child));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     run.seconds = secondsSince(start);
     run.processor = usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
-    run.peakMiB = usage.ru_maxrss / 1024.0;
     run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     return run;
 }
