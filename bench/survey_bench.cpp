@@ -10,12 +10,14 @@
 // (of the tool's process for 2, 7 and 8) and, for the build, the most scratch disk in use at once.
 // The last lines give each stage's cost per point, to hold a billion-point run against a 100 M one.
 //
-// usage: survey_bench [POINTS] [FOLDER] [--tile-points N] [--keep]
+// usage: survey_bench [POINTS] [FOLDER] [--tile-points N] [--keep] [--reuse-tiles]
 //   POINTS 100 million by default (run again with 1000000000); FOLDER the system's temporary
-//   folder; the tiles, the cache and the export are removed at the end unless --keep.
+//   folder; the tiles, the cache and the export are removed at the end unless --keep; with
+//   --reuse-tiles, the tiles a run kept are built again without being made anew.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -61,15 +63,14 @@ struct Costs {
     void add(const std::string& stage, double seconds) { rows.emplace_back(stage, seconds); }
 };
 
+// The disk the folder's files take: their allocated blocks, so that the holes the indexer punches
+// in a bucket file it has read do not count.
 std::uint64_t folderBytes(const fs::path& folder) {
     std::uint64_t total = 0;
     std::error_code ec;
     for (fs::recursive_directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
-        std::error_code sizeError;
-        if (it->is_regular_file(sizeError)) {
-            const auto size = it->file_size(sizeError);
-            if (!sizeError) total += size;
-        }
+        struct stat info{};
+        if (::stat(it->path().c_str(), &info) == 0 && S_ISREG(info.st_mode)) total += std::uint64_t(info.st_blocks) * 512;
     }
     return total;
 }
@@ -283,31 +284,39 @@ bool editInView(const std::string& cache, std::uint64_t count, Costs& costs) {
 int main(int argc, char** argv) {
     std::uint64_t count = 100000000, tilePoints = 20000000;
     std::string folderArgument;
-    bool keep = false, countGiven = false;
+    bool keep = false, reuseTiles = false, countGiven = false;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--keep") keep = true;
+        else if (a == "--reuse-tiles") reuseTiles = true;
         else if (a == "--tile-points" && i + 1 < argc) tilePoints = std::strtoull(argv[++i], nullptr, 10);
         else if (!countGiven && std::isdigit(static_cast<unsigned char>(a[0]))) count = std::strtoull(a.c_str(), nullptr, 10), countGiven = true;
         else folderArgument = a;
     }
     if (count == 0 || tilePoints < 100) {
-        std::fputs("usage: survey_bench [POINTS] [FOLDER] [--tile-points N] [--keep]\n", stderr);
+        std::fputs("usage: survey_bench [POINTS] [FOLDER] [--tile-points N] [--keep] [--reuse-tiles]\n", stderr);
         return 2;
     }
     const fs::path folder = fs::path(folderArgument.empty() ? fs::temp_directory_path().string() : folderArgument) /
                             ("survey_bench_" + std::to_string(count));
     const fs::path tiles = folder / "tiles", scratch = folder / "scratch";
     const std::string cache = (folder / "survey.ovcf").string(), exported = (folder / "survivors.laz").string();
-    fs::remove_all(folder);
+    const std::uint64_t tileCount = (count + tilePoints - 1) / tilePoints;
+    std::error_code listError;
+    const bool tilesThere = reuseTiles && fs::is_directory(tiles) &&
+                            std::uint64_t(std::distance(fs::directory_iterator(tiles, listError), fs::directory_iterator())) == tileCount;
+    for (const fs::path& old : {scratch, fs::path(cache), fs::path(exported)}) fs::remove_all(old);
+    if (!tilesThere) fs::remove_all(folder);
     fs::create_directories(tiles);
     fs::create_directories(scratch);
     setStandardErrorEcho(false);
     Costs costs;
 
-    const std::uint64_t tileCount = (count + tilePoints - 1) / tilePoints;
     const int columns = static_cast<int>(std::ceil(std::sqrt(double(tileCount))));
-    {
+    if (tilesThere) {
+        std::printf("the LAZ tiles of the last run: %llu tiles, %.0f MiB\n", static_cast<unsigned long long>(tileCount),
+                    mib(folderBytes(tiles)));
+    } else {
         bench::StageFigures stage("make the LAZ tiles");
         std::string error;
         std::uint64_t made = 0;
