@@ -97,6 +97,7 @@ wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 
 # first program, keep that program's standard streams open while the server lives, so wineboot,
 # not a test whose output ctest reads to the end, starts them. A failed program still gets one
 # more run, and none runs longer than ten minutes.
+wineserver -w  # the server of the steps above ends first: a second one cannot start while it runs
 wineserver -p
 wineboot >/dev/null 2>&1 </dev/null || true
 run_ctest windows-under-wine build/windows --repeat until-pass:2 --timeout 600
