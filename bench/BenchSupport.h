@@ -44,10 +44,14 @@ inline void resetPeakResident() {
 
 // Processor seconds of all the process's threads (user and system): on a shared machine the wall
 // clock also counts the time other programs held the cores.
+inline double processorSeconds(const rusage& usage) {
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
+}
+
 inline double processorSeconds() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
+    return processorSeconds(usage);
 }
 
 // The one-minute load average, to print with each figure: other programs share the cores.

@@ -176,7 +176,7 @@ ToolRun runTool(const std::vector<std::string>& arguments, const std::string& lo
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     run.seconds = secondsSince(start);
-    run.processor = usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
+    run.processor = bench::processorSeconds(usage);
     run.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     return run;
 }

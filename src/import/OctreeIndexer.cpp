@@ -13,8 +13,8 @@
 #include "import/PointBucket.h"
 #include "import/SourceReading.h"
 #include "import/TemporaryFolder.h"
+#include "ovcf/FileName.h"
 #include "platform/SystemFile.h"
-#include "platform/SystemInfo.h"
 
 namespace ovcf {
 
@@ -64,19 +64,13 @@ void collectWriterStats(const OvcfWriter& writer, ImportStats& stats) {
     stats.signatureOut = writer.signature();
 }
 
-// A full disk is named: the scratch folder's parent when a bucket's file failed, else the
-// output's folder (the new file is written there under a temporary name).
-void nameTheFullDisk(const ImportOptions& options, const std::string& outputPath, std::string& error) {
+// A full disk is named: the folder holding the scratch folder when a bucket's file failed, else
+// the output's folder (the new file is written there under a temporary name).
+void nameTheFullDisk(const std::string& scratchFolder, const std::string& outputPath, std::string& error) {
     const std::string full = SystemFile::diskFullText();
     if (full.empty() || error.find(full) == std::string::npos) return;
-    std::string folder;
-    if (error.find("temporary file") != std::string::npos) {
-        folder = options.temporaryParent.empty() ? systemTemporaryFolder() : options.temporaryParent;
-    } else {
-        const std::size_t slash = outputPath.find_last_of("/\\");
-        folder = slash == std::string::npos ? "." : outputPath.substr(0, slash == 0 ? 1 : slash);
-    }
-    error += " (writing in '" + folder + "')";
+    const std::string folder = folderOf(error.find("temporary file") != std::string::npos ? scratchFolder : outputPath);
+    error += " (writing in '" + (folder.empty() ? std::string(".") : folder) + "')";
 }
 
 // The integer box of a source that knows it before reading, when the root will be split: then
@@ -188,7 +182,7 @@ bool buildOctree(PointSource& source, const std::string& outputPath, const Impor
         logLine(LogWarn, "griglia %u ridotta a %u: il campione di un nodo non starebbe nel budget RAM di %s",
                 options.gridSize, effective.gridSize, formatSize(options.ramBudget).c_str());
     const bool built = indexSource(source, outputPath, effective, folder.path(), stats, error);
-    if (!built) nameTheFullDisk(options, outputPath, error);
+    if (!built) nameTheFullDisk(folder.path(), outputPath, error);
     folder.remove();
     stats.totalSeconds = secondsSince(start);
     return built;

@@ -5,6 +5,7 @@
 
 #include "import/BufferedFileReader.h"
 #include "import/TextLines.h"
+#include "ovcf/FileName.h"
 #include "platform/SystemInfo.h"
 
 namespace ovcf {
@@ -14,11 +15,6 @@ namespace {
 bool isAbsolutePath(const std::string& path) {
     if (!path.empty() && (path[0] == '/' || path[0] == '\\')) return true;
     return path.size() >= 2 && std::isalpha(static_cast<unsigned char>(path[0])) && path[1] == ':';
-}
-
-std::string folderOf(const std::string& path) {
-    const std::size_t slash = path.find_last_of("/\\");
-    return slash == std::string::npos ? std::string() : path.substr(0, slash == 0 ? 1 : slash);
 }
 
 std::string trimmed(std::string_view line) {

@@ -304,37 +304,43 @@ TEST(ReadBackOrder, PointsInThickElevationSlicesComeOutSortedAndWhole) {
     }
 }
 
-// Writes the cloud, opens it and deletes every `every`-th point in a fresh history; the point
-// count, 0 (after a failure) when the file cannot be opened.
-std::uint64_t openWithEveryNthDeleted(const KnownCloud& cloud, const std::string& path, std::uint64_t every,
-                                      OvcfReader& reader, DeletionHistory& history) {
-    writeCloud(path, cloud);
-    std::string error;
-    if (!reader.open(path, error)) {
-        ADD_FAILURE() << error;
-        return 0;
+// The cloud written to a folder of its own, opened, and every `every`-th point deleted in a fresh
+// history; `count` is the point count, 0 (after a failure) when the file cannot be opened.
+struct EveryNthDeleted {
+    TempDir dir;
+    std::string path;
+    OvcfReader reader;
+    DeletionHistory history;
+    std::uint64_t count = 0;
+
+    EveryNthDeleted(const KnownCloud& cloud, const std::string& name, std::uint64_t every)
+        : dir("orvane_" + name), path(dir.file(name + ".ovcf")) {
+        writeCloud(path, cloud);
+        std::string error;
+        if (!reader.open(path, error)) {
+            ADD_FAILURE() << error;
+            return;
+        }
+        count = reader.header().pointCount;
+        history.open(path, describeNodes(reader.header(), reader.nodes(), {}), {}, count, 0);
+        PointBitmap selection;
+        selection.reset(count);
+        for (std::uint64_t g = 0; g < count; g += every) selection.set(g);
+        bool changed = false;
+        history.deleteSelected(selection, changed);
     }
-    const std::uint64_t n = reader.header().pointCount;
-    history.open(path, describeNodes(reader.header(), reader.nodes(), {}), {}, n, 0);
-    PointBitmap selection;
-    selection.reset(n);
-    for (std::uint64_t g = 0; g < n; g += every) selection.set(g);
-    bool changed = false;
-    history.deleteSelected(selection, changed);
-    return n;
-}
+};
 
 TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
     // 585 nodes and thick elevation slices (16 quanta), deletions scattered over many nodes.
     KnownCloud cloud = fullTree(3, 60);
     cloud.params.rootExponent = 24;
-    TempDir dir("orvane_threads");
-    OvcfReader reader;
-    DeletionHistory history;
-    std::string error;
-    const std::string path = dir.file("threads.ovcf");
-    const std::uint64_t n = openWithEveryNthDeleted(cloud, path, 13, reader, history);
+    EveryNthDeleted opened(cloud, "threads", 13);
+    const std::uint64_t n = opened.count;
     ASSERT_GT(n, 0u);
+    const std::string& path = opened.path;
+    const DeletionHistory& history = opened.history;
+    std::string error;
 
     struct Output {
         std::int64_t written;
@@ -390,13 +396,12 @@ TEST(ReadBackOrder, EqualHeightsKeepFileOrderWhateverTheBucketsAndThreads) {
             }
             cloud.nodes.push_back({key, points});
         }
-        TempDir dir("orvane_heights");
-        OvcfReader reader;
-        DeletionHistory history;
-        std::string error;
-        const std::string path = dir.file("heights.ovcf");
-        const std::uint64_t n = openWithEveryNthDeleted(cloud, path, 11, reader, history);
+        EveryNthDeleted opened(cloud, "heights", 11);
+        const std::uint64_t n = opened.count;
         ASSERT_GT(n, 0u);
+        const std::string& path = opened.path;
+        const DeletionHistory& history = opened.history;
+        std::string error;
 
         for (const bool survivorsOnly : {false, true}) {
             std::vector<double> xyz(3 * n);
