@@ -329,6 +329,11 @@ struct EveryNthDeleted {
         bool changed = false;
         history.deleteSelected(selection, changed);
     }
+
+    // What the read-back needs of this file and its deletions, read on `threads` workers.
+    ReadBackSource source(unsigned threads) const {
+        return {path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}, threads};
+    }
 };
 
 TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
@@ -338,8 +343,6 @@ TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
     EveryNthDeleted opened(cloud, "threads", 13);
     const std::uint64_t n = opened.count;
     ASSERT_GT(n, 0u);
-    const std::string& path = opened.path;
-    const DeletionHistory& history = opened.history;
     std::string error;
 
     struct Output {
@@ -350,7 +353,7 @@ TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
         bool operator==(const Output&) const = default;
     };
     const auto read = [&](unsigned threads, bool survivorsOnly, bool sort) {
-        const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}, threads};
+        const ReadBackSource source = opened.source(threads);
         Output out{0, std::vector<double>(3 * n), std::vector<std::uint32_t>(n), std::vector<std::uint8_t>(n)};
         const HostPointBuffers buffers{out.xyz.data(), out.rgb.data(), out.flags.data(), std::int64_t(n)};
         out.written = survivorsOnly ? readSurvivingPoints(source, buffers, sort, error) : readAllPoints(source, buffers, sort, error);
@@ -360,7 +363,7 @@ TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
         for (const bool sort : {false, true}) {
             SCOPED_TRACE(std::string(survivorsOnly ? "surviving" : "all") + (sort ? ", sorted" : ""));
             const Output one = read(1, survivorsOnly, sort);
-            ASSERT_EQ(one.written, std::int64_t(survivorsOnly ? n - history.deleted().count() : n)) << error;
+            ASSERT_EQ(one.written, std::int64_t(survivorsOnly ? n - opened.history.deleted().count() : n)) << error;
             EXPECT_TRUE(read(3, survivorsOnly, sort) == one);
         }
 }
@@ -399,9 +402,7 @@ TEST(ReadBackOrder, EqualHeightsKeepFileOrderWhateverTheBucketsAndThreads) {
         EveryNthDeleted opened(cloud, "heights", 11);
         const std::uint64_t n = opened.count;
         ASSERT_GT(n, 0u);
-        const std::string& path = opened.path;
-        const DeletionHistory& history = opened.history;
-        std::string error;
+                std::string error;
 
         for (const bool survivorsOnly : {false, true}) {
             std::vector<double> xyz(3 * n);
@@ -409,7 +410,7 @@ TEST(ReadBackOrder, EqualHeightsKeepFileOrderWhateverTheBucketsAndThreads) {
             std::vector<std::uint8_t> flags(n);
             using Point = std::array<double, 5>;
             const auto read = [&](unsigned threads, bool sort) {
-                const ReadBackSource source{path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}, threads};
+                const ReadBackSource source = opened.source(threads);
                 const std::int64_t written =
                     survivorsOnly ? readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, std::int64_t(n)}, sort, error)
                                   : readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), std::int64_t(n)}, sort, error);
