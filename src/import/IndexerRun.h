@@ -26,6 +26,12 @@ namespace ovcf {
 constexpr std::size_t kIndexerBatchPoints = 262144;
 constexpr std::size_t kOctantStagingPoints = 32832;
 
+// What a subtree split on a worker reuses from one subtree to the next.
+struct SubtreeScratch {
+    OccupancyBitmap occupancy;
+    ScratchBlock destinations;
+};
+
 struct IndexerRun {
     IndexerRun(const ImportOptions& importOptions, ImportStats& importStats, std::string temporaryFolder);
 
@@ -54,6 +60,7 @@ struct IndexerRun {
     std::array<std::vector<PointRecord>, 8> staging;
     ScratchBlock splitPoints;   // the second array of a node split in memory
     ScratchBlock destinations;  // the way each point of that node goes
+    std::array<SubtreeScratch, 8> subtreeScratch;  // one for each subtree split at once
 };
 
 // Calls the progress hook, when there is one, with the fraction for the points written so far;
