@@ -39,6 +39,7 @@ std::unique_ptr<PointSource> openPointFile(const std::string& path, double step,
     }
     if (std::memcmp(magic, "LASF", 4) == 0) {
         auto source = std::make_unique<LasSource>();
+        source->setThreads(threads);
         if (!source->open(path, step, error)) return nullptr;
         return source;
     }

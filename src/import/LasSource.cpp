@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 #include "core/NumberFormat.h"
 #include "import/MemoryCloud.h"
@@ -18,6 +21,70 @@ constexpr std::size_t kRecordsPerPeek = 65536;
 // A tile's colour depth is taken from this many evenly spread runs of records.
 constexpr std::size_t kColourSamples = 16;
 constexpr std::size_t kRecordsPerColourSample = 4096;
+
+// The first pass gives each thread at least this many records (2 MiB and more).
+constexpr std::uint64_t kRecordsPerScanRun = std::uint64_t{1} << 16;
+constexpr unsigned kMostScanThreads = 8;
+
+// What the first pass finds in a run of records.
+struct RecordScan {
+    std::int64_t low[3] = {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::max(),
+                           std::numeric_limits<std::int64_t>::max()};
+    std::int64_t high[3] = {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::min(),
+                            std::numeric_limits<std::int64_t>::min()};
+    std::uint16_t largestColour = 0;
+    std::string failure;  // empty when the run was read whole
+
+    void merge(const RecordScan& other) {
+        for (int axis = 0; axis < 3; ++axis) {
+            low[axis] = std::min(low[axis], other.low[axis]);
+            high[axis] = std::max(high[axis], other.high[axis]);
+        }
+        largestColour = std::max(largestColour, other.largestColour);
+    }
+};
+
+// Records [first, first + count) of the file through `file`: their integer box and largest colour.
+void scanRun(BufferedFileReader& file, const LasHeader& header, int colourOffset, std::uint64_t first,
+             std::uint64_t count, RecordScan& scan) {
+    const std::size_t length = header.recordLength;
+    std::string reason;
+    file.seek(header.pointDataOffset + first * length);
+    for (std::uint64_t done = 0; done < count;) {
+        const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(kRecordsPerPeek, count - done));
+        std::size_t available = 0;
+        const std::uint8_t* bytes = file.peek(want * length, available, reason);
+        if (!bytes) {
+            scan.failure = "reading the point records failed: " + reason;
+            return;
+        }
+        const std::size_t records = std::min(available / length, want);
+        if (records == 0) {
+            scan.failure = "the file ends before its last point record";
+            return;
+        }
+        for (std::size_t i = 0; i < records; ++i) {
+            const std::uint8_t* r = bytes + i * length;
+            for (int axis = 0; axis < 3; ++axis) {
+                const std::int64_t v = static_cast<std::int32_t>(le::u32(r + 4 * axis));
+                scan.low[axis] = std::min(scan.low[axis], v);
+                scan.high[axis] = std::max(scan.high[axis], v);
+            }
+        }
+        if (colourOffset >= 0)
+            scan.largestColour = std::max(scan.largestColour, largestLasColour(bytes, records, length, colourOffset));
+        file.skip(records * length);
+        done += records;
+    }
+}
+
+struct JoinOnExit {
+    std::vector<std::thread>& threads;
+    ~JoinOnExit() {
+        for (std::thread& thread : threads)
+            if (thread.joinable()) thread.join();
+    }
+};
 
 }  // namespace
 
@@ -70,39 +137,44 @@ bool LasSource::open(const std::string& path, double step, std::string& error) {
 }
 
 bool LasSource::scanRecords(std::string& error) {
-    std::int64_t low[3] = {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::max(),
-                           std::numeric_limits<std::int64_t>::max()};
-    std::int64_t high[3] = {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::min(),
-                            std::numeric_limits<std::int64_t>::min()};
-    std::uint16_t largest = 0;
-    const std::size_t length = header_.recordLength;
-    std::string reason;
-    file_.seek(header_.pointDataOffset);
-    for (std::uint64_t done = 0; done < header_.pointCount;) {
-        const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(kRecordsPerPeek, header_.pointCount - done));
-        std::size_t available = 0;
-        const std::uint8_t* bytes = file_.peek(want * length, available, reason);
-        if (!bytes) return fail(error, "reading the point records failed: " + reason);
-        const std::size_t records = std::min(available / length, want);
-        if (records == 0) return fail(error, "the file ends before its last point record");
-        for (std::size_t i = 0; i < records; ++i) {
-            const std::uint8_t* r = bytes + i * length;
-            for (int axis = 0; axis < 3; ++axis) {
-                const std::int64_t v = static_cast<std::int32_t>(le::u32(r + 4 * axis));
-                low[axis] = std::min(low[axis], v);
-                high[axis] = std::max(high[axis], v);
-            }
+    // A long file is scanned in one run a thread, each through a reader of its own.
+    const std::uint64_t count = header_.pointCount;
+    const unsigned threads = threads_ > 0 ? threads_ : std::max(1u, std::thread::hardware_concurrency());
+    const unsigned runs =
+        static_cast<unsigned>(std::clamp<std::uint64_t>(count / kRecordsPerScanRun, 1, std::min(threads, kMostScanThreads)));
+    const auto first = [count, runs](unsigned run) { return count * run / runs; };
+    std::vector<RecordScan> scans(runs);
+    const auto scanAlone = [this, &scans, first](unsigned run) {
+        BufferedFileReader reader;
+        std::string reason;
+        if (!reader.open(path_, reason)) scans[run].failure = "cannot open the file: " + reason;
+        else scanRun(reader, header_, colourOffset_, first(run), first(run + 1) - first(run), scans[run]);
+    };
+    std::vector<std::thread> helpers;
+    const JoinOnExit joined{helpers};
+    std::vector<unsigned> leftToCaller;
+    for (unsigned run = 1; run < runs; ++run) {
+        try {
+            helpers.emplace_back(scanAlone, run);
+        } catch (const std::system_error&) {
+            leftToCaller.push_back(run);  // no thread to spare
         }
-        if (colourOffset_ >= 0) largest = std::max(largest, largestLasColour(bytes, records, header_.recordLength, colourOffset_));
-        file_.skip(records * length);
-        done += records;
+    }
+    scanRun(file_, header_, colourOffset_, 0, first(1), scans[0]);
+    for (const unsigned run : leftToCaller) scanAlone(run);
+    for (std::thread& helper : helpers) helper.join();
+
+    RecordScan all;
+    for (const RecordScan& scan : scans) {
+        if (!scan.failure.empty()) return fail(error, scan.failure);
+        all.merge(scan);
     }
     for (int axis = 0; axis < 3; ++axis) {
-        if (header_.pointCount == 0) low[axis] = high[axis] = 0;
-        measured_[axis] = low[axis];
-        measured_[3 + axis] = high[axis];
+        if (count == 0) all.low[axis] = all.high[axis] = 0;
+        measured_[axis] = all.low[axis];
+        measured_[3 + axis] = all.high[axis];
     }
-    setColourDepth(largest);
+    setColourDepth(all.largestColour);
     return true;
 }
 

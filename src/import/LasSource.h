@@ -32,6 +32,9 @@ public:
         gridOffset_ = offset;
         onGrid_ = true;
     }
+    // Threads for the first pass over the records: 1 (the default) scans on the caller only, 0
+    // on every core.
+    void setThreads(unsigned threads) { threads_ = threads; }
     // The byte of the file where the last failure was found, for messages.
     std::uint64_t failureOffset() const { return failureOffset_; }
 
@@ -74,6 +77,7 @@ private:
     std::array<double, 3> gridStep_{};
     std::array<double, 3> gridOffset_{};
     std::uint64_t failureOffset_ = 0;
+    unsigned threads_ = 1;
 };
 
 }  // namespace ovcf

@@ -201,6 +201,31 @@ TEST(LasSourceTest, HeaderWithoutABoxIsScannedForOne) {
     EXPECT_EQ(readPoints(source).size(), 800u);
 }
 
+TEST(LasSourceTest, TheFirstPassOnSeveralThreadsMeasuresWhatOneThreadDoes) {
+    // No box in the header: the bounds come from the pass. The extremes and the only colour above
+    // 255 are in the last record, which a later thread scans.
+    TempDir dir("las");
+    LasTestFile las;
+    las.writeBounds = false;
+    las.points = samplePoints(200000);
+    for (LasTestPoint& p : las.points) p.red = p.green = p.blue = 100;
+    las.points.back().x = 9000;
+    las.points.back().z = -7000;
+    las.points.back().blue = 4096;
+    las.write(dir.file("long.las"));
+    for (const unsigned threads : {1u, 2u, 5u}) {
+        SCOPED_TRACE(threads);
+        LasSource source;
+        source.setThreads(threads);
+        std::string error;
+        ASSERT_TRUE(source.open(dir.file("long.las"), 0.0, error)) << error;
+        EXPECT_NEAR(source.bounds().min[0], 1000.0 - 5.0, 1e-9);
+        EXPECT_NEAR(source.bounds().max[0], 1000.0 + 90.0, 1e-9);
+        EXPECT_NEAR(source.bounds().min[2], -70.0, 1e-9);
+        EXPECT_FALSE(source.coloursAreEightBit());
+    }
+}
+
 TEST(LasSourceTest, MalformedFilesAreRefusedNamingTheFileAndTheFault) {
     TempDir dir("las");
     LasTestFile las;
