@@ -221,7 +221,7 @@ RunResult buildFromMemory(const Cloud& cloud, const std::string& output, std::ui
     resetPeakResident();
     result.baselineMiB = statusMiB("VmRSS:");
     const Clock::time_point start = Clock::now();
-    MemoryCloud source(cloud.xyz.data(), cloud.colours.data(), cloud.size(), 0.001);
+    MemoryCloud source(cloud.xyz.data(), cloud.colours.data(), cloud.size(), 0.001, threads);
     ImportOptions options;
     options.pointFormat = 1;
     options.readingShare = 0.15;

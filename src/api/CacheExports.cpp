@@ -40,7 +40,7 @@ int buildCacheFromMemory(const char* cachePath, const double* xyz, const uint32_
         return PC_BAD_ARGUMENT;
     }
     const auto start = std::chrono::steady_clock::now();
-    MemoryCloud cloud(xyz, colors, static_cast<std::uint64_t>(pointCount), step);
+    MemoryCloud cloud(xyz, colors, static_cast<std::uint64_t>(pointCount), step, 0);
     std::string error;
     if (!cloud.checkRange(error)) {
         setLastError(error);

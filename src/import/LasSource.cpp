@@ -4,11 +4,11 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "core/NumberFormat.h"
+#include "core/ThreadRun.h"
 #include "import/MemoryCloud.h"
 #include "import/Quantization.h"
 #include "ovcf/ByteOrder.h"
@@ -78,14 +78,6 @@ void scanRun(BufferedFileReader& file, const LasHeader& header, int colourOffset
     }
 }
 
-struct JoinOnExit {
-    std::vector<std::thread>& threads;
-    ~JoinOnExit() {
-        for (std::thread& thread : threads)
-            if (thread.joinable()) thread.join();
-    }
-};
-
 }  // namespace
 
 bool LasSource::fail(std::string& error, const std::string& reason) const {
@@ -144,25 +136,16 @@ bool LasSource::scanRecords(std::string& error) {
         static_cast<unsigned>(std::clamp<std::uint64_t>(count / kRecordsPerScanRun, 1, std::min(threads, kMostScanThreads)));
     const auto first = [count, runs](unsigned run) { return count * run / runs; };
     std::vector<RecordScan> scans(runs);
-    const auto scanAlone = [this, &scans, first](unsigned run) {
+    runOnThreads(runs, [&](unsigned run) {
+        if (run == 0) {
+            scanRun(file_, header_, colourOffset_, 0, first(1), scans[0]);
+            return;
+        }
         BufferedFileReader reader;
         std::string reason;
         if (!reader.open(path_, reason)) scans[run].failure = "cannot open the file: " + reason;
         else scanRun(reader, header_, colourOffset_, first(run), first(run + 1) - first(run), scans[run]);
-    };
-    std::vector<std::thread> helpers;
-    const JoinOnExit joined{helpers};
-    std::vector<unsigned> leftToCaller;
-    for (unsigned run = 1; run < runs; ++run) {
-        try {
-            helpers.emplace_back(scanAlone, run);
-        } catch (const std::system_error&) {
-            leftToCaller.push_back(run);  // no thread to spare
-        }
-    }
-    scanRun(file_, header_, colourOffset_, 0, first(1), scans[0]);
-    for (const unsigned run : leftToCaller) scanAlone(run);
-    for (std::thread& helper : helpers) helper.join();
+    });
 
     RecordScan all;
     for (const RecordScan& scan : scans) {

@@ -4,29 +4,65 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <thread>
+#include <vector>
 
 #include "core/NumberFormat.h"
+#include "core/ThreadRun.h"
 #include "import/Quantization.h"
 
 namespace ovcf {
 
-MemoryCloud::MemoryCloud(const double* xyz, const std::uint32_t* colours, std::uint64_t count, double step)
-    : xyz_(xyz), colours_(colours), count_(xyz ? count : 0) {
-    const double s = step > 0.0 ? step : kDefaultQuantizationStep;
-    step_ = {s, s, s};
+namespace {
+
+// The bounds pass gives each thread at least this many points.
+constexpr std::uint64_t kPointsPerBoundsRun = std::uint64_t{1} << 20;
+constexpr unsigned kMostBoundsThreads = 64;
+
+struct CoordinateRange {
+    Bounds3 bounds;
+    bool allFinite = true;
+};
+
+CoordinateRange rangeOf(const double* xyz, std::uint64_t first, std::uint64_t end) {
+    CoordinateRange range;
     const double inf = std::numeric_limits<double>::infinity();
-    bounds_.min = {inf, inf, inf};
-    bounds_.max = {-inf, -inf, -inf};
-    for (std::uint64_t i = 0; i < count_; ++i) {
-        const double* p = xyz_ + 3 * i;
+    range.bounds.min = {inf, inf, inf};
+    range.bounds.max = {-inf, -inf, -inf};
+    for (std::uint64_t i = first; i < end; ++i) {
+        const double* p = xyz + 3 * i;
         for (int axis = 0; axis < 3; ++axis) {
             const double v = p[axis];
             if (!std::isfinite(v)) {
-                allFinite_ = false;
+                range.allFinite = false;
                 continue;
             }
-            bounds_.min[axis] = std::min(bounds_.min[axis], v);
-            bounds_.max[axis] = std::max(bounds_.max[axis], v);
+            range.bounds.min[axis] = std::min(range.bounds.min[axis], v);
+            range.bounds.max[axis] = std::max(range.bounds.max[axis], v);
+        }
+    }
+    return range;
+}
+
+}  // namespace
+
+MemoryCloud::MemoryCloud(const double* xyz, const std::uint32_t* colours, std::uint64_t count, double step,
+                         unsigned threads)
+    : xyz_(xyz), colours_(colours), count_(xyz ? count : 0) {
+    const double s = step > 0.0 ? step : kDefaultQuantizationStep;
+    step_ = {s, s, s};
+    // A host cloud of hundreds of millions of points takes a second to measure on one thread.
+    const unsigned cores = threads > 0 ? threads : std::max(1u, std::thread::hardware_concurrency());
+    const unsigned runs = static_cast<unsigned>(
+        std::clamp<std::uint64_t>(count_ / kPointsPerBoundsRun, 1, std::min(cores, kMostBoundsThreads)));
+    std::vector<CoordinateRange> ranges(runs);
+    runOnThreads(runs, [&](unsigned run) { ranges[run] = rangeOf(xyz_, count_ * run / runs, count_ * (run + 1) / runs); });
+    bounds_ = ranges[0].bounds;
+    for (const CoordinateRange& range : ranges) {
+        allFinite_ = allFinite_ && range.allFinite;
+        for (int axis = 0; axis < 3; ++axis) {
+            bounds_.min[axis] = std::min(bounds_.min[axis], range.bounds.min[axis]);
+            bounds_.max[axis] = std::max(bounds_.max[axis], range.bounds.max[axis]);
         }
     }
     for (int axis = 0; axis < 3; ++axis)

@@ -16,8 +16,10 @@ constexpr std::uint8_t kGreyWithoutColour = 200;     // colour-less clouds still
 class MemoryCloud final : public PointSource {
 public:
     // A step that is not above 0 becomes kDefaultQuantizationStep. A null coordinate pointer is
-    // an empty cloud.
-    MemoryCloud(const double* xyz, const std::uint32_t* colours, std::uint64_t count, double step);
+    // an empty cloud. The cloud's bounds are measured at once, on `threads` threads (0: every
+    // core).
+    MemoryCloud(const double* xyz, const std::uint32_t* colours, std::uint64_t count, double step,
+                unsigned threads = 1);
 
     std::uint64_t pointCount() const override { return count_; }
     std::array<double, 3> step() const override { return step_; }

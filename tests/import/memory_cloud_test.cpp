@@ -82,6 +82,24 @@ TEST(MemoryCloudTest, ColoursUnpackOrReadAsGrey) {
     }
 }
 
+TEST(MemoryCloudTest, BoundsMeasuredOnSeveralThreadsAreThoseOfOne) {
+    // The extremes, and then a coordinate that is not finite, lie in the last thread's run.
+    std::vector<double> xyz(3 * 2500000, 1.0);
+    xyz[3 * 2499998] = -7.0;
+    xyz[3 * 2499998 + 2] = 9.0;
+    for (const bool finite : {true, false}) {
+        if (!finite) xyz[3 * 2499999 + 1] = std::nan("");
+        for (const unsigned threads : {1u, 3u}) {
+            SCOPED_TRACE(threads);
+            const MemoryCloud cloud(xyz.data(), nullptr, 2500000, 0.5, threads);
+            EXPECT_EQ(cloud.bounds().min[0], -7.0);
+            EXPECT_EQ(cloud.bounds().max[2], 9.0);
+            std::string error;
+            EXPECT_EQ(cloud.checkRange(error), finite) << error;
+        }
+    }
+}
+
 TEST(MemoryCloudTest, ReadsInBatchesUntilTheEnd) {
     std::vector<double> xyz;
     for (int i = 0; i < 10; ++i) xyz.insert(xyz.end(), {i * 1.0, 0.0, 0.0});
