@@ -39,22 +39,10 @@ public:
         return true;
     }
     const FileHeader& header() const { return first_.header(); }
+    const std::vector<HierarchyRecord>& nodes() const { return first_.nodes(); }
     std::uint32_t nodeCount() const { return static_cast<std::uint32_t>(first_.nodes().size()); }
     std::uint64_t startOf(std::uint32_t node) const { return starts_[node]; }
     ParallelReaders& readers() { return readers_; }
-
-    // Runs of consecutive nodes holding about equal numbers of the points handed on, two per
-    // worker so that a worker held up by the machine's other work holds up no one. Returns the
-    // first node of each run and, last, the node count.
-    std::vector<std::uint32_t> runs() const {
-        const std::uint64_t total = starts_.back();
-        const std::uint64_t target = std::max<std::uint64_t>(total / (2 * readers_.count()), 1);
-        std::vector<std::uint32_t> bounds{0};
-        for (std::uint32_t n = 0; n < nodeCount(); ++n)
-            if (starts_[n + 1] - starts_[bounds.back()] > target && n > bounds.back()) bounds.push_back(n);
-        bounds.push_back(nodeCount());
-        return bounds;
-    }
 
     // Reads nodes [first, end) in order with worker `worker`'s reader and calls take(node,
     // global index, point) for each point handed on: every point, or the survivors only.
@@ -152,6 +140,41 @@ struct SurvivorWriter {
     }
 };
 
+// One read task of the sorted fill: reads the node with worker `worker`'s reader and keeps the
+// points it hands on, each through the writer's show(), with their buckets and slices counted.
+template <class Writer>
+bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, ElevationOrder::Task task,
+              std::vector<PointRecord>& decoded, std::string& failure, const Writer& writer) {
+    struct Ended {  // even when the read throws: placing workers wait for it
+        ElevationOrder& order;
+        std::uint32_t stage;
+        ~Ended() { order.endRead(stage); }
+    } ended{order, task.stage};
+    const Writer own = writer;
+    ElevationOrder::NodeScratch& room = order.room(worker);
+    room.reserve(run.nodes()[task.item].pointCount);
+    KeptPoint* points = room.points();
+    std::uint16_t* buckets = room.buckets();
+    std::uint32_t* counts = room.counts();
+    std::uint32_t* sliceCounts = room.sliceCounts();
+    const ElevationOrder::Slicing slicing = order.slicing();
+    std::size_t count = 0;
+    std::uint32_t low = ~0u, high = 0;
+    const bool read = run.readNodes(worker, task.item, task.item + 1, decoded, failure,
+                                    [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
+                                        const std::uint32_t s = slicing.slice(p.z);
+                                        const std::uint32_t b = slicing.bucket(s);
+                                        ++sliceCounts[s];
+                                        points[count] = kept(p, own.show(g, deletions, p));
+                                        buckets[count++] = static_cast<std::uint16_t>(b);
+                                        ++counts[b];
+                                        low = std::min(low, b);
+                                        high = std::max(high, b);
+                                        return true;
+                                    });
+    return read && order.keep(task.item, room, count, low, high);
+}
+
 // Fills the host's buffers: every point handed on by `run` goes through the writer's show(global
 // index, node has deletions, point) and then put(at, kept point), at its place in file order or
 // sorted by elevation; `tally` sums what put returns. Each worker calls a copy of `writer` of its
@@ -191,37 +214,33 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
         return ok ? static_cast<std::int64_t>(written.load()) : -1;
     }
 
-    // Sorted: every node read once into the order's buckets, then the buckets written out.
-    const std::vector<std::uint32_t> runs = run.runs();
-    const std::size_t chunks = runs.size() - 1;
-    std::vector<std::uint64_t> chunkPoints(chunks);
-    for (std::size_t chunk = 0; chunk < chunks; ++chunk) chunkPoints[chunk] = run.startOf(runs[chunk + 1]) - run.startOf(runs[chunk]);
-    ElevationOrder order(run.header(), chunkPoints);
-    const bool read = run.readers().forEachPiece(chunks, [&](unsigned worker, std::size_t chunk, std::string& failure) {
-        const Writer own = writer;
-        ElevationOrder::Keeper keeper = order.keeper(chunk);
-        const bool read = run.readNodes(worker, runs[chunk], runs[chunk + 1], scratch[worker], failure,
-                                        [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
-                                            keeper.keep(kept(p, own.show(g, deletions, p)));
-                                            return true;
-                                        });
-        order.endChunk(chunk);
-        return read;
-    }, error);
-    if (!read) return -1;
-    const std::uint64_t written = std::min<std::uint64_t>(order.startPlacing(), static_cast<std::uint64_t>(capacity));
-    std::atomic<std::size_t> next{0};
-    runOnThreads(run.readers().count(), [&](unsigned worker) {
-        const Writer own = writer;
-        ElevationOrder::Scratch room;
-        std::uint64_t sum = 0;
-        for (std::size_t b = next.fetch_add(1); b < order.buckets(); b = next.fetch_add(1))
-            sum += order.place(order.buckets() - 1 - b, written, [&](std::int64_t at, const KeptPoint& p) { return own.put(at, p); },
-                               out, room);
-        sums[worker].n += sum;
-    });
-    addSums();
-    return static_cast<std::int64_t>(written);
+    // Sorted: every node read once, from the highest cube down, and each bucket placed as soon
+    // as no node left to read can reach it. A point outside its node's cube, or a failed read,
+    // starts it again in file order with the cubes ignored, which also reports the first node
+    // in file order that fails.
+    std::vector<ElevationOrder::Scratch> placing(run.readers().count());
+    for (const bool ignoreCubes : {false, true}) {
+        for (Sum& sum : sums) sum.n = 0;
+        ElevationOrder order(run.header(), run.nodes(), ignoreCubes, run.readers().count());
+        const std::vector<ElevationOrder::Task>& tasks = order.tasks();
+        const bool ok = run.readers().forEachPiece(tasks.size(), [&](unsigned worker, std::size_t i, std::string& failure) {
+            const ElevationOrder::Task task = tasks[i];
+            if (task.place) {
+                const Writer own = writer;
+                order.awaitStage(task.stage);
+                sums[worker].n += order.place(task.item, static_cast<std::uint64_t>(capacity),
+                                              [&](std::int64_t at, const KeptPoint& p) { return own.put(at, p); }, out,
+                                              placing[worker]);
+                return true;
+            }
+            return keepNode(run, order, worker, task, scratch[worker], failure, writer);
+        }, error);
+        if (ok) {
+            addSums();
+            return static_cast<std::int64_t>(std::min<std::uint64_t>(order.total(), static_cast<std::uint64_t>(capacity)));
+        }
+    }
+    return -1;
 }
 
 double millisecondsSince(std::chrono::steady_clock::time_point start) {
