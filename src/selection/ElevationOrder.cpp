@@ -153,20 +153,15 @@ void ElevationOrder::planTasks(const FileHeader& header, const std::vector<Hiera
     for (std::size_t s = 0; s < unread.size(); ++s) unread_[s].store(unread[s]);
 }
 
-bool ElevationOrder::keep(std::uint32_t index, NodeScratch& scratch, std::size_t count, std::uint32_t low,
-                          std::uint32_t high) {
+// Where the node's points go, grouped by bucket and in file order within each (a counting sort
+// over its own buckets), with `scratch`'s counts turned into the next place of each bucket; null
+// when the node's points reach a bucket its cube does not.
+KeptPoint* ElevationOrder::group(std::uint32_t index, NodeScratch& scratch, std::uint32_t low, std::uint32_t high) {
     KeptNode& node = nodes_[index];
-    if (count == 0) return true;
-    std::uint32_t* const next = scratch.counts_.data();
-    const auto clear = [&] { std::fill(next + low, next + high + 1, 0u); };
-    if (low < node.low || high > node.high) {
-        clear();
-        for (std::size_t i = 0; i < count; ++i) --scratch.sliceCounts_[slice(scratch.points_[i].z)];
-        return false;
-    }
+    if (low < node.low || high > node.high) return nullptr;
     node.low = low;
     node.high = high;
-    // Grouped by bucket, file order within each: a counting sort over the node's own buckets.
+    std::uint32_t* const next = scratch.counts_.data();
     node.starts.resize(high - low + 2);
     std::uint32_t at = 0, used = 0;
     for (std::uint32_t b = low; b <= high; ++b) {
@@ -177,14 +172,9 @@ bool ElevationOrder::keep(std::uint32_t index, NodeScratch& scratch, std::size_t
         at += n;
     }
     node.starts[high - low + 1] = at;
-    node.points.reset(new KeptPoint[count]);  // left uninitialised, as it is all written
-    KeptPoint* points = node.points.get();
-    const KeptPoint* from = scratch.points_.data();
-    const std::uint16_t* buckets = scratch.buckets_.data();
-    for (std::size_t i = 0; i < count; ++i) points[next[buckets[i]]++] = from[i];
-    clear();
+    node.points.reset(new KeptPoint[at]);  // left uninitialised, as it is all written
     node.unplaced.store(used, std::memory_order_relaxed);
-    return true;
+    return node.points.get();
 }
 
 void ElevationOrder::endRead(std::uint32_t stage) {

@@ -58,20 +58,20 @@ public:
     };
     const std::vector<Task>& tasks() const { return tasks_; }
 
-    // A reading worker's room for one node's points in file order, each with its bucket, the
-    // count of each bucket (zero between nodes), and the count of each slice over every node
-    // the worker reads.
+    // A reading worker's room for one node: which of its decoded points are handed on, in file
+    // order, with the bucket of each, the count of each bucket (zero between nodes), and the
+    // count of each slice over every node the worker reads.
     class NodeScratch {
     public:
         NodeScratch();
         // Room for `count` points.
         void reserve(std::size_t count) {
-            if (points_.size() < count) {
-                points_.resize(count);
+            if (picked_.size() < count) {
+                picked_.resize(count);
                 buckets_.resize(count);
             }
         }
-        KeptPoint* points() { return points_.data(); }
+        std::uint32_t* picked() { return picked_.data(); }
         std::uint16_t* buckets() { return buckets_.data(); }
         std::uint32_t* counts() { return counts_.data(); }
         std::uint32_t* sliceCounts() { return sliceCounts_.get(); }
@@ -81,7 +81,7 @@ public:
         struct FreeLarge {
             void operator()(std::uint32_t* counts) const;
         };
-        std::vector<KeptPoint> points_;
+        std::vector<std::uint32_t> picked_;
         std::vector<std::uint16_t> buckets_;
         std::vector<std::uint32_t> counts_;
         std::unique_ptr<std::uint32_t[], FreeLarge> sliceCounts_;
@@ -103,10 +103,25 @@ public:
     // A copy for the reading loop to hold in registers.
     Slicing slicing() const { return slicing_; }
 
-    // Keeps the first `count` points of `scratch`, the points of `node` handed on, with their
-    // buckets and counts filled in; `low` and `high` are their lowest and highest bucket. False
-    // when one lies outside the node's cube.
-    bool keep(std::uint32_t node, NodeScratch& scratch, std::size_t count, std::uint32_t low, std::uint32_t high);
+    // Keeps the first `count` points picked in `scratch`, with their buckets and counts filled
+    // in; `low` and `high` are their lowest and highest bucket, and convert(picked index) gives
+    // the point to keep. False when one lies outside the node's cube.
+    template <class Convert>
+    bool keep(std::uint32_t node, NodeScratch& scratch, std::size_t count, std::uint32_t low, std::uint32_t high,
+              const Convert& convert) {
+        if (count == 0) return true;
+        std::uint32_t* next = scratch.counts_.data();
+        const std::uint32_t* picked = scratch.picked_.data();
+        KeptPoint* points = group(node, scratch, low, high);
+        if (points) {
+            const std::uint16_t* buckets = scratch.buckets_.data();
+            for (std::size_t i = 0; i < count; ++i) points[next[buckets[i]]++] = convert(picked[i]);
+        } else {
+            for (std::size_t i = 0; i < count; ++i) --scratch.sliceCounts_[slice(convert(picked[i]).z)];
+        }
+        std::fill(next + low, next + high + 1, 0u);
+        return points != nullptr;
+    }
     // Every read task ends with this, whether it kept its node or not.
     void endRead(std::uint32_t stage);
     // Before placing a bucket of `stage`: waits until every read of that stage and the earlier
@@ -154,6 +169,7 @@ private:
         std::uint32_t low = 0, high = 0;      // the buckets it reaches: its cube's, then its points'
         std::atomic<std::uint32_t> unplaced{0};  // its buckets with points not placed yet
     };
+    KeptPoint* group(std::uint32_t node, NodeScratch& scratch, std::uint32_t low, std::uint32_t high);
     void planTasks(const FileHeader& header, const std::vector<HierarchyRecord>& nodes, bool ignoreCubes);
     void countStage(std::uint32_t stage);
     bool sortBucket(std::uint32_t bucket, Scratch& scratch, std::uint64_t& begin);

@@ -49,27 +49,29 @@ public:
     template <class Take>
     bool readNodes(unsigned worker, std::uint32_t first, std::uint32_t end, std::vector<PointRecord>& points,
                    std::string& error, const Take& take) {
-        OvcfReader& reader = readers_.reader(worker);
         for (std::uint32_t node = first; node < end; ++node) {
-            if (!reader.readNode(node, points, error)) return false;
-            const std::uint64_t firstPoint = reader.nodes()[node].firstPoint;
+            if (!readNode(worker, node, points, error)) return false;
+            const std::uint64_t firstPoint = first_.nodes()[node].firstPoint;
             const bool deletions = hasDeleted(node);
             for (std::size_t j = 0; j < points.size(); ++j) {
                 const std::uint64_t g = firstPoint + j;
-                if (survivorsOnly_ && deletions && isDeleted(g)) continue;
+                if (skips(g, deletions)) continue;
                 if (!take(node, g, deletions, points[j])) break;
             }
         }
         return true;
     }
-
+    bool readNode(unsigned worker, std::uint32_t node, std::vector<PointRecord>& points, std::string& error) {
+        return readers_.reader(worker).readNode(node, points, error);
+    }
+    // Whether point `g` of a node with deletions or not is left out.
+    bool skips(std::uint64_t g, bool deletions) const { return survivorsOnly_ && deletions && isDeleted(g); }
     bool isDeleted(std::uint64_t g) const { return g < source_.deleted->pointCount() && source_.deleted->test(g); }
-
-private:
     bool hasDeleted(std::uint32_t node) const {
         return source_.deletedInNode && node < source_.deletedInNode->size() && (*source_.deletedInNode)[node] > 0;
     }
 
+private:
     const ReadBackSource& source_;
     bool survivorsOnly_;
     OvcfReader first_;
@@ -140,8 +142,8 @@ struct SurvivorWriter {
     }
 };
 
-// One read task of the sorted fill: reads the node with worker `worker`'s reader and keeps the
-// points it hands on, each through the writer's show(), with their buckets and slices counted.
+// One read task of the sorted fill: reads the node with worker `worker`'s reader, counts the
+// buckets and slices of the points it hands on, then keeps them, each through the writer's show().
 template <class Writer>
 bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, ElevationOrder::Task task,
               std::vector<PointRecord>& decoded, std::string& failure, const Writer& writer) {
@@ -151,28 +153,33 @@ bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, Elevatio
         ~Ended() { order.endRead(stage); }
     } ended{order, task.stage};
     const Writer own = writer;
+    if (!run.readNode(worker, task.item, decoded, failure)) return false;
     ElevationOrder::NodeScratch& room = order.room(worker);
-    room.reserve(run.nodes()[task.item].pointCount);
-    KeptPoint* points = room.points();
+    room.reserve(decoded.size());
+    std::uint32_t* picked = room.picked();
     std::uint16_t* buckets = room.buckets();
     std::uint32_t* counts = room.counts();
     std::uint32_t* sliceCounts = room.sliceCounts();
     const ElevationOrder::Slicing slicing = order.slicing();
+    const std::uint64_t first = run.nodes()[task.item].firstPoint;
+    const bool deletions = run.hasDeleted(task.item);
     std::size_t count = 0;
     std::uint32_t low = ~0u, high = 0;
-    const bool read = run.readNodes(worker, task.item, task.item + 1, decoded, failure,
-                                    [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
-                                        const std::uint32_t s = slicing.slice(p.z);
-                                        const std::uint32_t b = slicing.bucket(s);
-                                        ++sliceCounts[s];
-                                        points[count] = kept(p, own.show(g, deletions, p));
-                                        buckets[count++] = static_cast<std::uint16_t>(b);
-                                        ++counts[b];
-                                        low = std::min(low, b);
-                                        high = std::max(high, b);
-                                        return true;
-                                    });
-    return read && order.keep(task.item, room, count, low, high);
+    for (std::uint32_t j = 0; j < decoded.size(); ++j) {
+        if (run.skips(first + j, deletions)) continue;
+        const std::uint32_t s = slicing.slice(decoded[j].z);
+        const std::uint32_t b = slicing.bucket(s);
+        ++sliceCounts[s];
+        ++counts[b];
+        picked[count] = j;
+        buckets[count++] = static_cast<std::uint16_t>(b);
+        low = std::min(low, b);
+        high = std::max(high, b);
+    }
+    return order.keep(task.item, room, count, low, high, [&](std::uint32_t j) {
+        const PointRecord& p = decoded[j];
+        return kept(p, own.show(first + j, deletions, p));
+    });
 }
 
 // Fills the host's buffers: every point handed on by `run` goes through the writer's show(global
