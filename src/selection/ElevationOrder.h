@@ -115,7 +115,11 @@ public:
         KeptPoint* points = group(node, scratch, low, high);
         if (points) {
             const std::uint16_t* buckets = scratch.buckets_.data();
-            for (std::size_t i = 0; i < count; ++i) points[next[buckets[i]]++] = convert(picked[i]);
+            for (std::size_t i = 0; i < count; ++i) {
+                KeptPoint* to = points + next[buckets[i]]++;
+                prefetchForWrite(to + 8);
+                *to = convert(picked[i]);
+            }
         } else {
             for (std::size_t i = 0; i < count; ++i) --scratch.sliceCounts_[slice(convert(picked[i]).z)];
         }
@@ -169,6 +173,13 @@ private:
         std::uint32_t low = 0, high = 0;      // the buckets it reaches: its cube's, then its points'
         std::atomic<std::uint32_t> unplaced{0};  // its buckets with points not placed yet
     };
+    static void prefetchForWrite(const KeptPoint* at) {
+#if defined(__GNUC__)
+        __builtin_prefetch(at, 1);
+#else
+        (void)at;
+#endif
+    }
     KeptPoint* group(std::uint32_t node, NodeScratch& scratch, std::uint32_t low, std::uint32_t high);
     void planTasks(const FileHeader& header, const std::vector<HierarchyRecord>& nodes, bool ignoreCubes);
     void countStage(std::uint32_t stage);
