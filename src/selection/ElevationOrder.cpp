@@ -2,16 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <limits>
 #include <new>
 
 #include "platform/LargeBlock.h"
-
 #include "selection/PointReadBack.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#define OVCF_STREAM_LINES 1
-#endif
 
 namespace ovcf {
 namespace {
@@ -67,6 +63,16 @@ void sortRange(const HostPointBuffers& out, std::uint64_t begin, std::uint64_t e
     }
 }
 
+void prefetchLines(const KeptPoint* points, std::size_t count) {
+#if defined(__GNUC__)
+    const char* from = reinterpret_cast<const char*>(points);
+    for (std::size_t at = 0; at < count * sizeof(KeptPoint); at += 64) __builtin_prefetch(from + at);
+#else
+    (void)points;
+    (void)count;
+#endif
+}
+
 // A quantised coordinate, held within the 32 bits of one.
 std::uint32_t quantum(double q) {
     return q <= 0 ? 0u : q >= 4294967295.0 ? 4294967295u : static_cast<std::uint32_t>(q);
@@ -74,11 +80,18 @@ std::uint32_t quantum(double q) {
 
 }  // namespace
 
-ElevationOrder::ElevationOrder(const FileHeader& header, const std::vector<std::uint64_t>& chunkPoints)
-    : stores_(chunkPoints.size()),
-      stagings_(chunkPoints.size()),
-      lists_(chunkPoints.size() * kBuckets) {
-    for (std::size_t chunk = 0; chunk < stores_.size(); ++chunk) stores_[chunk].expected = chunkPoints[chunk];
+ElevationOrder::NodeScratch::NodeScratch()
+    : counts_(kBuckets, 0), sliceCounts_(static_cast<std::uint32_t*>(allocateLargeBlock(kSlices * sizeof(std::uint32_t)))) {
+    if (!sliceCounts_) throw std::bad_alloc();
+}
+
+void ElevationOrder::NodeScratch::FreeLarge::operator()(std::uint32_t* counts) const {
+    freeLargeBlock(counts, kSlices * sizeof(std::uint32_t));
+}
+
+ElevationOrder::ElevationOrder(const FileHeader& header, const std::vector<HierarchyRecord>& nodes, bool ignoreCubes,
+                               unsigned workers)
+    : rooms_(std::max(workers, 1u)) {
     slicing_.zBase = header.rootOrigin[2];
     slicing_.shift = header.rootExponent > kSliceBits ? header.rootExponent - kSliceBits : 0;
     // The buckets share the slices of the header's box; points outside it (a box that is wrong)
@@ -92,117 +105,178 @@ ElevationOrder::ElevationOrder(const FileHeader& header, const std::vector<std::
     }
     while ((high >> slicing_.bucketShift) - (low >> slicing_.bucketShift) >= kBuckets) ++slicing_.bucketShift;
     slicing_.lowBucket = low >> slicing_.bucketShift;
-}
-
-ElevationOrder::~ElevationOrder() {
-    for (const Store& store : stores_)
-        for (const Slab& slab : store.slabs) freeLargeBlock(slab.points, slab.count * sizeof(KeptPoint));
-}
-
-void ElevationOrder::grow(std::size_t chunk, List& list) {
-    Store& store = stores_[chunk];
-    if (store.free == store.freeEnd) {
-        // The first slab holds the chunk's points as expected and a block begun in every
-        // bucket; a chunk that brings more gets more.
-        const std::uint64_t blocks = (store.slabs.empty() ? (store.expected + kBlock - 1) / kBlock : 0) + kBuckets;
-        const std::size_t count = static_cast<std::size_t>(blocks * kBlock);
-        void* memory = allocateLargeBlock(count * sizeof(KeptPoint));
-        if (!memory) throw std::bad_alloc();
-        store.slabs.push_back({static_cast<KeptPoint*>(memory), count});
-        store.free = store.slabs.back().points;
-        store.freeEnd = store.free + count;
-    }
-    list.blocks.push_back(store.free);
-    list.at = store.free;
-    list.end = store.free + kBlock;
-    store.free += kBlock;
-}
-
-void ElevationOrder::flushLine(std::size_t chunk, std::uint32_t b) {
-    List& list = lists_[chunk * kBuckets + b];
-    if (list.at == list.end) grow(chunk, list);
-    const Line& line = stagings_[chunk].lines[b];
-#if OVCF_STREAM_LINES
-    // Blocks are read again only once every node is read: no reason to fetch their lines first.
-    const __m128i* from = reinterpret_cast<const __m128i*>(line.points);
-    __m128i* to = reinterpret_cast<__m128i*>(list.at);
-    for (std::size_t i = 0; i < sizeof(Line) / sizeof(__m128i); ++i) _mm_stream_si128(to + i, _mm_load_si128(from + i));
-#else
-    std::copy(line.points, line.points + kLinePoints, list.at);
-#endif
-    list.at += kLinePoints;
-}
-
-void ElevationOrder::endChunk(std::size_t chunk) {
-    Staging& staging = stagings_[chunk];
-    for (std::uint32_t b = 0; b < kBuckets; ++b) {
-        List& list = lists_[chunk * kBuckets + b];
-        for (std::uint8_t i = 0; i < staging.filled[b]; ++i) {
-            if (list.at == list.end) grow(chunk, list);
-            *list.at++ = staging.lines[b].points[i];
-        }
-        staging.filled[b] = 0;
-    }
-#if OVCF_STREAM_LINES
-    _mm_sfence();  // the streamed lines are seen by whichever thread places the buckets
-#endif
-}
-
-std::uint64_t ElevationOrder::startPlacing() {
+    bucketSegments_.resize(kBuckets);
     bucketStarts_.assign(kBuckets, 0);
-    std::uint64_t next = 0;
-    for (std::uint32_t b = kBuckets; b-- > 0;) {
-        bucketStarts_[b] = next;
-        for (std::size_t chunk = 0; chunk < stores_.size(); ++chunk) next += lists_[chunk * kBuckets + b].size();
-    }
-    total_ = next;
-    return next;
+    bucketSizes_.assign(kBuckets, 0);
+    planTasks(header, nodes, ignoreCubes);
 }
 
-bool ElevationOrder::sortBucket(std::size_t bucket, Scratch& scratch) const {
-    const std::uint64_t begin = bucketStarts_[bucket];
-    const std::uint64_t size = (bucket > 0 ? bucketStarts_[bucket - 1] : total_) - begin;
-    if (size == 0) return false;
-    std::uint32_t low = kSlices, high = 0;
-    if (bucket == 0 || bucket == kBuckets - 1) {
-        // The end buckets also hold whatever lies outside the box.
-        forEachKept(bucket, [&](const KeptPoint& p) {
-            const std::uint32_t s = slice(p.z);
-            low = std::min(low, s);
-            high = std::max(high, s);
-        });
-    } else {
-        const std::uint64_t first = std::uint64_t(slicing_.lowBucket + bucket) << slicing_.bucketShift;
-        low = static_cast<std::uint32_t>(std::min<std::uint64_t>(first, kSlices - 1));
-        high = static_cast<std::uint32_t>(std::min<std::uint64_t>(first + (std::uint64_t{1} << slicing_.bucketShift) - 1, kSlices - 1));
+ElevationOrder::~ElevationOrder() = default;
+
+void ElevationOrder::planTasks(const FileHeader& header, const std::vector<HierarchyRecord>& nodes, bool ignoreCubes) {
+    const std::uint32_t count = static_cast<std::uint32_t>(nodes.size());
+    nodes_ = std::make_unique<KeptNode[]>(count);
+    for (std::uint32_t n = 0; n < count; ++n) {
+        KeptNode& node = nodes_[n];
+        node.high = kBuckets - 1;
+        if (ignoreCubes) continue;
+        // A cube that wraps past the top of the 32-bit range may hold any height.
+        const std::uint64_t bottom = nodeOrigin(header, nodes[n].key())[2];
+        const std::uint64_t top = bottom + nodeCubeSide(header.rootExponent, nodes[n].level) - 1;
+        if (top > std::numeric_limits<std::uint32_t>::max()) continue;
+        node.low = slicing_.bucket(slice(static_cast<std::uint32_t>(bottom)));
+        node.high = slicing_.bucket(slice(static_cast<std::uint32_t>(top)));
     }
-    scratch.high = high;
-    scratch.next.assign(high - low + 1, 0);
+    // Highest cube top first, file order among equal tops; a stage is the nodes of one top, and
+    // the buckets from that top down to the next stage's are placed after it.
+    std::vector<std::uint32_t> reading(count);
+    for (std::uint32_t n = 0; n < count; ++n) reading[n] = n;
+    std::stable_sort(reading.begin(), reading.end(),
+                     [&](std::uint32_t a, std::uint32_t b) { return nodes_[a].high > nodes_[b].high; });
+    std::vector<std::uint32_t> unread;
+    std::uint32_t nextBucket = kBuckets;  // the highest bucket not given to a stage yet
+    for (std::size_t i = 0; i < reading.size();) {
+        const std::uint32_t top = nodes_[reading[i]].high;
+        const std::uint32_t stage = static_cast<std::uint32_t>(stageNodes_.size());
+        stageNodes_.emplace_back();
+        for (; i < reading.size() && nodes_[reading[i]].high == top; ++i) {
+            tasks_.push_back({reading[i], stage, false});
+            stageNodes_.back().push_back(reading[i]);
+        }
+        unread.push_back(static_cast<std::uint32_t>(stageNodes_.back().size()));
+        const std::uint32_t low = i < reading.size() ? nodes_[reading[i]].high + 1 : 0;
+        stageLow_.push_back(low);
+        for (std::uint32_t b = nextBucket; b-- > low;) tasks_.push_back({b, stage, true});
+        nextBucket = low;
+    }
+    unread_ = std::make_unique<std::atomic<std::uint32_t>[]>(unread.size());
+    for (std::size_t s = 0; s < unread.size(); ++s) unread_[s].store(unread[s]);
+}
+
+// Where the node's points go, grouped by bucket and in file order within each (a counting sort
+// over its own buckets), with `scratch`'s counts turned into the next place of each bucket; null
+// when the node's points reach a bucket its cube does not.
+KeptPoint* ElevationOrder::group(std::uint32_t index, NodeScratch& scratch, std::uint32_t low, std::uint32_t high) {
+    KeptNode& node = nodes_[index];
+    if (low < node.low || high > node.high) return nullptr;
+    node.low = low;
+    node.high = high;
+    std::uint32_t* const next = scratch.counts_.data();
+    node.starts.resize(high - low + 2);
+    std::uint32_t at = 0, used = 0;
+    for (std::uint32_t b = low; b <= high; ++b) {
+        node.starts[b - low] = at;
+        used += next[b] > 0;
+        const std::uint32_t n = next[b];
+        next[b] = at;
+        at += n;
+    }
+    node.starts[high - low + 1] = at;
+    node.points.reset(new KeptPoint[at]);  // left uninitialised, as it is all written
+    node.unplaced.store(used, std::memory_order_relaxed);
+    return node.points.get();
+}
+
+void ElevationOrder::endRead(std::uint32_t stage) {
+    if (unread_[stage].fetch_sub(1) == 1) unread_[stage].notify_all();
+}
+
+void ElevationOrder::awaitStage(std::uint32_t stage) {
+    if (countedStages_.load() > stage) return;
+    for (std::uint32_t s = countedStages_.load(); s <= stage; ++s)
+        for (std::uint32_t left = unread_[s].load(); left != 0; left = unread_[s].load()) unread_[s].wait(left);
+    const std::lock_guard<std::mutex> lock(counting_);
+    for (std::uint32_t s = countedStages_.load(); s <= stage; ++s) {
+        countStage(s);
+        countedStages_.store(s + 1);
+    }
+}
+
+void ElevationOrder::countStage(std::uint32_t stage) {
+    // The stage's nodes join those read before with buckets still to come, all in file order.
+    std::vector<std::uint32_t> joined;
+    joined.reserve(open_.size() + stageNodes_[stage].size());
+    std::merge(open_.begin(), open_.end(), stageNodes_[stage].begin(), stageNodes_[stage].end(), std::back_inserter(joined));
+    const std::uint32_t low = stageLow_[stage];
+    const std::uint32_t high = stage == 0 ? kBuckets - 1 : stageLow_[stage - 1] - 1;
+    open_.clear();
+    for (const std::uint32_t n : joined) {
+        const KeptNode& node = nodes_[n];
+        if (!node.points) continue;  // nothing kept, or not read
+        for (std::uint32_t b = std::max(node.low, low); b <= std::min(node.high, high); ++b) {
+            const std::uint32_t first = node.starts[b - node.low], size = node.starts[b - node.low + 1] - first;
+            if (size == 0) continue;
+            bucketSegments_[b].push_back({node.points.get() + first, n, size});
+            bucketSizes_[b] += size;
+        }
+        if (node.low < low) open_.push_back(n);
+    }
+    for (std::uint32_t b = high + 1; b-- > low;) {
+        bucketStarts_[b] = placedTotal_;
+        placedTotal_ += bucketSizes_[b];
+    }
+}
+
+void ElevationOrder::release(std::uint32_t bucket) {
+    for (const Segment& segment : bucketSegments_[bucket])
+        if (nodes_[segment.node].unplaced.fetch_sub(1) == 1) nodes_[segment.node].points.reset();
+    std::vector<Segment>().swap(bucketSegments_[bucket]);
+}
+
+bool ElevationOrder::sortBucket(std::uint32_t bucket, Scratch& scratch, std::uint64_t& begin) {
+    begin = bucketStarts_[bucket];
+    const std::uint64_t size = bucketSizes_[bucket];
+    if (size == 0) return false;
+    // The bucket's slices, counted while reading; the end buckets, which also hold whatever
+    // lies outside the box, only as far as they hold points.
+    const auto counted = [&](std::uint32_t s) {
+        std::uint64_t n = 0;
+        for (const NodeScratch& room : rooms_) n += room.sliceCounts_[s];
+        return n;
+    };
+    const auto firstSlice = [&](std::uint64_t b) {
+        return static_cast<std::uint32_t>(std::min<std::uint64_t>((slicing_.lowBucket + b) << slicing_.bucketShift, kSlices - 1));
+    };
+    std::uint32_t low = bucket == 0 ? 0 : firstSlice(bucket);
+    std::uint32_t high = bucket == kBuckets - 1 ? kSlices - 1 : firstSlice(bucket + 1) - 1;
+    if (bucket == 0 || bucket == kBuckets - 1) {
+        while (low < high && counted(low) == 0) ++low;
+        while (high > low && counted(high) == 0) --high;
+    }
+    scratch.next.resize(high - low + 1);
     std::uint64_t* next = scratch.next.data();
-    forEachKept(bucket, [&](const KeptPoint& p) { ++next[high - slice(p.z)]; });
+    for (std::uint32_t s = high + 1; s-- > low;) next[high - s] = counted(s);
     std::uint64_t at = 0;
     for (std::uint64_t& n : scratch.next) {
         const std::uint64_t count = n;
         n = at;
         at += count;
     }
+    if (at != size) return false;  // a node's keeping ran out of memory after counting: the call fails anyway
     scratch.size = static_cast<std::size_t>(size);
     if (scratch.room < scratch.size) {
         scratch.sorted.reset(new KeptPoint[scratch.size]);  // left uninitialised, as it is all written
         scratch.room = scratch.size;
     }
     KeptPoint* sorted = scratch.sorted.get();
-    forEachKept(bucket, [&](const KeptPoint& p) { sorted[next[high - slice(p.z)]++] = p; });
+    // The segments are short and apart: each one's lines are asked for while the one before is
+    // placed, as the processor's own prefetching does not look across them.
+    const std::vector<Segment>& segments = bucketSegments_[bucket];
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        if (i + 1 < segments.size()) prefetchLines(segments[i + 1].points, segments[i + 1].count);
+        for (const KeptPoint *p = segments[i].points, *end = p + segments[i].count; p < end; ++p)
+            sorted[next[high - slice(p->z)]++] = *p;
+    }
     return true;
 }
 
-void ElevationOrder::sortThickSlices(std::size_t bucket, const HostPointBuffers& out, std::uint64_t written,
+void ElevationOrder::sortThickSlices(std::uint64_t begin, std::uint64_t capacity, const HostPointBuffers& out,
                                      Scratch& scratch) const {
     if (slicing_.shift == 0) return;  // a slice one quantum high is in order already
-    std::uint64_t begin = bucketStarts_[bucket];
+    const std::uint64_t bucketBegin = begin;
     for (const std::uint64_t next : scratch.next) {  // where each slice ends within the bucket, now it is sorted
-        const std::uint64_t sliceEnd = bucketStarts_[bucket] + next;
-        const std::uint64_t end = std::min(sliceEnd, written);
+        const std::uint64_t sliceEnd = bucketBegin + next;
+        const std::uint64_t end = std::min(sliceEnd, capacity);
         if (end > begin + 1) sortRange(out, begin, end, scratch.order, scratch.done);
         begin = sliceEnd;
     }

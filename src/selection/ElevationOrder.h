@@ -2,20 +2,26 @@
 // 2^20 slices of the root cube's height: slices highest first, the points of a slice in file
 // order; a slice thicker than a quantum is then sorted within itself.
 //
-// The nodes are read once. While reading, each point is kept in 16 bytes in one of about a
-// thousand buckets, each a run of whole slices over the height of the header's box, so that the
-// reading workers write to few enough places to stay in cache. Runs of consecutive nodes (chunks)
-// are read by one worker each into blocks of their own, and a bucket's points are those of every
-// chunk in chunk order: file order, whatever the thread count. Then each bucket, independent of
-// the others, is ordered by slice in a worker's scratch, where the scattered writes stay in
-// cache, written straight through to its own range of the host's buffers, and its thick slices
-// sorted there while that range is still in cache. Held meanwhile: 16 bytes a point in large
-// pages, and under one 4 KiB block per bucket and chunk.
+// The slices are grouped into about a thousand buckets of whole slices over the height of the
+// header's box. A node's points lie in its cube, so the buckets it can reach are known before it
+// is read: the nodes are read from the highest cube top down, and a bucket is placed as soon as
+// every node that reaches it has been read, while reading goes on with the nodes below. Each
+// node read keeps its points grouped by bucket, in file order, in an array of its own that is
+// freed once its last bucket is placed, and the reading worker counts every slice; a bucket then
+// gathers its nodes' groups in file order, orders them by slice in a worker's scratch and writes
+// them straight through to its own range of the host's buffers. Held meanwhile: the nodes read
+// whose lowest bucket is not placed yet (tens of MB for a cloud of millions of points rather
+// than 16 bytes for every point), and 4 MiB of slice counts per worker.
+//
+// A point outside its node's cube (a damaged file) makes keep() refuse the node; the caller then
+// starts again with the cubes ignored, every node read before any bucket is placed.
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "ovcf/FileFormat.h"
@@ -31,83 +37,56 @@ struct KeptPoint {
 };
 
 class ElevationOrder {
+    static constexpr std::uint32_t kSliceBits = 20;
+    static constexpr std::uint32_t kSlices = std::uint32_t{1} << kSliceBits;
+    static constexpr std::uint32_t kBuckets = 1024;
+
 public:
-    // `chunkPoints`: the points each chunk is expected to keep, one entry per chunk.
-    ElevationOrder(const FileHeader& header, const std::vector<std::uint64_t>& chunkPoints);
+    // `ignoreCubes`: every node may reach every bucket. `workers`: the reading workers.
+    ElevationOrder(const FileHeader& header, const std::vector<HierarchyRecord>& nodes, bool ignoreCubes,
+                   unsigned workers);
     ~ElevationOrder();
     ElevationOrder(const ElevationOrder&) = delete;
     ElevationOrder& operator=(const ElevationOrder&) = delete;
 
-    // Reading: the points of `chunk` in file order, from the one worker reading that chunk,
-    // which calls endChunk once they are all kept. A bucket's points gather in a cache line
-    // of the chunk's own and go to its blocks a whole line at a time, past the cache.
-    class Keeper;
-    Keeper keeper(std::size_t chunk) { return Keeper(*this, chunk); }
-    void endChunk(std::size_t chunk);
-
-    // Between reading and writing: where each bucket begins. Returns the points kept.
-    std::uint64_t startPlacing();
-    static constexpr std::size_t buckets() { return kBuckets; }
-
-    // A worker's room for placing one bucket after another.
-    struct Scratch {
-        std::vector<std::uint64_t> next;  // per slice of the bucket, highest first
-        std::uint32_t high = 0;           // the bucket's highest slice
-        std::unique_ptr<KeptPoint[]> sorted;  // the bucket's points in order
-        std::size_t size = 0, room = 0;
-        std::vector<std::uint32_t> order;
-        std::vector<bool> done;
+    // The work in the order to hand it out: a node to read, or a bucket to place once every
+    // read of its stage and the earlier stages has ended.
+    struct Task {
+        std::uint32_t item;  // node or bucket
+        std::uint32_t stage;
+        bool place;
     };
+    const std::vector<Task>& tasks() const { return tasks_; }
 
-    // Calls put(place, point) for the points of `bucket` whose places in the sorted order are
-    // below `written`, in order of place, then sorts its thick slices in `out`. Returns the sum of
-    // put's results. The bucket is ordered in `scratch` first, where the scattered writes stay
-    // in cache, so that the host's buffers are written straight through.
-    template <class Put>
-    std::uint64_t place(std::size_t bucket, std::uint64_t written, const Put& put, const HostPointBuffers& out,
-                        Scratch& scratch) const {
-        if (!sortBucket(bucket, scratch)) return 0;
-        const std::uint64_t begin = bucketStarts_[bucket];
-        const std::uint64_t end = std::min<std::uint64_t>(begin + scratch.size, written);
-        const KeptPoint* p = scratch.sorted.get();
-        std::uint64_t sum = 0;
-        for (std::uint64_t at = begin; at < end; ++at) sum += put(static_cast<std::int64_t>(at), *p++);
-        sortThickSlices(bucket, out, written, scratch);
-        return sum;
-    }
-
-private:
-    static constexpr std::uint32_t kSliceBits = 20;
-    static constexpr std::uint32_t kSlices = std::uint32_t{1} << kSliceBits;
-    static constexpr std::uint32_t kBuckets = 1024;
-    static constexpr std::size_t kBlock = 256;          // points: 4 KiB
-    static constexpr std::size_t kLinePoints = 4;       // a cache line
-
-    struct List {  // one bucket's points of one chunk: full blocks, the last one filling
-        std::vector<KeptPoint*> blocks;
-        KeptPoint* at = nullptr;
-        KeptPoint* end = nullptr;
-        std::uint64_t size() const {
-            return blocks.empty() ? 0 : (blocks.size() - 1) * kBlock + static_cast<std::uint64_t>(at - blocks.back());
+    // A reading worker's room for one node: which of its decoded points are handed on, in file
+    // order, with the bucket of each, the count of each bucket (zero between nodes), and the
+    // count of each slice over every node the worker reads.
+    class NodeScratch {
+    public:
+        NodeScratch();
+        // Room for `count` points.
+        void reserve(std::size_t count) {
+            if (picked_.size() < count) {
+                picked_.resize(count);
+                buckets_.resize(count);
+            }
         }
+        std::uint32_t* picked() { return picked_.data(); }
+        std::uint16_t* buckets() { return buckets_.data(); }
+        std::uint32_t* counts() { return counts_.data(); }
+        std::uint32_t* sliceCounts() { return sliceCounts_.get(); }
+
+    private:
+        friend class ElevationOrder;
+        struct FreeLarge {
+            void operator()(std::uint32_t* counts) const;
+        };
+        std::vector<std::uint32_t> picked_;
+        std::vector<std::uint16_t> buckets_;
+        std::vector<std::uint32_t> counts_;
+        std::unique_ptr<std::uint32_t[], FreeLarge> sliceCounts_;
     };
-    struct alignas(64) Line {
-        KeptPoint points[kLinePoints];
-    };
-    struct Staging {  // one chunk's lines being filled, one per bucket
-        std::unique_ptr<Line[]> lines{new Line[kBuckets]};
-        std::uint8_t filled[kBuckets] = {};
-    };
-    struct Slab {
-        KeptPoint* points;
-        std::size_t count;
-    };
-    struct Store {  // one chunk's blocks, cut from slabs of large pages
-        std::uint64_t expected = 0;
-        std::vector<Slab> slabs;
-        KeptPoint* free = nullptr;
-        KeptPoint* freeEnd = nullptr;
-    };
+    NodeScratch& room(unsigned worker) { return rooms_[worker]; }
 
     // Height to slice, and whole slices to a bucket in the same order.
     struct Slicing {
@@ -121,59 +100,115 @@ private:
             return b <= lowBucket ? 0 : std::min(b - lowBucket, kBuckets - 1);
         }
     };
+    // A copy for the reading loop to hold in registers.
+    Slicing slicing() const { return slicing_; }
+
+    // Keeps the first `count` points picked in `scratch`, with their buckets and counts filled
+    // in; `low` and `high` are their lowest and highest bucket, and convert(picked index) gives
+    // the point to keep. False when one lies outside the node's cube.
+    template <class Convert>
+    bool keep(std::uint32_t node, NodeScratch& scratch, std::size_t count, std::uint32_t low, std::uint32_t high,
+              const Convert& convert) {
+        if (count == 0) return true;
+        std::uint32_t* next = scratch.counts_.data();
+        const std::uint32_t* picked = scratch.picked_.data();
+        KeptPoint* points = group(node, scratch, low, high);
+        if (points) {
+            const std::uint16_t* buckets = scratch.buckets_.data();
+            for (std::size_t i = 0; i < count; ++i) {
+                KeptPoint* to = points + next[buckets[i]]++;
+                prefetchForWrite(to + 8);
+                *to = convert(picked[i]);
+            }
+        } else {
+            for (std::size_t i = 0; i < count; ++i) --scratch.sliceCounts_[slice(convert(picked[i]).z)];
+        }
+        std::fill(next + low, next + high + 1, 0u);
+        return points != nullptr;
+    }
+    // Every read task ends with this, whether it kept its node or not.
+    void endRead(std::uint32_t stage);
+    // Before placing a bucket of `stage`: waits until every read of that stage and the earlier
+    // ones has ended. Tasks are handed out in order, so those reads are all under way.
+    void awaitStage(std::uint32_t stage);
+
+    // A worker's room for placing one bucket after another.
+    struct Scratch {
+        std::vector<std::uint64_t> next;  // per slice of the bucket, highest first
+        std::unique_ptr<KeptPoint[]> sorted;  // the bucket's points in order
+        std::size_t size = 0, room = 0;
+        std::vector<std::uint32_t> order;
+        std::vector<bool> done;
+    };
+
+    // Calls put(place, point) for the points of `bucket` whose places in the sorted order are
+    // below `capacity`, in order of place, then sorts its thick slices in `out`. Returns the sum of
+    // put's results. The bucket is ordered in `scratch` first, where the scattered writes stay
+    // in cache, so that the host's buffers are written straight through.
+    template <class Put>
+    std::uint64_t place(std::uint32_t bucket, std::uint64_t capacity, const Put& put, const HostPointBuffers& out,
+                        Scratch& scratch) {
+        std::uint64_t begin = 0;
+        const bool any = sortBucket(bucket, scratch, begin);
+        release(bucket);
+        if (!any) return 0;
+        const std::uint64_t end = std::min<std::uint64_t>(begin + scratch.size, capacity);
+        const KeptPoint* p = scratch.sorted.get();
+        std::uint64_t sum = 0;
+        for (std::uint64_t at = begin; at < end; ++at) sum += put(static_cast<std::int64_t>(at), *p++);
+        sortThickSlices(begin, capacity, out, scratch);
+        return sum;
+    }
+
+    // The points kept in all, once every task has run.
+    std::uint64_t total() const { return placedTotal_; }
+
+private:
     std::uint32_t slice(std::uint32_t z) const { return slicing_.slice(z); }
 
-    void grow(std::size_t chunk, List& list);
-    void flushLine(std::size_t chunk, std::uint32_t bucket);
-    template <class Visit>
-    void forEachKept(std::size_t bucket, const Visit& visit) const {
-        for (std::size_t chunk = 0; chunk < stores_.size(); ++chunk) {
-            const List& list = lists_[chunk * kBuckets + bucket];
-            for (const KeptPoint* block : list.blocks) {
-                const KeptPoint* end = block == list.blocks.back() ? list.at : block + kBlock;
-                for (const KeptPoint* p = block; p < end; ++p) visit(*p);
-            }
-        }
+    // A node's points grouped by bucket: those of bucket low + i are at [starts[i], starts[i + 1]).
+    struct KeptNode {
+        std::unique_ptr<KeptPoint[]> points;
+        std::vector<std::uint32_t> starts;
+        std::uint32_t low = 0, high = 0;      // the buckets it reaches: its cube's, then its points'
+        std::atomic<std::uint32_t> unplaced{0};  // its buckets with points not placed yet
+    };
+    static void prefetchForWrite(const KeptPoint* at) {
+#if defined(__GNUC__)
+        __builtin_prefetch(at, 1);
+#else
+        (void)at;
+#endif
     }
-    bool sortBucket(std::size_t bucket, Scratch& scratch) const;
-    void sortThickSlices(std::size_t bucket, const HostPointBuffers& out, std::uint64_t written, Scratch& scratch) const;
+    KeptPoint* group(std::uint32_t node, NodeScratch& scratch, std::uint32_t low, std::uint32_t high);
+    void planTasks(const FileHeader& header, const std::vector<HierarchyRecord>& nodes, bool ignoreCubes);
+    void countStage(std::uint32_t stage);
+    bool sortBucket(std::uint32_t bucket, Scratch& scratch, std::uint64_t& begin);
+    void release(std::uint32_t bucket);
+    void sortThickSlices(std::uint64_t begin, std::uint64_t capacity, const HostPointBuffers& out, Scratch& scratch) const;
 
     Slicing slicing_;
-    std::vector<Store> stores_;                  // per chunk
-    std::vector<Staging> stagings_;              // per chunk
-    std::vector<List> lists_;                    // per chunk and bucket
-    std::vector<std::uint64_t> bucketStarts_;    // per bucket
-    std::uint64_t total_ = 0;
+    std::vector<NodeScratch> rooms_;
+    std::vector<Task> tasks_;
+    std::unique_ptr<KeptNode[]> nodes_;
+    // Per stage: the reads not ended yet, its nodes in file order and its lowest bucket.
+    std::unique_ptr<std::atomic<std::uint32_t>[]> unread_;
+    std::vector<std::vector<std::uint32_t>> stageNodes_;
+    std::vector<std::uint32_t> stageLow_;
 
-public:
-    class Keeper {
-    public:
-        void keep(const KeptPoint& p) {
-            const std::uint32_t b = slicing_.bucket(slicing_.slice(p.z));
-            const std::uint8_t n = filled_[b];
-            lines_[b].points[n] = p;
-            if (n + 1u < kLinePoints) {
-                filled_[b] = static_cast<std::uint8_t>(n + 1);
-                return;
-            }
-            filled_[b] = 0;
-            order_.flushLine(chunk_, b);
-        }
-
-    private:
-        friend class ElevationOrder;
-        Keeper(ElevationOrder& order, std::size_t chunk)
-            : order_(order),
-              slicing_(order.slicing_),
-              chunk_(chunk),
-              lines_(order.stagings_[chunk].lines.get()),
-              filled_(order.stagings_[chunk].filled) {}
-        ElevationOrder& order_;
-        const Slicing slicing_;  // a copy, kept in registers
-        std::size_t chunk_;
-        Line* lines_;
-        std::uint8_t* filled_;
+    // Filled stage by stage under the lock, by the first placing worker that needs it: for each
+    // bucket its nodes' points in file order and where it begins in the sorted order.
+    std::mutex counting_;
+    std::atomic<std::uint32_t> countedStages_{0};
+    std::vector<std::uint32_t> open_;  // nodes read with buckets not counted yet, in file order
+    // One node's points of one bucket.
+    struct Segment {
+        const KeptPoint* points;
+        std::uint32_t node, count;
     };
+    std::vector<std::vector<Segment>> bucketSegments_;
+    std::vector<std::uint64_t> bucketStarts_, bucketSizes_;
+    std::uint64_t placedTotal_ = 0;
 };
 
 }  // namespace ovcf

@@ -39,49 +39,39 @@ public:
         return true;
     }
     const FileHeader& header() const { return first_.header(); }
+    const std::vector<HierarchyRecord>& nodes() const { return first_.nodes(); }
     std::uint32_t nodeCount() const { return static_cast<std::uint32_t>(first_.nodes().size()); }
     std::uint64_t startOf(std::uint32_t node) const { return starts_[node]; }
     ParallelReaders& readers() { return readers_; }
-
-    // Runs of consecutive nodes holding about equal numbers of the points handed on, two per
-    // worker so that a worker held up by the machine's other work holds up no one. Returns the
-    // first node of each run and, last, the node count.
-    std::vector<std::uint32_t> runs() const {
-        const std::uint64_t total = starts_.back();
-        const std::uint64_t target = std::max<std::uint64_t>(total / (2 * readers_.count()), 1);
-        std::vector<std::uint32_t> bounds{0};
-        for (std::uint32_t n = 0; n < nodeCount(); ++n)
-            if (starts_[n + 1] - starts_[bounds.back()] > target && n > bounds.back()) bounds.push_back(n);
-        bounds.push_back(nodeCount());
-        return bounds;
-    }
 
     // Reads nodes [first, end) in order with worker `worker`'s reader and calls take(node,
     // global index, point) for each point handed on: every point, or the survivors only.
     template <class Take>
     bool readNodes(unsigned worker, std::uint32_t first, std::uint32_t end, std::vector<PointRecord>& points,
                    std::string& error, const Take& take) {
-        OvcfReader& reader = readers_.reader(worker);
         for (std::uint32_t node = first; node < end; ++node) {
-            if (!reader.readNode(node, points, error)) return false;
-            const std::uint64_t firstPoint = reader.nodes()[node].firstPoint;
+            if (!readNode(worker, node, points, error)) return false;
+            const std::uint64_t firstPoint = first_.nodes()[node].firstPoint;
             const bool deletions = hasDeleted(node);
             for (std::size_t j = 0; j < points.size(); ++j) {
                 const std::uint64_t g = firstPoint + j;
-                if (survivorsOnly_ && deletions && isDeleted(g)) continue;
+                if (skips(g, deletions)) continue;
                 if (!take(node, g, deletions, points[j])) break;
             }
         }
         return true;
     }
-
+    bool readNode(unsigned worker, std::uint32_t node, std::vector<PointRecord>& points, std::string& error) {
+        return readers_.reader(worker).readNode(node, points, error);
+    }
+    // Whether point `g` of a node with deletions or not is left out.
+    bool skips(std::uint64_t g, bool deletions) const { return survivorsOnly_ && deletions && isDeleted(g); }
     bool isDeleted(std::uint64_t g) const { return g < source_.deleted->pointCount() && source_.deleted->test(g); }
-
-private:
     bool hasDeleted(std::uint32_t node) const {
         return source_.deletedInNode && node < source_.deletedInNode->size() && (*source_.deletedInNode)[node] > 0;
     }
 
+private:
     const ReadBackSource& source_;
     bool survivorsOnly_;
     OvcfReader first_;
@@ -152,6 +142,46 @@ struct SurvivorWriter {
     }
 };
 
+// One read task of the sorted fill: reads the node with worker `worker`'s reader, counts the
+// buckets and slices of the points it hands on, then keeps them, each through the writer's show().
+template <class Writer>
+bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, ElevationOrder::Task task,
+              std::vector<PointRecord>& decoded, std::string& failure, const Writer& writer) {
+    struct Ended {  // even when the read throws: placing workers wait for it
+        ElevationOrder& order;
+        std::uint32_t stage;
+        ~Ended() { order.endRead(stage); }
+    } ended{order, task.stage};
+    const Writer own = writer;
+    if (!run.readNode(worker, task.item, decoded, failure)) return false;
+    ElevationOrder::NodeScratch& room = order.room(worker);
+    room.reserve(decoded.size());
+    std::uint32_t* picked = room.picked();
+    std::uint16_t* buckets = room.buckets();
+    std::uint32_t* counts = room.counts();
+    std::uint32_t* sliceCounts = room.sliceCounts();
+    const ElevationOrder::Slicing slicing = order.slicing();
+    const std::uint64_t first = run.nodes()[task.item].firstPoint;
+    const bool deletions = run.hasDeleted(task.item);
+    std::size_t count = 0;
+    std::uint32_t low = ~0u, high = 0;
+    for (std::uint32_t j = 0; j < decoded.size(); ++j) {
+        if (run.skips(first + j, deletions)) continue;
+        const std::uint32_t s = slicing.slice(decoded[j].z);
+        const std::uint32_t b = slicing.bucket(s);
+        ++sliceCounts[s];
+        ++counts[b];
+        picked[count] = j;
+        buckets[count++] = static_cast<std::uint16_t>(b);
+        low = std::min(low, b);
+        high = std::max(high, b);
+    }
+    return order.keep(task.item, room, count, low, high, [&](std::uint32_t j) {
+        const PointRecord& p = decoded[j];
+        return kept(p, own.show(first + j, deletions, p));
+    });
+}
+
 // Fills the host's buffers: every point handed on by `run` goes through the writer's show(global
 // index, node has deletions, point) and then put(at, kept point), at its place in file order or
 // sorted by elevation; `tally` sums what put returns. Each worker calls a copy of `writer` of its
@@ -191,37 +221,33 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
         return ok ? static_cast<std::int64_t>(written.load()) : -1;
     }
 
-    // Sorted: every node read once into the order's buckets, then the buckets written out.
-    const std::vector<std::uint32_t> runs = run.runs();
-    const std::size_t chunks = runs.size() - 1;
-    std::vector<std::uint64_t> chunkPoints(chunks);
-    for (std::size_t chunk = 0; chunk < chunks; ++chunk) chunkPoints[chunk] = run.startOf(runs[chunk + 1]) - run.startOf(runs[chunk]);
-    ElevationOrder order(run.header(), chunkPoints);
-    const bool read = run.readers().forEachPiece(chunks, [&](unsigned worker, std::size_t chunk, std::string& failure) {
-        const Writer own = writer;
-        ElevationOrder::Keeper keeper = order.keeper(chunk);
-        const bool read = run.readNodes(worker, runs[chunk], runs[chunk + 1], scratch[worker], failure,
-                                        [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
-                                            keeper.keep(kept(p, own.show(g, deletions, p)));
-                                            return true;
-                                        });
-        order.endChunk(chunk);
-        return read;
-    }, error);
-    if (!read) return -1;
-    const std::uint64_t written = std::min<std::uint64_t>(order.startPlacing(), static_cast<std::uint64_t>(capacity));
-    std::atomic<std::size_t> next{0};
-    runOnThreads(run.readers().count(), [&](unsigned worker) {
-        const Writer own = writer;
-        ElevationOrder::Scratch room;
-        std::uint64_t sum = 0;
-        for (std::size_t b = next.fetch_add(1); b < order.buckets(); b = next.fetch_add(1))
-            sum += order.place(order.buckets() - 1 - b, written, [&](std::int64_t at, const KeptPoint& p) { return own.put(at, p); },
-                               out, room);
-        sums[worker].n += sum;
-    });
-    addSums();
-    return static_cast<std::int64_t>(written);
+    // Sorted: every node read once, from the highest cube down, and each bucket placed as soon
+    // as no node left to read can reach it. A point outside its node's cube, or a failed read,
+    // starts it again in file order with the cubes ignored, which also reports the first node
+    // in file order that fails.
+    std::vector<ElevationOrder::Scratch> placing(run.readers().count());
+    for (const bool ignoreCubes : {false, true}) {
+        for (Sum& sum : sums) sum.n = 0;
+        ElevationOrder order(run.header(), run.nodes(), ignoreCubes, run.readers().count());
+        const std::vector<ElevationOrder::Task>& tasks = order.tasks();
+        const bool ok = run.readers().forEachPiece(tasks.size(), [&](unsigned worker, std::size_t i, std::string& failure) {
+            const ElevationOrder::Task task = tasks[i];
+            if (task.place) {
+                const Writer own = writer;
+                order.awaitStage(task.stage);
+                sums[worker].n += order.place(task.item, static_cast<std::uint64_t>(capacity),
+                                              [&](std::int64_t at, const KeptPoint& p) { return own.put(at, p); }, out,
+                                              placing[worker]);
+                return true;
+            }
+            return keepNode(run, order, worker, task, scratch[worker], failure, writer);
+        }, error);
+        if (ok) {
+            addSums();
+            return static_cast<std::int64_t>(std::min<std::uint64_t>(order.total(), static_cast<std::uint64_t>(capacity)));
+        }
+    }
+    return -1;
 }
 
 double millisecondsSince(std::chrono::steady_clock::time_point start) {

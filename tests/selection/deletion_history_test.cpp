@@ -426,5 +426,60 @@ TEST(ReadBackOrder, EqualHeightsKeepFileOrderWhateverTheBucketsAndThreads) {
     }
 }
 
+TEST(ReadBackOrder, PointsOutsideTheirCubeAndDamagedNodesGiveTheFileOrderResult) {
+    // The sorted read reads the nodes from the highest cube down. A point outside its node's cube
+    // must still come out in its place, and of two damaged nodes the first in file order is the
+    // one reported. Node 1's cube is the lowest quarter of the height, node 45's the highest.
+    struct Case {
+        const char* name;
+        std::uint32_t node, z;  // the node's first point moved to this height above the root's base
+        std::vector<std::uint32_t> damaged;
+    };
+    const Case cases[] = {
+        {"a point above its cube", 9, 60000, {}},
+        {"a point below its cube", 45, 100, {}},
+        {"two damaged nodes", 0, 0, {45, 1}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        KnownCloud cloud = fullTree(2, 60);
+        cloud.nodes[c.node].points[0].z = cloud.params.rootOrigin[2] + c.z;
+        EveryNthDeleted opened(cloud, "outside", 7);
+        const std::uint64_t n = opened.count;
+        ASSERT_GT(n, 0u);
+        for (const std::uint32_t node : c.damaged) corruptBlock(opened.path, node);
+        for (const bool survivorsOnly : {false, true}) {
+            std::vector<double> xyz(3 * n);
+            std::vector<std::uint32_t> rgb(n);
+            std::vector<std::uint8_t> flags(n);
+            using Point = std::array<double, 5>;
+            std::string error;
+            const auto read = [&](unsigned threads, bool sort) {
+                const ReadBackSource source = opened.source(threads);
+                const std::int64_t written =
+                    survivorsOnly ? readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, std::int64_t(n)}, sort, error)
+                                  : readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), std::int64_t(n)}, sort, error);
+                std::vector<Point> out;
+                for (std::int64_t k = 0; k < written; ++k)
+                    out.push_back({xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2], double(rgb[k]), survivorsOnly ? 0.0 : flags[k]});
+                return std::make_pair(written, out);
+            };
+            auto [written, expected] = read(1, false);
+            const std::string unsortedError = error;
+            std::stable_sort(expected.begin(), expected.end(), [](const Point& a, const Point& b) { return a[2] > b[2]; });
+            for (const unsigned threads : {1u, 3u}) {
+                const auto [sortedWritten, sorted] = read(threads, true);
+                EXPECT_EQ(sortedWritten, written) << threads << " threads";
+                if (c.damaged.empty()) {
+                    EXPECT_TRUE(sorted == expected) << threads << " threads";
+                } else {
+                    EXPECT_EQ(error, unsortedError) << threads << " threads";
+                }
+            }
+            if (!c.damaged.empty()) EXPECT_EQ(written, -1);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace ovcf::test
