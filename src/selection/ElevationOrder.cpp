@@ -178,18 +178,36 @@ KeptPoint* ElevationOrder::group(std::uint32_t index, NodeScratch& scratch, std:
 }
 
 void ElevationOrder::endRead(std::uint32_t stage) {
-    if (unread_[stage].fetch_sub(1) == 1) unread_[stage].notify_all();
+    if (unread_[stage].fetch_sub(1) != 1) return;
+    // Under the lock, so that a worker between testing the count and waiting cannot miss it.
+    const std::lock_guard<std::mutex> lock(reading_);
+    readEnded_.notify_all();
 }
 
-void ElevationOrder::awaitStage(std::uint32_t stage) {
-    if (countedStages_.load() > stage) return;
-    for (std::uint32_t s = countedStages_.load(); s <= stage; ++s)
-        for (std::uint32_t left = unread_[s].load(); left != 0; left = unread_[s].load()) unread_[s].wait(left);
+void ElevationOrder::abandon() {
+    const std::lock_guard<std::mutex> lock(reading_);
+    abandoned_ = true;
+    readEnded_.notify_all();
+}
+
+bool ElevationOrder::awaitStage(std::uint32_t stage) {
+    if (countedStages_.load() > stage) return true;
+    {
+        std::unique_lock<std::mutex> lock(reading_);
+        readEnded_.wait(lock, [&] {
+            if (abandoned_) return true;
+            for (std::uint32_t s = countedStages_.load(); s <= stage; ++s)
+                if (unread_[s].load() != 0) return false;
+            return true;
+        });
+        if (abandoned_) return false;
+    }
     const std::lock_guard<std::mutex> lock(counting_);
     for (std::uint32_t s = countedStages_.load(); s <= stage; ++s) {
         countStage(s);
         countedStages_.store(s + 1);
     }
+    return true;
 }
 
 void ElevationOrder::countStage(std::uint32_t stage) {

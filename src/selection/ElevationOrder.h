@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -128,9 +129,13 @@ public:
     }
     // Every read task ends with this, whether it kept its node or not.
     void endRead(std::uint32_t stage);
+    // A read failed: the reads not begun yet may never be, so no placing worker waits for them
+    // any more, and what is placed from then on is dropped.
+    void abandon();
     // Before placing a bucket of `stage`: waits until every read of that stage and the earlier
-    // ones has ended. Tasks are handed out in order, so those reads are all under way.
-    void awaitStage(std::uint32_t stage);
+    // ones has ended (tasks are handed out in order, so those reads are all under way). False,
+    // without counting anything, once the read is abandoned.
+    bool awaitStage(std::uint32_t stage);
 
     // A worker's room for placing one bucket after another.
     struct Scratch {
@@ -193,6 +198,9 @@ private:
     std::unique_ptr<KeptNode[]> nodes_;
     // Per stage: the reads not ended yet, its nodes in file order and its lowest bucket.
     std::unique_ptr<std::atomic<std::uint32_t>[]> unread_;
+    std::mutex reading_;                  // with readEnded_: a stage's last read ended, or abandon()
+    std::condition_variable readEnded_;
+    bool abandoned_ = false;              // under reading_
     std::vector<std::vector<std::uint32_t>> stageNodes_;
     std::vector<std::uint32_t> stageLow_;
 

@@ -234,13 +234,20 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
             const ElevationOrder::Task task = tasks[i];
             if (task.place) {
                 const Writer own = writer;
-                order.awaitStage(task.stage);
+                if (!order.awaitStage(task.stage)) return true;  // the failed read says why
                 sums[worker].n += order.place(task.item, static_cast<std::uint64_t>(capacity),
                                               [&](std::int64_t at, const KeptPoint& p) { return own.put(at, p); }, out,
                                               placing[worker]);
                 return true;
             }
-            return keepNode(run, order, worker, task, scratch[worker], failure, writer);
+            try {
+                if (keepNode(run, order, worker, task, scratch[worker], failure, writer)) return true;
+            } catch (...) {
+                order.abandon();
+                throw;
+            }
+            order.abandon();
+            return false;
         }, error);
         if (ok) {
             addSums();

@@ -476,7 +476,9 @@ TEST(ReadBackOrder, PointsOutsideTheirCubeAndDamagedNodesGiveTheFileOrderResult)
                     EXPECT_EQ(error, unsortedError) << threads << " threads";
                 }
             }
-            if (!c.damaged.empty()) EXPECT_EQ(written, -1);
+            if (!c.damaged.empty()) {
+                EXPECT_EQ(written, -1);
+            }
         }
     }
 }
