@@ -45,7 +45,10 @@ private:
     }
 };
 
-inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context) {
+inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& shared, std::int32_t prediction, unsigned context) {
+    // A copy keeps the coder's state in registers across the two or three symbols; the shared
+    // decoder, which the compiler must keep up to date in memory at every step, is written once.
+    ArithmeticDecoder decoder = shared;
     k_ = decoder.decodeSymbol(classModels_[context]);
     std::int32_t corrector;
     if (k_ == 0) {
@@ -67,6 +70,7 @@ inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_
     } else {
         corrector = correctorMin_;
     }
+    shared = decoder;
     std::int32_t value = static_cast<std::int32_t>(static_cast<std::uint32_t>(prediction) + static_cast<std::uint32_t>(corrector));
     if (value < 0)
         value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) + correctorRange_);
