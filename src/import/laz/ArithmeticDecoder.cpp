@@ -15,26 +15,4 @@ void ArithmeticDecoder::corrupt() { throw CorruptData("invalid arithmetic coder 
 
 void ArithmeticDecoder::endedEarly() { throw CorruptData("the compressed data ends early"); }
 
-std::uint32_t ArithmeticDecoder::readShort() {
-    length_ >>= 16;
-    const std::uint32_t symbol = value_ / length_;
-    if (symbol >> 16) corrupt();
-    value_ -= length_ * symbol;
-    if (length_ < kMinLength) renormalize();
-    return symbol;
-}
-
-std::uint32_t ArithmeticDecoder::readBits(unsigned bits) {
-    if (bits > 19) {
-        const std::uint32_t low = readShort();
-        return (readBits(bits - 16) << 16) | low;
-    }
-    length_ >>= bits;
-    const std::uint32_t symbol = value_ / length_;
-    if (symbol >> bits) corrupt();
-    value_ -= length_ * symbol;
-    if (length_ < kMinLength) renormalize();
-    return symbol;
-}
-
 }  // namespace ovcf::laz

@@ -68,7 +68,12 @@ public:
         return symbol;
     }
 
-    std::uint32_t readBits(unsigned bits);  // 1 to 32 raw bits
+    // 1 to 32 raw bits; inline, so that a caller's copy of the decoder stays in registers.
+    std::uint32_t readBits(unsigned bits) {
+        if (bits <= 19) return readSmall(bits);
+        const std::uint32_t low = readShort();
+        return (readSmall(bits - 16) << 16) | low;
+    }
     std::uint32_t readInt() { const std::uint32_t low = readShort(); return (readShort() << 16) | low; }
 
 private:
@@ -76,7 +81,15 @@ private:
 
     [[noreturn]] static void corrupt();
     [[noreturn]] static void endedEarly();
-    std::uint32_t readShort();
+    std::uint32_t readShort() { return readSmall(16); }
+    std::uint32_t readSmall(unsigned bits) {
+        length_ >>= bits;
+        const std::uint32_t symbol = value_ / length_;
+        if (symbol >> bits) corrupt();
+        value_ -= length_ * symbol;
+        if (length_ < kMinLength) renormalize();
+        return symbol;
+    }
     // Shifts in the bytes that bring the length back to at least kMinLength. Every second or
     // third symbol needs one or two, unforeseeably: computed without a branch from the
     // length's leading zeros, away from the end of the block.

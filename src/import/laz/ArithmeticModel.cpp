@@ -46,20 +46,19 @@ void SymbolModel::update() {
     }
     const std::uint32_t scale = 0x80000000u / totalCount;
     std::uint32_t sum = 0;
-    // Slice s starts inside the last symbol that begins before it: the number of those, less
-    // one. They are counted per slice first and summed after, without a branch per symbol.
+    // Slice s starts inside the last symbol that begins in a slice before it. Filled run by run
+    // as the symbols' starts are found: one store per slice.
     std::uint16_t* table = data_.data() + 2 * symbols;
-    std::fill(table, table + tableSize + 2, std::uint16_t{0});
+    table[0] = 0;
+    std::uint16_t* filled = table + 1;
     for (std::uint32_t k = 0; k < symbols; ++k) {
         distribution[k] = static_cast<std::uint16_t>((scale * sum) >> (31 - kSymbolLengthShift));
         sum += count[k];
-        ++table[(distribution[k] >> tableShift) + 1];
+        std::uint16_t* upTo = table + (distribution[k] >> tableShift) + 1;
+        std::fill(filled, upTo, static_cast<std::uint16_t>(k - 1));
+        filled = std::max(filled, upTo);
     }
-    std::uint32_t before = 0;
-    for (std::uint32_t slice = 1; slice <= tableSize + 1; ++slice) {
-        before += table[slice];
-        table[slice] = static_cast<std::uint16_t>(before - 1);
-    }
+    std::fill(filled, table + tableSize + 2, static_cast<std::uint16_t>(symbols - 1));
     cycle = (5 * cycle) >> 2;
     const std::uint32_t longest = (symbols + 6) << 3;
     if (cycle > longest) cycle = longest;

@@ -45,7 +45,10 @@ private:
     }
 };
 
-inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context) {
+inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& shared, std::int32_t prediction, unsigned context) {
+    // A copy keeps the coder's state in registers across the two or three symbols; the shared
+    // decoder, which the compiler must keep up to date in memory at every step, is written once.
+    ArithmeticDecoder decoder = shared;
     k_ = decoder.decodeSymbol(classModels_[context]);
     std::int32_t corrector;
     if (k_ == 0) {
@@ -59,19 +62,21 @@ inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& decoder, std::int32_
             c = decoder.decodeSymbol(correctorModel(k_));
             c = (c << lowBits) | decoder.readBits(lowBits);
         }
-        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k]; the sign is as
-        // random as the data, so both are computed and one selected.
-        const std::uint32_t positive = c + 1;
-        const std::uint32_t negative = c - ((1u << k_) - 1);
-        corrector = static_cast<std::int32_t>(c >= (1u << (k_ - 1)) ? positive : negative);
+        // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k]. The sign is as
+        // random as the data: masks, as the compiler turned a selection into a branch.
+        const std::uint32_t negative = 0u - static_cast<std::uint32_t>(c < (1u << (k_ - 1)));
+        corrector = static_cast<std::int32_t>(c + 1 - (negative & (1u << k_)));
     } else {
         corrector = correctorMin_;
     }
-    std::int32_t value = static_cast<std::int32_t>(static_cast<std::uint32_t>(prediction) + static_cast<std::uint32_t>(corrector));
-    if (value < 0)
-        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) + correctorRange_);
-    else if (correctorRange_ != 0 && static_cast<std::uint32_t>(value) >= correctorRange_)
-        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) - correctorRange_);
+    shared = decoder;
+    // Folded back into the range of `bits`, without a branch either: a coordinate's change is
+    // as often below zero as above.
+    const std::uint32_t sum = static_cast<std::uint32_t>(prediction) + static_cast<std::uint32_t>(corrector);
+    const std::uint32_t below = 0u - static_cast<std::uint32_t>(static_cast<std::int32_t>(sum) < 0);
+    const std::uint32_t above = 0u - (static_cast<std::uint32_t>(correctorRange_ != 0) & (sum >> 31 ^ 1u) &
+                                      static_cast<std::uint32_t>(sum >= correctorRange_));
+    const std::int32_t value = static_cast<std::int32_t>(sum + (below & correctorRange_) - (above & correctorRange_));
     return value;
 }
 

@@ -8,6 +8,7 @@
 
 #include "import/laz/IntegerCodec.h"
 #include "import/laz/Prediction.h"
+#include "ovcf/ByteOrder.h"
 
 namespace ovcf::laz {
 
@@ -30,7 +31,20 @@ struct Point14 {
     unsigned codedFlags() const { return (flags & 15u) | (((flags >> 6) & 1u) << 4) | (((flags >> 7) & 1u) << 5); }
 
     void load(const std::uint8_t* raw);
-    void store(std::uint8_t* raw) const;
+    // Inline, as lastReturnContext(): both run at every point.
+    void store(std::uint8_t* r) const {
+        le::putU32(r, static_cast<std::uint32_t>(x));
+        le::putU32(r + 4, static_cast<std::uint32_t>(y));
+        le::putU32(r + 8, static_cast<std::uint32_t>(z));
+        le::putU16(r + 12, intensity);
+        r[14] = returns;
+        r[15] = flags;
+        r[16] = classification;
+        r[17] = userData;
+        le::putU16(r + 18, scanAngle);
+        le::putU16(r + 20, source);
+        le::putU64(r + 22, gpsTime);
+    }
 };
 
 constexpr std::int32_t kGpsMulti = 500;
@@ -76,7 +90,10 @@ struct Point14Context {
     // A fresh context continuing from `point`.
     void start(const Point14& point);
     // Single, first, last or intermediate return of the last point, and whether its time changed.
-    unsigned lastReturnContext() const;
+    unsigned lastReturnContext() const {
+        const unsigned r = last.returnNumber();
+        return (r == 1 ? 1u : 0u) + (r >= last.returnCount() ? 2u : 0u) + (last.gpsTimeChanged ? 4u : 0u);
+    }
 };
 
 // The context of the current point's return: 3 single, 2 first, 1 last, 0 intermediate.

@@ -12,24 +12,33 @@
 
 namespace ovcf::laz {
 
+// Minimum and maximum through masks: the compiler made branches of std::min and std::max here,
+// on comparisons as random as the data.
+inline std::int32_t least(std::int32_t a, std::int32_t b) {
+    const std::uint32_t mask = 0u - static_cast<std::uint32_t>(a < b);
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(b) ^ ((static_cast<std::uint32_t>(a) ^ static_cast<std::uint32_t>(b)) & mask));
+}
+inline std::int32_t most(std::int32_t a, std::int32_t b) {
+    const std::uint32_t mask = 0u - static_cast<std::uint32_t>(a > b);
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(b) ^ ((static_cast<std::uint32_t>(a) ^ static_cast<std::uint32_t>(b)) & mask));
+}
+
 // The median of roughly the last five values, kept sorted and updated in O(1): the newest value
-// replaces the largest or the smallest, by turns that depend on where values land. Written as
-// minima and maxima, without branches: where a value lands is as random as the data.
+// replaces the largest or the smallest, by turns that depend on where values land. Written
+// without branches: where a value lands is as random as the data.
 class StreamingMedian5 {
 public:
     std::int32_t get() const { return v_[2]; }
     void add(std::int32_t x) {
         // The four kept, in order: all but the largest while high, all but the smallest after.
-        const std::int32_t a0 = high_ ? v_[0] : v_[1];
-        const std::int32_t a1 = high_ ? v_[1] : v_[2];
-        const std::int32_t a2 = high_ ? v_[2] : v_[3];
-        const std::int32_t a3 = high_ ? v_[3] : v_[4];
-        const bool below = high_ ? x < v_[2] : !(v_[2] < x);
-        v_[0] = std::min(a0, x);
-        v_[1] = std::min(a1, std::max(a0, x));
-        v_[2] = std::min(a2, std::max(a1, x));
-        v_[3] = std::min(a3, std::max(a2, x));
-        v_[4] = std::max(a3, x);
+        const std::int32_t* kept = v_ + (high_ ? 0 : 1);
+        const std::int32_t a0 = kept[0], a1 = kept[1], a2 = kept[2], a3 = kept[3];
+        const bool below = (x < v_[2]) | (!high_ & (x == v_[2]));
+        v_[0] = least(a0, x);
+        v_[1] = least(a1, most(a0, x));
+        v_[2] = least(a2, most(a1, x));
+        v_[3] = least(a3, most(a2, x));
+        v_[4] = most(a3, x);
         high_ = below;
     }
 

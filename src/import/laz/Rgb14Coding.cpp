@@ -78,7 +78,7 @@ public:
             lastNir_[b] = lastNir_[a];
         });
         Rgb& rgb = lastRgb_[from];
-        if (rgbPresent_) rgb = decodeRgb(rgb_, made(rgbModels_[state_.lastChannel]), rgb);
+        if (rgbPresent_) decodeRgb(rgb_, made(rgbModels_[state_.lastChannel]), rgb);
         storeRgb(rgb, out);
         if (!withNir_) return;
         std::uint16_t& nir = lastNir_[from];

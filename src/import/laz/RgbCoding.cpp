@@ -10,8 +10,8 @@ namespace {
 // Model slots, in the order the bytes are coded.
 enum : int { kLowRed, kHighRed, kLowGreen, kHighGreen, kLowBlue, kHighBlue };
 
-int low(std::uint16_t v) { return v & 0xFF; }
-int high(std::uint16_t v) { return v >> 8; }
+int low(unsigned v) { return static_cast<int>(v & 0xFF); }
+int high(unsigned v) { return static_cast<int>((v >> 8) & 0xFF); }
 int clampByte(int v) { return std::clamp(v, 0, 255); }
 
 }  // namespace
@@ -24,35 +24,39 @@ void storeRgb(const Rgb& rgb, std::uint8_t* b) {
     le::putU16(b + 4, rgb.blue);
 }
 
-Rgb decodeRgb(ArithmeticDecoder& d, RgbModels& models, const Rgb& last) {
+void decodeRgb(ArithmeticDecoder& shared, RgbModels& models, Rgb& rgb) {
+    // A copy of the decoder keeps its state in registers across the up to seven symbols, and the
+    // colour is replaced in place: a returned six-byte value was assembled through memory, a stall
+    // at every point.
+    ArithmeticDecoder d = shared;
+    const unsigned lastRed = rgb.red, lastGreen = rgb.green, lastBlue = rgb.blue;
     const std::uint32_t mask = d.decodeSymbol(models.changed);
-    auto byteAfter = [&](int slot, int base) {
-        return static_cast<std::uint16_t>((d.decodeSymbol(models.bytes[slot]) + static_cast<std::uint32_t>(base)) & 0xFF);
-    };
-    Rgb rgb;
-    rgb.red = mask & 1 ? byteAfter(kLowRed, low(last.red)) : static_cast<std::uint16_t>(last.red & 0xFF);
-    rgb.red |= (mask & 2 ? byteAfter(kHighRed, high(last.red)) : high(last.red)) << 8;
+    auto byteAfter = [&](int slot, int base) { return (d.decodeSymbol(models.bytes[slot]) + static_cast<std::uint32_t>(base)) & 0xFFu; };
+    unsigned red = mask & 1 ? byteAfter(kLowRed, low(lastRed)) : lastRed & 0xFFu;
+    red |= (mask & 2 ? byteAfter(kHighRed, high(lastRed)) : lastRed >> 8) << 8;
+    unsigned green = red, blue = red;
     if (mask & 64) {
-        int diff = low(rgb.red) - low(last.red);
-        rgb.green = mask & 4 ? byteAfter(kLowGreen, clampByte(diff + low(last.green))) : static_cast<std::uint16_t>(last.green & 0xFF);
+        int diff = low(red) - low(lastRed);
+        green = mask & 4 ? byteAfter(kLowGreen, clampByte(diff + low(lastGreen))) : lastGreen & 0xFFu;
         if (mask & 16) {
-            diff = (diff + low(rgb.green) - low(last.green)) / 2;
-            rgb.blue = byteAfter(kLowBlue, clampByte(diff + low(last.blue)));
+            diff = (diff + low(green) - low(lastGreen)) / 2;
+            blue = byteAfter(kLowBlue, clampByte(diff + low(lastBlue)));
         } else {
-            rgb.blue = last.blue & 0xFF;
+            blue = lastBlue & 0xFFu;
         }
-        diff = high(rgb.red) - high(last.red);
-        rgb.green |= (mask & 8 ? byteAfter(kHighGreen, clampByte(diff + high(last.green))) : high(last.green)) << 8;
+        diff = high(red) - high(lastRed);
+        green |= (mask & 8 ? byteAfter(kHighGreen, clampByte(diff + high(lastGreen))) : lastGreen >> 8) << 8;
         if (mask & 32) {
-            diff = (diff + high(rgb.green) - high(last.green)) / 2;
-            rgb.blue |= byteAfter(kHighBlue, clampByte(diff + high(last.blue))) << 8;
+            diff = (diff + high(green) - high(lastGreen)) / 2;
+            blue |= byteAfter(kHighBlue, clampByte(diff + high(lastBlue))) << 8;
         } else {
-            rgb.blue |= last.blue & 0xFF00;
+            blue |= lastBlue & 0xFF00u;
         }
-    } else {
-        rgb.green = rgb.blue = rgb.red;
     }
-    return rgb;
+    rgb.red = static_cast<std::uint16_t>(red);
+    rgb.green = static_cast<std::uint16_t>(green);
+    rgb.blue = static_cast<std::uint16_t>(blue);
+    shared = d;
 }
 
 void encodeRgb(ArithmeticEncoder& e, RgbModels& models, const Rgb& c, const Rgb& last) {

@@ -23,7 +23,8 @@ struct RgbModels {
                             SymbolModel(256), SymbolModel(256), SymbolModel(256)};
 };
 
-Rgb decodeRgb(ArithmeticDecoder& decoder, RgbModels& models, const Rgb& last);
+// Replaces `rgb`, the last colour, with the next.
+void decodeRgb(ArithmeticDecoder& decoder, RgbModels& models, Rgb& rgb);
 void encodeRgb(ArithmeticEncoder& encoder, RgbModels& models, const Rgb& current, const Rgb& last);
 
 }  // namespace ovcf::laz

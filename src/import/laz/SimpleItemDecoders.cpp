@@ -13,7 +13,7 @@ class Rgb12Decoder final : public PointwiseItemDecoder {
 public:
     void first(const std::uint8_t* raw) override { last_ = loadRgb(raw); }
     void decode(ArithmeticDecoder& d, std::uint8_t* out) override {
-        last_ = decodeRgb(d, models_, last_);
+        decodeRgb(d, models_, last_);
         storeRgb(last_, out);
     }
 
