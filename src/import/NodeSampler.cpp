@@ -9,11 +9,9 @@ namespace ovcf {
 
 bool makeChildBuckets(IndexerRun& run, const NodeKey& key, std::uint64_t points, ChildBuckets& children,
                       std::string& error) {
-    for (std::uint32_t octant = 0; octant < 8; ++octant) {
+    for (std::uint32_t octant = 0; octant < 8; ++octant)
         children[octant] =
             std::make_unique<PointBucket>(run.folder, nodeName(childKey(key, octant)), run.bucketLimit, &run.pool);
-        if (run.workers.threads() > 1) children[octant]->warmPagesOn(run.workers);
-    }
     // An even share each: beyond a bucket's own limit they all spill; otherwise as many stay as
     // the pool holds.
     const std::uint64_t share = std::max<std::uint64_t>(points / 8, 1);

@@ -100,7 +100,6 @@ bool indexSource(PointSource& source, const std::string& outputPath, const Impor
     run.occupancy.resize(options.gridSize * options.gridSize * options.gridSize);
 
     PointBucket root(folder, "root", run.bucketLimit, &run.pool);
-    if (run.workers.threads() > 1) root.warmPagesOn(run.workers);
     ChildBuckets children;
     IntegerBox announced, box;
     const bool splitWhileReading = rootSplitWhileReading(run, source, announced);

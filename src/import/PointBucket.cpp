@@ -1,9 +1,7 @@
 #include "import/PointBucket.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
-#include <memory>
 
 #include "core/Log.h"
 #include "core/NumberFormat.h"
@@ -16,9 +14,6 @@ namespace {
 
 constexpr std::uint64_t kRecordBytes = sizeof(PointRecord);
 constexpr std::uint64_t kFirstCapacity = 4096;
-// How far ahead of the points held a worker maps the memory (16 MiB).
-constexpr std::uint64_t kWarmedPoints = (std::uint64_t{16} << 20) / kRecordBytes;
-constexpr std::uint64_t kSmallestWarming = std::uint64_t{1} << 21;  // less is not worth a task
 // Reads from the file go in pieces of at most this many points (18 MiB).
 constexpr std::size_t kLargestFileRead = std::size_t{1} << 20;
 
@@ -39,30 +34,6 @@ void PointBucket::giveBackMemory() {
     poolTaken_ = 0;
 }
 
-void PointBucket::warmAhead(std::uint64_t next) {
-    if (!warmer_ || next + kWarmedPoints / 2 <= warmedTo_) return;
-    finishWarming();
-    // Only a window ahead, not the whole capacity: pages beyond the points held would be memory
-    // that the pool does not count.
-    const std::uint64_t from = std::max<std::uint64_t>(warmedTo_, memory_.size());
-    const std::uint64_t to = std::min<std::uint64_t>(memory_.capacity(), next + kWarmedPoints);
-    if (to <= from || (to - from) * kRecordBytes < kSmallestWarming) return;
-    warmedTo_ = to;
-    void* const start = memory_.data() + from;
-    const std::size_t bytes = static_cast<std::size_t>((to - from) * kRecordBytes);
-    auto task = std::make_shared<std::packaged_task<void()>>([start, bytes] { prefaultLargeBlock(start, bytes); });
-    warming_ = task->get_future();
-    warmer_->post([task] { (*task)(); });
-}
-
-void PointBucket::finishWarming() {
-    if (!warming_.valid()) return;
-    // The worker may be busy with other queued work: take that on rather than sit idle.
-    while (warming_.wait_for(std::chrono::seconds(0)) != std::future_status::ready && warmer_->runQueued()) {
-    }
-    warming_.get();
-}
-
 bool PointBucket::appendInMemory(const PointRecord* points, std::size_t count) {
     const std::uint64_t needed = memory_.size() + count;
     if (needed > memory_.capacity()) {
@@ -77,11 +48,9 @@ bool PointBucket::appendInMemory(const PointRecord* points, std::size_t count) {
             giveBackMemory();
             poolTaken_ = pool_ ? capacity : 0;
         } else {
-            finishWarming();  // the pages may move
             memory_.reserve(static_cast<std::size_t>(capacity));
         }
     }
-    warmAhead(needed);
     // Where growing moves pages, only the points held cost memory, and only they are charged:
     // a doubled capacity would otherwise claim up to twice the pool's worth.
     if (pool_ && needed > poolTaken_) {
@@ -96,7 +65,6 @@ bool PointBucket::expect(std::uint64_t points, std::string& error) {
     if (isSpilled() || points <= memory_.capacity()) return true;
     if (total_ + points > ramLimit_) return spill(error);
     if (pool_ && !pool_->tryTake(points)) return true;
-    finishWarming();
     memory_.reserve(static_cast<std::size_t>(points));
     giveBackMemory();
     poolTaken_ = pool_ ? points : 0;
@@ -134,14 +102,12 @@ bool PointBucket::spill(std::string& error) {
     if (logLevelThreshold() <= LogDebug)
         logLine(LogDebug, "secchio '%s': passo su disco (%s punti gia' in RAM)", name_.c_str(),
                 formatCount(memory_.size()).c_str());
-    finishWarming();
     if (!memory_.empty()) {
         if (!file_.write(memory_.data(), memory_.size() * kRecordBytes))
             return fail(error, "writing to the temporary file failed: " + file_.lastErrorText());
         bytesOnDisk_ += memory_.size() * kRecordBytes;
     }
     memory_.release();
-    warmedTo_ = 0;
     giveBackMemory();
     return true;
 }
@@ -216,19 +182,16 @@ bool PointBucket::readAll(PointArray& points, std::string& error) {
 }
 
 void PointBucket::takePoints(PointArray& points) {
-    finishWarming();
     points.clear();
     points.swap(memory_);
     release();
 }
 
 void PointBucket::release() {
-    finishWarming();
     if (file_.isOpen()) file_.close();
     if (!filePath_.empty()) SystemFile::deleteFile(filePath_);  // a file left over is not worth a failure
     filePath_.clear();
     memory_.release();
-    warmedTo_ = 0;
     std::vector<PointRecord>().swap(writeBuffer_);
     giveBackMemory();
     total_ = 0;

@@ -7,11 +7,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <future>
 #include <string>
 #include <vector>
 
-#include "core/WorkerPool.h"
 #include "import/BucketMemoryPool.h"
 #include "import/PointArray.h"
 #include "ovcf/PointRecord.h"
@@ -35,9 +33,6 @@ public:
     // its memory only to write it all out at the spill: the file is the same either way.
     bool expect(std::uint64_t points, std::string& error);
     bool add(const PointRecord* points, std::size_t count, std::string& error);
-    // Has a worker of `pool` map each new stretch of the bucket's memory while points are added,
-    // so that the adding thread seldom stops at a fresh page. The pool must outlive the bucket.
-    void warmPagesOn(WorkerPool& pool) { warmer_ = &pool; }
     // Moves the bucket to its file now, for a bucket that is known to end up there.
     bool spillNow(std::string& error) { return isSpilled() || spill(error); }
     // Writes out what the buffer holds; the buffer's memory is given back until the next add.
@@ -67,10 +62,6 @@ private:
     bool writeOutBuffer(std::string& error, const char* failure);
     bool fail(std::string& error, const std::string& message);
     void giveBackMemory();
-    // Maps the memory a window ahead of `next` points on a worker, when the last window is half
-    // used up; each window is waited for before the memory moves or goes.
-    void warmAhead(std::uint64_t next);
-    void finishWarming();
 
     std::string folder_;
     std::string name_;
@@ -78,9 +69,6 @@ private:
     std::uint64_t ramLimit_;
     BucketMemoryPool* pool_;
     PointArray memory_;
-    WorkerPool* warmer_ = nullptr;
-    std::future<void> warming_;
-    std::uint64_t warmedTo_ = 0;  // points of memory_ mapped or being mapped
     std::uint64_t poolTaken_ = 0;  // points of memory_'s capacity charged to the pool
     std::vector<PointRecord> writeBuffer_;
     SystemFile file_;

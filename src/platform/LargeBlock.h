@@ -16,11 +16,6 @@ void* allocateLargeBlock(std::size_t bytes);
 void* resizeLargeBlock(void* block, std::size_t oldBytes, std::size_t newBytes);
 // Gives back a block from allocateLargeBlock with the same size; null is ignored.
 void freeLargeBlock(void* block, std::size_t bytes);
-// Has the system map the pages of [start, start + bytes) ahead of their first write, their
-// contents unchanged, where it can (Linux from 5.14); elsewhere it does nothing. Other threads may
-// write there meanwhile: the first touch of a fresh page (the system zeroing it) is dear enough
-// that an idle thread taking it on spares the one filling the memory.
-void prefaultLargeBlock(void* start, std::size_t bytes);
 // True where resizeLargeBlock copies (the old and the new block then both hold the data for a
 // moment); false where it moves the pages, and a block's untouched end costs no memory.
 bool largeBlockResizeCopies();

@@ -1,9 +1,6 @@
 // Anonymous mappings, advised to use huge pages from 2 MiB on (the kernel may have them switched
 // to "madvise" only).
 #include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
 
 #include "platform/LargeBlock.h"
 
@@ -38,20 +35,6 @@ void* resizeLargeBlock(void* block, std::size_t oldBytes, std::size_t newBytes) 
 
 void freeLargeBlock(void* block, std::size_t bytes) {
     if (block) munmap(block, bytes == 0 ? 1 : bytes);
-}
-
-void prefaultLargeBlock(void* start, std::size_t bytes) {
-#if defined(__linux__)
-    // MADV_POPULATE_WRITE, which older headers lack; an older kernel refuses it, harmlessly.
-    constexpr int kPopulateWrite = 23;
-    const std::uintptr_t page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(start) + page - 1) & ~(page - 1);
-    const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(start) + bytes) & ~(page - 1);
-    if (end > first) madvise(reinterpret_cast<void*>(first), end - first, kPopulateWrite);
-#else
-    (void)start;
-    (void)bytes;
-#endif
 }
 
 bool largeBlockResizeCopies() { return false; }

@@ -24,10 +24,6 @@ void freeLargeBlock(void* block, std::size_t) {
     if (block) VirtualFree(block, 0, MEM_RELEASE);
 }
 
-// Windows hands out pages from a list it zeroes in the background, and has no way to map them
-// without writing to them.
-void prefaultLargeBlock(void*, std::size_t) {}
-
 bool largeBlockResizeCopies() { return true; }
 
 }  // namespace ovcf
