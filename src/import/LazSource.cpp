@@ -1,6 +1,7 @@
 #include "import/LazSource.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -22,7 +23,7 @@ namespace {
 constexpr std::size_t kVlrHeaderBytes = 54;
 constexpr std::uint64_t kLargestVlrArea = 64u << 20;
 // A batch holds a few chunks per thread, and at most this many points, so memory stays small.
-constexpr std::size_t kChunksPerThread = 2;
+constexpr std::size_t kChunksPerThread = 4;
 constexpr std::uint64_t kBatchPoints = 4u << 20;
 // Larger files than setMeasuredUpTo() says have their colour depth taken from this many evenly
 // spread chunks.
@@ -278,8 +279,11 @@ bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, 
     std::vector<std::string> failures(count);
     const unsigned threads = static_cast<unsigned>(std::min<std::size_t>(threadCount(), count));
     const std::uint16_t length = header_.recordLength;
-    runOnThreads(threads, [&](unsigned t) {
-        for (std::size_t i = t; i < count; i += threads) {
+    // Chunks are handed out one at a time: a thread held up by the other work of the import
+    // leaves its share to the others instead of keeping the whole batch waiting.
+    std::atomic<std::size_t> next{0};
+    runOnThreads(threads, [&](unsigned) {
+        for (std::size_t i = next++; i < count; i = next++) {
             const Chunk& chunk = chunks_[first + i];
             try {
                 batch.chunks[i].resize(static_cast<std::size_t>(chunk.points) * length);
