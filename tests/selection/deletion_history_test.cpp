@@ -334,6 +334,24 @@ struct EveryNthDeleted {
     ReadBackSource source(unsigned threads) const {
         return {path, nullptr, &history.deleted(), &history.deletedInNode(), nullptr, {}, threads};
     }
+
+    using Point = std::array<double, 5>;  // x, y, z, colour, flag (0 for the survivors)
+    // The points as PC_ReadAllPoints (with flags) or PC_ReadSurvivingPoints hands them over, and
+    // how many were written (-1 with `error`).
+    std::pair<std::int64_t, std::vector<Point>> readBack(unsigned threads, bool sort, bool survivorsOnly,
+                                                         std::string& error) const {
+        std::vector<double> xyz(3 * count);
+        std::vector<std::uint32_t> rgb(count);
+        std::vector<std::uint8_t> flags(count);
+        const std::int64_t n = std::int64_t(count);
+        const std::int64_t written =
+            survivorsOnly ? readSurvivingPoints(source(threads), {xyz.data(), rgb.data(), nullptr, n}, sort, error)
+                          : readAllPoints(source(threads), {xyz.data(), rgb.data(), flags.data(), n}, sort, error);
+        std::vector<Point> out;
+        for (std::int64_t k = 0; k < written; ++k)
+            out.push_back({xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2], double(rgb[k]), survivorsOnly ? 0.0 : flags[k]});
+        return {written, out};
+    }
 };
 
 TEST(ReadBackOrder, WorkerThreadsGiveTheOneThreadResult) {
@@ -400,28 +418,14 @@ TEST(ReadBackOrder, EqualHeightsKeepFileOrderWhateverTheBucketsAndThreads) {
             cloud.nodes.push_back({key, points});
         }
         EveryNthDeleted opened(cloud, "heights", 11);
-        const std::uint64_t n = opened.count;
-        ASSERT_GT(n, 0u);
-                std::string error;
-
+        ASSERT_GT(opened.count, 0u);
+        std::string error;
         for (const bool survivorsOnly : {false, true}) {
-            std::vector<double> xyz(3 * n);
-            std::vector<std::uint32_t> rgb(n);
-            std::vector<std::uint8_t> flags(n);
-            using Point = std::array<double, 5>;
-            const auto read = [&](unsigned threads, bool sort) {
-                const ReadBackSource source = opened.source(threads);
-                const std::int64_t written =
-                    survivorsOnly ? readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, std::int64_t(n)}, sort, error)
-                                  : readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), std::int64_t(n)}, sort, error);
-                std::vector<Point> out;
-                for (std::int64_t k = 0; k < written; ++k)
-                    out.push_back({xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2], double(rgb[k]), survivorsOnly ? 0.0 : flags[k]});
-                return out;
-            };
-            std::vector<Point> expected = read(1, false);
+            using Point = EveryNthDeleted::Point;
+            std::vector<Point> expected = opened.readBack(1, false, survivorsOnly, error).second;
             std::stable_sort(expected.begin(), expected.end(), [](const Point& a, const Point& b) { return a[2] > b[2]; });
-            for (const unsigned threads : {1u, 3u}) EXPECT_TRUE(read(threads, true) == expected) << threads << " threads";
+            for (const unsigned threads : {1u, 3u})
+                EXPECT_TRUE(opened.readBack(threads, true, survivorsOnly, error).second == expected) << threads << " threads";
         }
     }
 }
@@ -445,30 +449,16 @@ TEST(ReadBackOrder, PointsOutsideTheirCubeAndDamagedNodesGiveTheFileOrderResult)
         KnownCloud cloud = fullTree(2, 60);
         cloud.nodes[c.node].points[0].z = cloud.params.rootOrigin[2] + c.z;
         EveryNthDeleted opened(cloud, "outside", 7);
-        const std::uint64_t n = opened.count;
-        ASSERT_GT(n, 0u);
+        ASSERT_GT(opened.count, 0u);
         for (const std::uint32_t node : c.damaged) corruptBlock(opened.path, node);
         for (const bool survivorsOnly : {false, true}) {
-            std::vector<double> xyz(3 * n);
-            std::vector<std::uint32_t> rgb(n);
-            std::vector<std::uint8_t> flags(n);
-            using Point = std::array<double, 5>;
+            using Point = EveryNthDeleted::Point;
             std::string error;
-            const auto read = [&](unsigned threads, bool sort) {
-                const ReadBackSource source = opened.source(threads);
-                const std::int64_t written =
-                    survivorsOnly ? readSurvivingPoints(source, {xyz.data(), rgb.data(), nullptr, std::int64_t(n)}, sort, error)
-                                  : readAllPoints(source, {xyz.data(), rgb.data(), flags.data(), std::int64_t(n)}, sort, error);
-                std::vector<Point> out;
-                for (std::int64_t k = 0; k < written; ++k)
-                    out.push_back({xyz[3 * k], xyz[3 * k + 1], xyz[3 * k + 2], double(rgb[k]), survivorsOnly ? 0.0 : flags[k]});
-                return std::make_pair(written, out);
-            };
-            auto [written, expected] = read(1, false);
+            auto [written, expected] = opened.readBack(1, false, survivorsOnly, error);
             const std::string unsortedError = error;
             std::stable_sort(expected.begin(), expected.end(), [](const Point& a, const Point& b) { return a[2] > b[2]; });
             for (const unsigned threads : {1u, 3u}) {
-                const auto [sortedWritten, sorted] = read(threads, true);
+                const auto [sortedWritten, sorted] = opened.readBack(threads, true, survivorsOnly, error);
                 EXPECT_EQ(sortedWritten, written) << threads << " threads";
                 if (c.damaged.empty()) {
                     EXPECT_TRUE(sorted == expected) << threads << " threads";
