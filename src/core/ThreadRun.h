@@ -1,11 +1,20 @@
 // Runs one piece of work per thread and joins them all before returning.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <thread>
 #include <vector>
 
 namespace ovcf {
+
+// How many threads share `items` when each should take at least `itemsPerThread`: at least one,
+// at most `wanted` (0: the machine's cores) and `most`.
+inline unsigned threadsFor(std::uint64_t items, std::uint64_t itemsPerThread, unsigned wanted, unsigned most) {
+    const unsigned cores = wanted > 0 ? wanted : std::max(1u, std::thread::hardware_concurrency());
+    return static_cast<unsigned>(std::clamp<std::uint64_t>(items / itemsPerThread, 1, std::min(cores, most)));
+}
 
 // Calls work(t) for every t below `threads`, each on a thread of its own (on the calling thread
 // when there is one). Every thread is joined before anything goes up, and the first exception a

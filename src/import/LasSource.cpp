@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <thread>
 #include <vector>
 
 #include "core/NumberFormat.h"
@@ -131,9 +130,7 @@ bool LasSource::open(const std::string& path, double step, std::string& error) {
 bool LasSource::scanRecords(std::string& error) {
     // A long file is scanned in one run a thread, each through a reader of its own.
     const std::uint64_t count = header_.pointCount;
-    const unsigned threads = threads_ > 0 ? threads_ : std::max(1u, std::thread::hardware_concurrency());
-    const unsigned runs =
-        static_cast<unsigned>(std::clamp<std::uint64_t>(count / kRecordsPerScanRun, 1, std::min(threads, kMostScanThreads)));
+    const unsigned runs = threadsFor(count, kRecordsPerScanRun, threads_, kMostScanThreads);
     const auto first = [count, runs](unsigned run) { return count * run / runs; };
     std::vector<RecordScan> scans(runs);
     runOnThreads(runs, [&](unsigned run) {

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <thread>
 #include <vector>
 
 #include "core/NumberFormat.h"
@@ -52,9 +51,7 @@ MemoryCloud::MemoryCloud(const double* xyz, const std::uint32_t* colours, std::u
     const double s = step > 0.0 ? step : kDefaultQuantizationStep;
     step_ = {s, s, s};
     // A host cloud of hundreds of millions of points takes a second to measure on one thread.
-    const unsigned cores = threads > 0 ? threads : std::max(1u, std::thread::hardware_concurrency());
-    const unsigned runs = static_cast<unsigned>(
-        std::clamp<std::uint64_t>(count_ / kPointsPerBoundsRun, 1, std::min(cores, kMostBoundsThreads)));
+    const unsigned runs = threadsFor(count_, kPointsPerBoundsRun, threads, kMostBoundsThreads);
     std::vector<CoordinateRange> ranges(runs);
     runOnThreads(runs, [&](unsigned run) { ranges[run] = rangeOf(xyz_, count_ * run / runs, count_ * (run + 1) / runs); });
     bounds_ = ranges[0].bounds;

@@ -150,7 +150,12 @@ bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, Elevatio
     struct Ended {  // even when the read throws: placing workers wait for it
         ElevationOrder& order;
         std::uint32_t stage;
-        ~Ended() { order.endRead(stage); }
+        bool kept = false;
+        ~Ended() {
+            // Reads handed out after a failure may never begin: nobody may wait for them.
+            if (!kept) order.abandon();
+            order.endRead(stage);
+        }
     } ended{order, task.stage};
     const Writer own = writer;
     if (!run.readNode(worker, task.item, decoded, failure)) return false;
@@ -176,10 +181,11 @@ bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, Elevatio
         low = std::min(low, b);
         high = std::max(high, b);
     }
-    return order.keep(task.item, room, count, low, high, [&](std::uint32_t j) {
+    ended.kept = order.keep(task.item, room, count, low, high, [&](std::uint32_t j) {
         const PointRecord& p = decoded[j];
         return kept(p, own.show(first + j, deletions, p));
     });
+    return ended.kept;
 }
 
 // Fills the host's buffers: every point handed on by `run` goes through the writer's show(global
@@ -240,14 +246,7 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
                                               placing[worker]);
                 return true;
             }
-            try {
-                if (keepNode(run, order, worker, task, scratch[worker], failure, writer)) return true;
-            } catch (...) {
-                order.abandon();
-                throw;
-            }
-            order.abandon();
-            return false;
+            return keepNode(run, order, worker, task, scratch[worker], failure, writer);
         }, error);
         if (ok) {
             addSums();
