@@ -18,8 +18,9 @@ build=${2:-$root/build-fuzz}
 share=$((seconds / $#))
 [ "$share" -gt 0 ] || share=1
 
-CC=clang-14 CXX=clang++-14 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DORVANE_FUZZ=ON -DORVANE_TESTS=OFF -DORVANE_DEMO=OFF >/dev/null
+# A unity build with line tables only compiles in half the time; the readers keep -O2.
+CC=clang-14 CXX=clang++-14 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_UNITY_BUILD=ON \
+    "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -gline-tables-only -DNDEBUG" -DORVANE_FUZZ=ON -DORVANE_TESTS=OFF -DORVANE_DEMO=OFF >/dev/null
 targets=""
 for reader in "$@"; do targets="$targets ${reader}_fuzz"; done
 # shellcheck disable=SC2086

@@ -74,14 +74,19 @@ if [ "${CI:-}" = true ] || [ "${ORVANE_CHECK_DEB:-}" = 1 ]; then
 fi
 
 echo "== Windows build (MinGW-w64)"
+# File by file, as the DLL is shipped: in a unity build MinGW's GCC 12 at -O3 inlined a node's
+# origin across files and dropped its rounding to float, which the loader's vertex tests caught.
 cmake -S . -B build/windows -DCMAKE_BUILD_TYPE=Release -DORVANE_TESTS=ON \
   -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" >/dev/null
 cmake --build build/windows -j"$jobs"
 # The Windows tests run one program at a time and leave part of the processors idle: the
 # sanitizer build takes that part meanwhile, at a lower priority, its output kept in a log.
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build, in the background (build/asan/build.log)"
-cmake -S . -B build/asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANE_SANITIZE=address,undefined \
-  -DORVANE_DEMO=OFF >/dev/null
+# The sanitizer trees are compiled as unity builds at -O1 with line tables only: a third of the
+# time that -O2 -g file by file takes, with the same findings and stack traces.
+sanitizer_flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1 -DNDEBUG"
+                 -DCMAKE_UNITY_BUILD=ON -DORVANE_DEMO=OFF)
+cmake -S . -B build/asan "${sanitizer_flags[@]}" -DORVANE_SANITIZE=address,undefined >/dev/null
 nice -n 10 cmake --build build/asan -j"$jobs" >build/asan/build.log 2>&1 &
 asan_build=$!
 
@@ -118,7 +123,7 @@ else
 fi
 
 echo "== ThreadSanitizer build (file, import, node-loading, selection code, concurrent views)"
-cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVANE_SANITIZE=thread -DORVANE_DEMO=OFF >/dev/null
+cmake -S . -B build/tsan "${sanitizer_flags[@]}" -DORVANE_SANITIZE=thread >/dev/null
 cmake --build build/tsan -j"$jobs" --target ovcf_tests import_tests streaming_tests selection_tests concurrency_tests
 # Left out: long single-threaded loops (every fault point of a rebuild, every export format, grid
 # coarsening, the shared samples) whose threaded paths other tests here already run.

@@ -9,6 +9,7 @@
 namespace ovcf {
 
 constexpr std::size_t kLasHeaderBytesToRead = 375;  // the 1.4 header; older ones are shorter
+constexpr std::size_t kVlrHeaderBytes = 54;         // what precedes a variable-length record's payload
 
 struct LasHeader {
     std::uint8_t versionMajor = 0;

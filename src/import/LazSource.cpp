@@ -20,7 +20,6 @@ namespace ovcf {
 
 namespace {
 
-constexpr std::size_t kVlrHeaderBytes = 54;
 constexpr std::uint64_t kLargestVlrArea = 64u << 20;
 // A batch holds a few chunks per thread, and at most this many points, so memory stays small.
 constexpr std::size_t kChunksPerThread = 4;

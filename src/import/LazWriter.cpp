@@ -6,13 +6,12 @@
 #include <thread>
 
 #include "core/ThreadRun.h"
+#include "import/LasHeader.h"
 #include "import/laz/ChunkCodec.h"
 #include "ovcf/ByteOrder.h"
 
 namespace ovcf {
 namespace {
-
-constexpr std::size_t kVlrHeaderBytes = 54;
 
 std::vector<std::uint8_t> laszipRecord(const laz::LazVlr& vlr) {
     const std::vector<std::uint8_t> body = laz::encodeLazVlr(vlr);

@@ -12,7 +12,6 @@ namespace ovcf {
 
 namespace {
 
-constexpr std::size_t kVlrHeaderBytes = 54;
 constexpr std::size_t kEvlrHeaderBytes = 60;
 // Reference system records are a few KiB; anything larger is not read.
 constexpr std::uint64_t kLargestCrsRecord = 1u << 20;

@@ -3,7 +3,9 @@
 // afterwards with no button held changes nothing.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "OrvanePC.h"
 #include "ParentWindow.h"
@@ -46,7 +48,7 @@ protected:
     }
 
     // What the view shows now, as the bytes of a screenshot.
-    std::string picture(PcView view) {
+    std::vector<std::uint8_t> picture(PcView view) {
         renderUntilComplete(view);
         const std::string path = dir.file("shot" + std::to_string(shots++) + ".png");
         EXPECT_EQ(PC_SaveScreenshot(view, path.c_str()), PC_OK);
@@ -80,7 +82,7 @@ TEST_F(CaptureLoss, EveryDragEndsWhenTheCaptureOrFocusGoesElsewhere) {
             PC_SetNavigationTool(view, gesture.navigationTool);
             PC_SetSelectionTool(view, gesture.selectionTool);
             PC_SetRectTool(view, gesture.rectTool);
-            const std::string before = picture(view);
+            const std::vector<std::uint8_t> before = picture(view);
 
             parent->sendMove(child, pressX, pressY);
             parent->sendButton(child, gesture.button, true, pressX, pressY);

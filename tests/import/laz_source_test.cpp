@@ -46,15 +46,6 @@ std::uint64_t signatureOf(const std::vector<PointRecord>& points) {
     return sum;
 }
 
-std::vector<std::uint8_t> fileBytes(const std::string& path) {
-    std::ifstream in(test::fsPath(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
-    std::ofstream(test::fsPath(path), std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-}
-
 TEST(LazSourceTest, LazTwinsReadTheSameRecordsAndBuildTheSameCache) {
     TempDir dir("laz");
     for (const char* name : {"pdal_autzen_trim", "pdal_simple"}) {
@@ -64,7 +55,7 @@ TEST(LazSourceTest, LazTwinsReadTheSameRecordsAndBuildTheSameCache) {
         ASSERT_TRUE(las.open(test::sharedDataFile(std::string(name) + ".las"), 0.0, error)) << error;
         const std::vector<PointRecord> expected = readAll(las);
         // Every field of every record, GPS time, returns and scan angle included.
-        const std::vector<std::uint8_t> lasFile = fileBytes(test::sharedDataFile(std::string(name) + ".las"));
+        const std::vector<std::uint8_t> lasFile = test::fileBytes(test::sharedDataFile(std::string(name) + ".las"));
         const std::vector<std::uint8_t> lasRecords(lasFile.begin() + le::u32(lasFile.data() + 96), lasFile.end());
         for (unsigned threads : {1u, 2u}) {
             LazSource laz;
@@ -122,7 +113,7 @@ TEST(LazSourceTest, LargerFilesTrustTheHeaderBoxAndReadAgainWhenItIsWrong) {
         le::putF64(exactBox.data() + 187 + 16 * axis, low * 0.01);
     }
     auto build = [&](const std::vector<std::uint8_t>& bytes, std::uint64_t measuredUpTo, const std::string& name) {
-        writeBytes(dir.file(name + ".laz"), bytes);
+        test::writeFile(dir.file(name + ".laz"), bytes);
         LazSource source;
         source.setMeasuredUpTo(measuredUpTo);
         std::string error;
@@ -169,12 +160,12 @@ TEST(LazSourceTest, CopcFilesHoldTheirPointsInAnyOrder) {
 TEST(LazSourceTest, DamagedFilesGiveAClearErrorAndNeverACrash) {
     TempDir dir("laz_damaged");
     const std::string path = dir.file("damaged.laz");
-    const std::vector<std::uint8_t> original = fileBytes(test::sharedDataFile("pdal_autzen_trim.laz"));
+    const std::vector<std::uint8_t> original = test::fileBytes(test::sharedDataFile("pdal_autzen_trim.laz"));
     ASSERT_GT(original.size(), 1000u);
     const std::uint32_t dataStart = le::u32(original.data() + 96);
     const std::uint64_t tableAt = le::u64(original.data() + dataStart);
     auto attempt = [&](const std::vector<std::uint8_t>& bytes) {
-        writeBytes(path, bytes);
+        test::writeFile(path, bytes);
         LazSource source;
         std::string error;
         std::vector<PointRecord> points;
@@ -206,7 +197,7 @@ TEST(LazSourceTest, DamagedFilesGiveAClearErrorAndNeverACrash) {
 TEST(LazSourceTest, UnsupportedContentIsRefusedNamingIt) {
     TempDir dir("laz_refused");
     const std::string path = dir.file("refused.laz");
-    const std::vector<std::uint8_t> original = fileBytes(test::sharedDataFile("pdal_simple.laz"));
+    const std::vector<std::uint8_t> original = test::fileBytes(test::sharedDataFile("pdal_simple.laz"));
     const std::uint16_t headerSize = le::u16(original.data() + 94);
     // The LASzip record is the file's only record: its items start 54 + 34 bytes after the header.
     const std::size_t items = headerSize + 54 + 34;
@@ -233,7 +224,7 @@ TEST(LazSourceTest, UnsupportedContentIsRefusedNamingIt) {
         else
             bytes[c.offset] = static_cast<std::uint8_t>(c.value);
         if (c.recordLength) le::putU16(bytes.data() + 105, c.recordLength);
-        writeBytes(path, bytes);
+        test::writeFile(path, bytes);
         LazSource source;
         std::string error;
         EXPECT_FALSE(source.open(path, 0.0, error));

@@ -21,11 +21,6 @@ namespace {
 
 using test::TempDir;
 
-std::vector<std::uint8_t> fileBytes(const std::string& path) {
-    std::ifstream in(test::fsPath(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 std::vector<std::uint8_t> decodedRecords(LazSource& source) {
     std::vector<std::uint8_t> records;
     std::string error;
@@ -50,8 +45,8 @@ TEST(LazWriterTest, TheLazExportHoldsTheLasExportsRecords) {
     ASSERT_TRUE(exportPoints(cache, dir.file("out.las"), true, exported, error)) << error;
     ASSERT_TRUE(exportPoints(cache, dir.file("out.laz"), true, exported, error)) << error;
 
-    const std::vector<std::uint8_t> las = fileBytes(dir.file("out.las"));
-    const std::vector<std::uint8_t> laz = fileBytes(dir.file("out.laz"));
+    const std::vector<std::uint8_t> las = test::fileBytes(dir.file("out.las"));
+    const std::vector<std::uint8_t> laz = test::fileBytes(dir.file("out.laz"));
     ASSERT_GT(las.size(), 375u);
     ASSERT_GT(laz.size(), 375u);
     EXPECT_LT(laz.size(), las.size() / 2);

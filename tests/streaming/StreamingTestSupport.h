@@ -21,6 +21,7 @@
 #include "ovcf/OvcfWriter.h"
 #include "ovcf/PointRecord.h"
 #include "TestPoints.h"
+#include "TestSupport.h"
 
 namespace ovcf::test {
 
@@ -88,12 +89,6 @@ inline void writeCloud(const std::string& path, const KnownCloud& cloud) {
     for (const KnownNode& node : cloud.nodes)
         ASSERT_TRUE(writer.writeNode(node.key, node.points.data(), node.points.size(), error)) << error;
     ASSERT_TRUE(writer.close(error)) << error;
-}
-
-// Test paths are ASCII, so the narrow streams will do.
-inline std::vector<std::uint8_t> fileBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 inline void writeFileBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {

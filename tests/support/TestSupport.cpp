@@ -3,6 +3,8 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 namespace fs = std::filesystem;
 
@@ -28,5 +30,10 @@ std::string TempDir::file(const std::string& name) const { return path_ + "/" + 
 std::string sharedDataFile(const std::string& name) { return std::string(ORVANE_SHARED_DATA_DIR) + "/" + name; }
 
 std::string sourceFile(const std::string& relative) { return std::string(ORVANE_SOURCE_DIR) + "/" + relative; }
+
+std::vector<std::uint8_t> fileBytes(const std::string& path) {
+    std::ifstream in(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
 
 }  // namespace ovcf::test

@@ -1,7 +1,9 @@
 // Helpers shared by the test programs: scratch folders and the shared sample data.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ovcf::test {
 
@@ -25,5 +27,8 @@ private:
 std::string sharedDataFile(const std::string& name);
 // A file of this source tree.
 std::string sourceFile(const std::string& relative);
+
+// The whole file's bytes (none when it cannot be read); the path is UTF-8.
+std::vector<std::uint8_t> fileBytes(const std::string& path);
 
 }  // namespace ovcf::test

@@ -2,12 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "OrvanePC.h"
+#include "TestSupport.h"
 
 namespace ovcf::test {
 
@@ -27,11 +26,6 @@ inline bool buildGridCloud(const std::string& path, int side = 120) {
 inline void renderUntilComplete(PcView view) {
     for (int frame = 0; frame < 200 && PC_Render(view) == 1; ++frame) {
     }
-}
-
-inline std::string fileBytes(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace ovcf::test

@@ -8,13 +8,9 @@
 #include <utility>
 #include <vector>
 
-namespace {
+#include "LastError.h"
 
-std::string lastError() {
-    char text[1024];
-    PC_LastError(text, sizeof text);
-    return text;
-}
+namespace {
 
 std::string trim(const std::string& s) {
     const auto first = s.find_first_not_of(" \t\r");

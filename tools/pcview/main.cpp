@@ -38,6 +38,7 @@
 #include "CrashOnPurpose.h"
 #include "DefaultCloud.h"
 #include "HostWindow.h"
+#include "LastError.h"
 #include "OrvanePC.h"
 #include "Replay.h"
 
@@ -56,12 +57,6 @@ struct Options {
     int width = 1024;
     int height = 720;
 };
-
-std::string lastError() {
-    char text[1024];
-    PC_LastError(text, sizeof text);
-    return text;
-}
 
 void printLog(int level, const char* message, void*) {
     static const char* const names[] = {"TRACE", "DEBUG", "INFO ", "WARN ", "ERROR"};

@@ -12,6 +12,9 @@
 
 namespace ovcf::laz {
 
+// The layers of a formats 6 to 10 chunk, in the order the chunk lists them.
+enum : int { kXy, kZ, kClass, kFlags, kIntensity, kScanAngle, kUserData, kSource, kGps, kLayers };
+
 struct Point14 {
     std::int32_t x = 0, y = 0, z = 0;
     std::uint16_t intensity = 0;

@@ -8,8 +8,6 @@
 namespace ovcf::laz {
 namespace {
 
-enum : int { kXy, kZ, kClass, kFlags, kIntensity, kScanAngle, kUserData, kSource, kGps, kLayers };
-
 class Point14Decoder final : public LayeredItemDecoder {
 public:
     std::size_t layerCount() const override { return kLayers; }

@@ -9,8 +9,6 @@
 namespace ovcf::laz {
 namespace {
 
-enum : int { kXy, kZ, kClass, kFlags, kIntensity, kScanAngle, kUserData, kSource, kGps, kLayers };
-
 class Point14Encoder final : public LayeredItemEncoder {
 public:
     void first(const std::uint8_t* raw, unsigned& context) override {
