@@ -83,7 +83,7 @@ cmake --build build/windows -j"$jobs"
 # sanitizer build takes that part meanwhile, at a lower priority, its output kept in a log.
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build, in the background (build/asan/build.log)"
 # The sanitizer trees are compiled as unity builds at -O1 with line tables only: a third of the
-# time that -O2 -g file by file takes, with the same findings and stack traces.
+# time that -O2 -g file by file takes, with file and line still in every stack trace.
 sanitizer_flags=(-DCMAKE_BUILD_TYPE=RelWithDebInfo "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1 -DNDEBUG"
                  -DCMAKE_UNITY_BUILD=ON -DORVANE_DEMO=OFF)
 cmake -S . -B build/asan "${sanitizer_flags[@]}" -DORVANE_SANITIZE=address,undefined >/dev/null
