@@ -22,7 +22,7 @@ using ovcf::test::lastLibraryError;
 
 bool exists(const std::string& utf8) {
     std::error_code ignored;
-    return std::filesystem::exists(std::filesystem::path(std::u8string(utf8.begin(), utf8.end())), ignored);
+    return std::filesystem::exists(ovcf::test::fsPath(utf8), ignored);
 }
 
 struct Cloud {

@@ -145,10 +145,6 @@ inline bool operator<(const PointRecord& a, const PointRecord& b) {
     return fields(a) < fields(b);
 }
 
-inline std::filesystem::path fsPath(const std::string& utf8) {
-    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
 // The names of the entries of a folder (empty when it does not exist).
 inline std::vector<std::string> folderEntries(const std::string& folder) {
     std::vector<std::string> names;

@@ -82,13 +82,13 @@ TEST(SharedAccess, AFileBeingWrittenCanBeOpenedButIsNotYetValid) {
 TEST(SharedAccess, PathsBeyondAsciiWorkForWritingReadingProbingAndDeleting) {
     TempDir dir;
     const std::string folder = dir.file("città_点云");
-    std::filesystem::create_directories(std::filesystem::path(std::u8string(folder.begin(), folder.end())));
+    std::filesystem::create_directories(fsPath(folder));
     const std::string path = folder + "/nuvola è 测试 ü.ovcf";
     const OvcfWriterParams params = testParams(1, true);
     const std::vector<TestNode> nodes = makeTree(params, 200);
     std::string error;
     ASSERT_TRUE(writeTestFile(path, params, nodes, error)) << error;
-    const std::filesystem::path native(std::u8string(path.begin(), path.end()));
+    const std::filesystem::path native = fsPath(path);
     EXPECT_TRUE(std::filesystem::exists(native));
 
     OvcfReader reader;
@@ -112,7 +112,7 @@ TEST(SharedAccess, PathsBeyondAsciiWorkForWritingReadingProbingAndDeleting) {
         ASSERT_TRUE(watcher.open(temporary, SystemFile::Mode::Read)) << watcher.lastErrorText();
     }
     for (const std::string& name : {partial, temporary})
-        EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(std::u8string(name.begin(), name.end()))));
+        EXPECT_FALSE(std::filesystem::exists(fsPath(name)));
 
     const std::string missing = folder + "/assente è.ovcf";
     EXPECT_FALSE(reader.open(missing, error));

@@ -19,7 +19,7 @@ namespace {
 
 bool fileExists(const std::string& path) {
     std::error_code ignored;
-    return std::filesystem::exists(std::filesystem::path(std::u8string(path.begin(), path.end())), ignored);
+    return std::filesystem::exists(fsPath(path), ignored);
 }
 
 // Checks a written file against the nodes it was written from.

@@ -8,8 +8,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <mutex>
 #include <random>
 #include <string>
@@ -89,11 +87,6 @@ inline void writeCloud(const std::string& path, const KnownCloud& cloud) {
     for (const KnownNode& node : cloud.nodes)
         ASSERT_TRUE(writer.writeNode(node.key, node.points.data(), node.points.size(), error)) << error;
     ASSERT_TRUE(writer.close(error)) << error;
-}
-
-inline void writeFileBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
 }
 
 inline std::uint64_t readLe(const std::vector<std::uint8_t>& bytes, std::size_t offset, int width) {

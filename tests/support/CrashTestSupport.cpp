@@ -20,8 +20,6 @@ namespace {
 
 constexpr const char* kRootVariable = "ORVANE_CRASH_TEST_ROOT";
 
-fs::path utf8Path(const std::string& text) { return fs::path(std::u8string(text.begin(), text.end())); }
-
 #if defined(__GNUC__)
 #define NO_SANITIZE __attribute__((noinline, no_sanitize("address", "undefined")))
 #else
@@ -104,14 +102,14 @@ CrashFolder::~CrashFolder() {
 }
 
 std::string CrashFolder::diagnostics() const {
-    const std::u8string text = (utf8Path(root_) / "OrvaneN").generic_u8string();
+    const std::u8string text = (fsPath(root_) / "OrvaneN").generic_u8string();
     return std::string(text.begin(), text.end());
 }
 
 std::vector<std::string> CrashFolder::files(const std::string& extension) const {
     std::vector<std::string> result;
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(utf8Path(diagnostics()), error)) {
+    for (const auto& entry : fs::directory_iterator(fsPath(diagnostics()), error)) {
         const std::u8string name = entry.path().generic_u8string();
         std::string text(name.begin(), name.end());
         if (text.size() >= extension.size() && text.compare(text.size() - extension.size(), extension.size(), extension) == 0)
@@ -122,7 +120,7 @@ std::vector<std::string> CrashFolder::files(const std::string& extension) const 
 }
 
 std::string readWholeFile(const std::string& path) {
-    std::ifstream in(utf8Path(path), std::ios::binary);
+    std::ifstream in(fsPath(path), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 

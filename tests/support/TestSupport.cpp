@@ -22,7 +22,7 @@ TempDir::TempDir(const std::string& tag) {
 
 TempDir::~TempDir() {
     std::error_code ignored;
-    fs::remove_all(fs::path(std::u8string(path_.begin(), path_.end())), ignored);
+    fs::remove_all(fsPath(path_), ignored);
 }
 
 std::string TempDir::file(const std::string& name) const { return path_ + "/" + name; }
@@ -32,8 +32,13 @@ std::string sharedDataFile(const std::string& name) { return std::string(ORVANE_
 std::string sourceFile(const std::string& relative) { return std::string(ORVANE_SOURCE_DIR) + "/" + relative; }
 
 std::vector<std::uint8_t> fileBytes(const std::string& path) {
-    std::ifstream in(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
+    std::ifstream in(fsPath(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeFileBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+    std::ofstream(fsPath(path), std::ios::binary | std::ios::trunc)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 }  // namespace ovcf::test

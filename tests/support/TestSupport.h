@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -28,7 +29,14 @@ std::string sharedDataFile(const std::string& name);
 // A file of this source tree.
 std::string sourceFile(const std::string& relative);
 
+// A UTF-8 path as the file system takes it (Windows included).
+inline std::filesystem::path fsPath(const std::string& utf8) {
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
 // The whole file's bytes (none when it cannot be read); the path is UTF-8.
 std::vector<std::uint8_t> fileBytes(const std::string& path);
+// Writes the bytes as the whole file, replacing what it held.
+void writeFileBytes(const std::string& path, const std::vector<std::uint8_t>& bytes);
 
 }  // namespace ovcf::test

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 
 #include "PngInspect.h"
@@ -44,15 +43,6 @@ InspectedPng encodeAndInspect(int width, int height, const std::vector<std::uint
     EXPECT_TRUE(png.adlerMatches);
     for (const auto& chunk : png.chunks) EXPECT_TRUE(chunk.crcMatches) << chunk.type;
     return png;
-}
-
-std::vector<std::uint8_t> readFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::filesystem::path fromUtf8(const std::string& s) {
-    return std::filesystem::path(std::u8string(s.begin(), s.end()));
 }
 
 TEST(PngWriter, OnePixelIsACompleteTruecolourFile) {
@@ -132,14 +122,14 @@ TEST(PngWriter, InvalidPicturesAreRefused) {
     std::string error;
     EXPECT_FALSE(writePng(dir.file("x.png"), 0, 0, pixel, false, error));
     EXPECT_EQ(error, "immagine non valida");
-    EXPECT_FALSE(std::filesystem::exists(fromUtf8(dir.file("x.png"))));
+    EXPECT_FALSE(std::filesystem::exists(test::fsPath(dir.file("x.png"))));
 }
 
 TEST(PngWriter, WritesTheFileUnderANonAsciiNameAndReplacesAnOldOne) {
     test::TempDir dir;
     const std::string path = dir.file("schermata città €.png");
     {
-        std::ofstream old(fromUtf8(path), std::ios::binary);
+        std::ofstream old(test::fsPath(path), std::ios::binary);
         old << std::string(100000, 'x');
     }
     const auto rgb = randomPixels(40, 30, 4);
@@ -147,7 +137,7 @@ TEST(PngWriter, WritesTheFileUnderANonAsciiNameAndReplacesAnOldOne) {
     ASSERT_TRUE(writePng(path, 40, 30, rgb.data(), true, error)) << error;
     std::vector<std::uint8_t> expected;
     ASSERT_TRUE(encodePng(40, 30, rgb.data(), true, expected, error));
-    EXPECT_EQ(readFile(fromUtf8(path)), expected);
+    EXPECT_EQ(test::fileBytes(path), expected);
 }
 
 TEST(PngWriter, FailuresNameThePath) {
