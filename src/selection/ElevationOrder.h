@@ -146,10 +146,10 @@ public:
         std::vector<bool> done;
     };
 
-    // Calls put(place, point) for the points of `bucket` whose places in the sorted order are
-    // below `capacity`, in order of place, then sorts its thick slices in `out`. Returns the sum of
-    // put's results. The bucket is ordered in `scratch` first, where the scattered writes stay
-    // in cache, so that the host's buffers are written straight through.
+    // Calls put(first place, points, count) once for the points of `bucket` whose places in the
+    // sorted order are below `capacity`, in order of place, then sorts its thick slices in `out`.
+    // Returns what put returns. The bucket is ordered in `scratch` first, where the scattered
+    // writes stay in cache, so that the host's buffers are written straight through.
     template <class Put>
     std::uint64_t place(std::uint32_t bucket, std::uint64_t capacity, const Put& put, const HostPointBuffers& out,
                         Scratch& scratch) {
@@ -158,9 +158,8 @@ public:
         release(bucket);
         if (!any) return 0;
         const std::uint64_t end = std::min<std::uint64_t>(begin + scratch.size, capacity);
-        const KeptPoint* p = scratch.sorted.get();
-        std::uint64_t sum = 0;
-        for (std::uint64_t at = begin; at < end; ++at) sum += put(static_cast<std::int64_t>(at), *p++);
+        const std::uint64_t sum =
+            begin < end ? put(static_cast<std::int64_t>(begin), scratch.sorted.get(), static_cast<std::size_t>(end - begin)) : 0;
         sortThickSlices(begin, capacity, out, scratch);
         return sum;
     }

@@ -44,23 +44,6 @@ public:
     std::uint64_t startOf(std::uint32_t node) const { return starts_[node]; }
     ParallelReaders& readers() { return readers_; }
 
-    // Reads nodes [first, end) in order with worker `worker`'s reader and calls take(node,
-    // global index, point) for each point handed on: every point, or the survivors only.
-    template <class Take>
-    bool readNodes(unsigned worker, std::uint32_t first, std::uint32_t end, std::vector<PointRecord>& points,
-                   std::string& error, const Take& take) {
-        for (std::uint32_t node = first; node < end; ++node) {
-            if (!readNode(worker, node, points, error)) return false;
-            const std::uint64_t firstPoint = first_.nodes()[node].firstPoint;
-            const bool deletions = hasDeleted(node);
-            for (std::size_t j = 0; j < points.size(); ++j) {
-                const std::uint64_t g = firstPoint + j;
-                if (skips(g, deletions)) continue;
-                if (!take(node, g, deletions, points[j])) break;
-            }
-        }
-        return true;
-    }
     bool readNode(unsigned worker, std::uint32_t node, std::vector<PointRecord>& points, std::string& error) {
         return readers_.reader(worker).readNode(node, points, error);
     }
@@ -103,6 +86,44 @@ void putPoint(double* xyz, std::uint32_t* colors, std::int64_t at, const Vec3d& 
     if (colors) colors[at] = p.colour & 0xFFFFFF;
 }
 
+// A run of points all handed on and all shown, the common case: a plain loop over locals, the
+// flags set apart, so that the compiler keeps everything in registers.
+void putShownRun(const Scale& scale, const PointRecord* points, std::size_t count, double* xyz, std::uint32_t* colors,
+                 std::uint8_t* flags) {
+    const Scale s = scale;
+    for (std::size_t j = 0; j < count; ++j) {
+        const Vec3d world = s.world(points[j]);
+        xyz[3 * j] = world.x;
+        xyz[3 * j + 1] = world.y;
+        xyz[3 * j + 2] = world.z;
+    }
+    if (colors)
+        for (std::size_t j = 0; j < count; ++j) colors[j] = packedColour(points[j]);
+    if (flags) std::fill_n(flags, count, std::uint8_t{1});
+}
+
+// A run of kept points, flags (when given) from their show bits; returns the points hidden.
+std::uint64_t putKeptRun(const Scale& scale, const KeptPoint* points, std::size_t count, double* xyz,
+                         std::uint32_t* colors, std::uint8_t* flags) {
+    const Scale s = scale;
+    for (std::size_t j = 0; j < count; ++j) {
+        const Vec3d world = s.world(points[j]);
+        xyz[3 * j] = world.x;
+        xyz[3 * j + 1] = world.y;
+        xyz[3 * j + 2] = world.z;
+    }
+    if (colors)
+        for (std::size_t j = 0; j < count; ++j) colors[j] = points[j].colour & 0xFFFFFF;
+    if (!flags) return 0;
+    std::uint64_t hidden = 0;
+    for (std::size_t j = 0; j < count; ++j) {
+        const auto flag = static_cast<std::uint8_t>(points[j].colour >> 24);
+        flags[j] = flag;
+        hidden += flag ^ 1u;
+    }
+    return hidden;
+}
+
 // What PC_ReadAllPoints writes: every point, and its show flag when there is a flag buffer.
 struct AllPointsWriter {
     double* xyz;
@@ -127,6 +148,14 @@ struct AllPointsWriter {
         flags[at] = flag;
         return flag ? 0 : 1;
     }
+    // Whether every point of a node without deletions is shown.
+    bool showsAll() const { return !region; }
+    void putShown(std::int64_t at, const PointRecord* points, std::size_t count) const {
+        putShownRun(scale, points, count, xyz + 3 * at, colors ? colors + at : nullptr, flags ? flags + at : nullptr);
+    }
+    std::uint64_t putKept(std::int64_t at, const KeptPoint* points, std::size_t count) const {
+        return putKeptRun(scale, points, count, xyz + 3 * at, colors ? colors + at : nullptr, flags ? flags + at : nullptr);
+    }
 };
 
 // What PC_ReadSurvivingPoints writes: coordinates and colours.
@@ -139,6 +168,13 @@ struct SurvivorWriter {
     std::uint64_t put(std::int64_t at, const KeptPoint& p) const {
         putPoint(xyz, colors, at, scale.world(p), p);
         return 0;
+    }
+    bool showsAll() const { return true; }
+    void putShown(std::int64_t at, const PointRecord* points, std::size_t count) const {
+        putShownRun(scale, points, count, xyz + 3 * at, colors ? colors + at : nullptr, nullptr);
+    }
+    std::uint64_t putKept(std::int64_t at, const KeptPoint* points, std::size_t count) const {
+        return putKeptRun(scale, points, count, xyz + 3 * at, colors ? colors + at : nullptr, nullptr);
     }
 };
 
@@ -190,9 +226,9 @@ bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, Elevatio
 
 // Fills the host's buffers: every point handed on by `run` goes through the writer's show(global
 // index, node has deletions, point) and then put(at, kept point), at its place in file order or
-// sorted by elevation; `tally` sums what put returns. Each worker calls a copy of `writer` of its
-// own, so that the compiler may keep what it holds in registers even across the byte stores of
-// the flags. Returns the points written, or -1.
+// sorted by elevation; `tally` sums the points hidden. Runs of points are written by putShown
+// (a node without deletions whose points are all shown) and putKept (a sorted bucket), in plain
+// loops over locals. Returns the points written, or -1.
 template <class Writer>
 std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, std::string& error, const Writer& writer,
                   std::uint64_t& tally) {
@@ -207,21 +243,34 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
     };
     if (!sorted) {
         std::atomic<std::uint64_t> written{0};
-        const bool ok = run.readers().forEachPiece(run.nodeCount(), [&](unsigned worker, std::size_t node, std::string& failure) {
-            std::vector<PointRecord>& points = scratch[worker];
-            std::int64_t at = static_cast<std::int64_t>(run.startOf(static_cast<std::uint32_t>(node)));
-            std::uint64_t mine = 0, sum = 0;
+        const bool ok = run.readers().forEachPiece(run.nodeCount(), [&](unsigned worker, std::size_t piece, std::string& failure) {
+            const auto node = static_cast<std::uint32_t>(piece);
+            std::vector<PointRecord>& decoded = scratch[worker];
+            if (!run.readNode(worker, node, decoded, failure)) return false;
+            // Everything the loop needs is held locally: a flag is a byte, and a byte store may
+            // alias anything whose address has escaped, which would be read again at every point.
             const Writer own = writer;
-            const bool read = run.readNodes(worker, static_cast<std::uint32_t>(node), static_cast<std::uint32_t>(node) + 1, points,
-                                            failure, [&](std::uint32_t, std::uint64_t g, bool deletions, const PointRecord& p) {
-                                                if (at >= capacity) return false;
-                                                sum += own.put(at++, kept(p, own.show(g, deletions, p)));
-                                                ++mine;
-                                                return true;
-                                            });
-            written += mine;
+            const PointRecord* points = decoded.data();
+            const std::size_t count = decoded.size();
+            const std::uint64_t first = run.nodes()[node].firstPoint;
+            const bool deletions = run.hasDeleted(node);
+            const auto start = static_cast<std::int64_t>(run.startOf(node));
+            std::int64_t at = start;
+            std::uint64_t sum = 0;
+            if (!deletions && own.showsAll()) {
+                const auto n = static_cast<std::size_t>(std::clamp<std::int64_t>(capacity - at, 0, static_cast<std::int64_t>(count)));
+                own.putShown(at, points, n);
+                at += static_cast<std::int64_t>(n);
+            } else {
+                for (std::size_t j = 0; j < count && at < capacity; ++j) {
+                    const std::uint64_t g = first + j;
+                    if (deletions && run.skips(g, true)) continue;
+                    sum += own.put(at++, kept(points[j], own.show(g, deletions, points[j])));
+                }
+            }
+            written += static_cast<std::uint64_t>(at - start);
             sums[worker].n += sum;
-            return read;
+            return true;
         }, error);
         addSums();
         return ok ? static_cast<std::int64_t>(written.load()) : -1;
@@ -242,7 +291,10 @@ std::int64_t fill(ReadBackRun& run, const HostPointBuffers& out, bool sorted, st
                 const Writer own = writer;
                 if (!order.awaitStage(task.stage)) return true;  // the failed read says why
                 sums[worker].n += order.place(task.item, static_cast<std::uint64_t>(capacity),
-                                              [&](std::int64_t at, const KeptPoint& p) { return own.put(at, p); }, out,
+                                              [&](std::int64_t at, const KeptPoint* points, std::size_t count) {
+                                                  return own.putKept(at, points, count);
+                                              },
+                                              out,
                                               placing[worker]);
                 return true;
             }
