@@ -6,7 +6,6 @@
 #include <limits>
 #include <new>
 
-#include "platform/LargeBlock.h"
 #include "selection/PointReadBack.h"
 
 namespace ovcf {
@@ -80,14 +79,7 @@ std::uint32_t quantum(double q) {
 
 }  // namespace
 
-ElevationOrder::NodeScratch::NodeScratch()
-    : counts_(kBuckets, 0), sliceCounts_(static_cast<std::uint32_t*>(allocateLargeBlock(kSlices * sizeof(std::uint32_t)))) {
-    if (!sliceCounts_) throw std::bad_alloc();
-}
-
-void ElevationOrder::NodeScratch::FreeLarge::operator()(std::uint32_t* counts) const {
-    freeLargeBlock(counts, kSlices * sizeof(std::uint32_t));
-}
+ElevationOrder::NodeScratch::NodeScratch() : counts_(kBuckets, 0) {}
 
 ElevationOrder::ElevationOrder(const FileHeader& header, const std::vector<HierarchyRecord>& nodes, bool ignoreCubes,
                                unsigned workers)
@@ -245,46 +237,53 @@ bool ElevationOrder::sortBucket(std::uint32_t bucket, Scratch& scratch, std::uin
     begin = bucketStarts_[bucket];
     const std::uint64_t size = bucketSizes_[bucket];
     if (size == 0) return false;
-    // The bucket's slices, counted while reading; the end buckets, which also hold whatever
-    // lies outside the box, only as far as they hold points.
-    const auto counted = [&](std::uint32_t s) {
-        std::uint64_t n = 0;
-        for (const NodeScratch& room : rooms_) n += room.sliceCounts_[s];
-        return n;
+    // The segments are short and apart: each one's lines are asked for while the one before is
+    // gone through, as the processor's own prefetching does not look across them.
+    const std::vector<Segment>& segments = bucketSegments_[bucket];
+    const auto eachPoint = [&](const auto& visit) {
+        for (std::size_t i = 0; i < segments.size(); ++i) {
+            if (i + 1 < segments.size()) prefetchLines(segments[i + 1].points, segments[i + 1].count);
+            for (const KeptPoint *p = segments[i].points, *end = p + segments[i].count; p < end; ++p) visit(*p);
+        }
     };
+    // The bucket's slices are counted here, from points the placing brings into the cache anyway:
+    // counting them while reading scattered increments over every slice of the cloud. An inner
+    // bucket spans its own slices; the end buckets, which also hold whatever lies outside the
+    // box, span only those their points lie in.
     const auto firstSlice = [&](std::uint64_t b) {
         return static_cast<std::uint32_t>(std::min<std::uint64_t>((slicing_.lowBucket + b) << slicing_.bucketShift, kSlices - 1));
     };
-    std::uint32_t low = bucket == 0 ? 0 : firstSlice(bucket);
-    std::uint32_t high = bucket == kBuckets - 1 ? kSlices - 1 : firstSlice(bucket + 1) - 1;
+    std::uint32_t low = 0, high = 0;
     if (bucket == 0 || bucket == kBuckets - 1) {
-        while (low < high && counted(low) == 0) ++low;
-        while (high > low && counted(high) == 0) --high;
+        low = kSlices - 1;
+        eachPoint([&](const KeptPoint& p) {
+            const std::uint32_t s = slice(p.z);
+            low = std::min(low, s);
+            high = std::max(high, s);
+        });
+    } else {
+        low = firstSlice(bucket);
+        high = firstSlice(bucket + 1) - 1;
     }
-    scratch.next.resize(high - low + 1);
+    scratch.next.assign(high - low + 1, 0);
     std::uint64_t* next = scratch.next.data();
-    for (std::uint32_t s = high + 1; s-- > low;) next[high - s] = counted(s);
+    // Every point's slice lies in the range by construction; the clamp keeps memory safe anyway.
+    const auto rank = [&](const KeptPoint& p) { return high - std::clamp(slice(p.z), low, high); };
+    eachPoint([&](const KeptPoint& p) { ++next[rank(p)]; });
     std::uint64_t at = 0;
     for (std::uint64_t& n : scratch.next) {
         const std::uint64_t count = n;
         n = at;
         at += count;
     }
-    if (at != size) return false;  // a node's keeping ran out of memory after counting: the call fails anyway
+    if (at != size) return false;  // the segments disagree with the sizes counted with them: never
     scratch.size = static_cast<std::size_t>(size);
     if (scratch.room < scratch.size) {
         scratch.sorted.reset(new KeptPoint[scratch.size]);  // left uninitialised, as it is all written
         scratch.room = scratch.size;
     }
     KeptPoint* sorted = scratch.sorted.get();
-    // The segments are short and apart: each one's lines are asked for while the one before is
-    // placed, as the processor's own prefetching does not look across them.
-    const std::vector<Segment>& segments = bucketSegments_[bucket];
-    for (std::size_t i = 0; i < segments.size(); ++i) {
-        if (i + 1 < segments.size()) prefetchLines(segments[i + 1].points, segments[i + 1].count);
-        for (const KeptPoint *p = segments[i].points, *end = p + segments[i].count; p < end; ++p)
-            sorted[next[high - slice(p->z)]++] = *p;
-    }
+    eachPoint([&](const KeptPoint& p) { sorted[next[rank(p)]++] = p; });
     return true;
 }
 

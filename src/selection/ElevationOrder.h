@@ -7,11 +7,11 @@
 // is read: the nodes are read from the highest cube top down, and a bucket is placed as soon as
 // every node that reaches it has been read, while reading goes on with the nodes below. Each
 // node read keeps its points grouped by bucket, in file order, in an array of its own that is
-// freed once its last bucket is placed, and the reading worker counts every slice; a bucket then
-// gathers its nodes' groups in file order, orders them by slice in a worker's scratch and writes
-// them straight through to its own range of the host's buffers. Held meanwhile: the nodes read
-// whose lowest bucket is not placed yet (tens of MB for a cloud of millions of points rather
-// than 16 bytes for every point), and 4 MiB of slice counts per worker.
+// freed once its last bucket is placed; a bucket then gathers its nodes' groups in file order,
+// counts its slices, orders them by slice in a worker's scratch and writes them straight through
+// to its own range of the host's buffers. Held meanwhile: the nodes read whose lowest bucket is
+// not placed yet (tens of MB for a cloud of millions of points rather than 16 bytes for every
+// point).
 //
 // A point outside its node's cube (a damaged file) makes keep() refuse the node; the caller then
 // starts again with the cubes ignored, every node read before any bucket is placed.
@@ -60,8 +60,7 @@ public:
     const std::vector<Task>& tasks() const { return tasks_; }
 
     // A reading worker's room for one node: which of its decoded points are handed on, in file
-    // order, with the bucket of each, the count of each bucket (zero between nodes), and the
-    // count of each slice over every node the worker reads.
+    // order, with the bucket of each, and the count of each bucket (zero between nodes).
     class NodeScratch {
     public:
         NodeScratch();
@@ -75,17 +74,12 @@ public:
         std::uint32_t* picked() { return picked_.data(); }
         std::uint16_t* buckets() { return buckets_.data(); }
         std::uint32_t* counts() { return counts_.data(); }
-        std::uint32_t* sliceCounts() { return sliceCounts_.get(); }
 
     private:
         friend class ElevationOrder;
-        struct FreeLarge {
-            void operator()(std::uint32_t* counts) const;
-        };
         std::vector<std::uint32_t> picked_;
         std::vector<std::uint16_t> buckets_;
         std::vector<std::uint32_t> counts_;
-        std::unique_ptr<std::uint32_t[], FreeLarge> sliceCounts_;
     };
     NodeScratch& room(unsigned worker) { return rooms_[worker]; }
 
@@ -121,8 +115,6 @@ public:
                 prefetchForWrite(to + 8);
                 *to = convert(picked[i]);
             }
-        } else {
-            for (std::size_t i = 0; i < count; ++i) --scratch.sliceCounts_[slice(convert(picked[i]).z)];
         }
         std::fill(next + low, next + high + 1, 0u);
         return points != nullptr;

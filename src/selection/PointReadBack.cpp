@@ -200,7 +200,6 @@ bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, Elevatio
     std::uint32_t* picked = room.picked();
     std::uint16_t* buckets = room.buckets();
     std::uint32_t* counts = room.counts();
-    std::uint32_t* sliceCounts = room.sliceCounts();
     const ElevationOrder::Slicing slicing = order.slicing();
     const std::uint64_t first = run.nodes()[task.item].firstPoint;
     const bool deletions = run.hasDeleted(task.item);
@@ -210,7 +209,6 @@ bool keepNode(ReadBackRun& run, ElevationOrder& order, unsigned worker, Elevatio
         if (run.skips(first + j, deletions)) continue;
         const std::uint32_t s = slicing.slice(decoded[j].z);
         const std::uint32_t b = slicing.bucket(s);
-        ++sliceCounts[s];
         ++counts[b];
         picked[count] = j;
         buckets[count++] = static_cast<std::uint16_t>(b);
