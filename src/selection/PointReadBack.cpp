@@ -86,10 +86,10 @@ void putPoint(double* xyz, std::uint32_t* colors, std::int64_t at, const Vec3d& 
     if (colors) colors[at] = p.colour & 0xFFFFFF;
 }
 
-// A run of points all handed on and all shown, the common case: a plain loop over locals, the
-// flags set apart, so that the compiler keeps everything in registers.
-void putShownRun(const Scale& scale, const PointRecord* points, std::size_t count, double* xyz, std::uint32_t* colors,
-                 std::uint8_t* flags) {
+// The coordinates of a run of points, in a loop of their own over locals: no byte store among
+// them, so the compiler keeps the scale and the pointers in registers.
+template <class Point>
+void putCoordinates(const Scale& scale, const Point* points, std::size_t count, double* xyz) {
     const Scale s = scale;
     for (std::size_t j = 0; j < count; ++j) {
         const Vec3d world = s.world(points[j]);
@@ -97,6 +97,12 @@ void putShownRun(const Scale& scale, const PointRecord* points, std::size_t coun
         xyz[3 * j + 1] = world.y;
         xyz[3 * j + 2] = world.z;
     }
+}
+
+// A run of points all handed on and all shown, the common case.
+void putShownRun(const Scale& scale, const PointRecord* points, std::size_t count, double* xyz, std::uint32_t* colors,
+                 std::uint8_t* flags) {
+    putCoordinates(scale, points, count, xyz);
     if (colors)
         for (std::size_t j = 0; j < count; ++j) colors[j] = packedColour(points[j]);
     if (flags) std::fill_n(flags, count, std::uint8_t{1});
@@ -105,13 +111,7 @@ void putShownRun(const Scale& scale, const PointRecord* points, std::size_t coun
 // A run of kept points, flags (when given) from their show bits; returns the points hidden.
 std::uint64_t putKeptRun(const Scale& scale, const KeptPoint* points, std::size_t count, double* xyz,
                          std::uint32_t* colors, std::uint8_t* flags) {
-    const Scale s = scale;
-    for (std::size_t j = 0; j < count; ++j) {
-        const Vec3d world = s.world(points[j]);
-        xyz[3 * j] = world.x;
-        xyz[3 * j + 1] = world.y;
-        xyz[3 * j + 2] = world.z;
-    }
+    putCoordinates(scale, points, count, xyz);
     if (colors)
         for (std::size_t j = 0; j < count; ++j) colors[j] = points[j].colour & 0xFFFFFF;
     if (!flags) return 0;
