@@ -378,7 +378,7 @@ bool LazSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
         cursor_ += take;
         inChunk_ += take;
         if (inChunk_ == chunk.points) {
-            std::vector<std::uint8_t>().swap(batch_.chunks[nextChunk_ - batch_.first]);
+            Records().swap(batch_.chunks[nextChunk_ - batch_.first]);
             ++nextChunk_;
             inChunk_ = 0;
         }
