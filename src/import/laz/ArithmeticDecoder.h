@@ -1,8 +1,13 @@
 // The LAZ range decoder over one block of compressed bytes. Damaged data never reads outside the
 // block: running past its end, or a state no encoder produces, throws CorruptData.
+//
+// The state keeps value_ < length_ and length_ >= 2^24 from start(), which refuses the one first
+// value no encoder writes, through every step: so a symbol's slice lies inside its model's table,
+// the interval found holds value_, and no division is by zero, whatever the bytes. Damaged data
+// decodes to wrong symbols, never to an invalid state, and is caught by the block's end or by the
+// item decoders' own checks.
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -38,11 +43,10 @@ public:
     std::uint32_t decodeSymbol(SymbolModel& model) {
         const std::uint32_t whole = length_;
         length_ >>= kSymbolLengthShift;
-        if (length_ == 0) corrupt();
         const std::uint32_t scaled = value_ / length_;
-        // Length's dropped low bits let `scaled` pass the last slice a little: the last symbol.
-        // Damaged data lands there too, and is caught by the check below.
-        const std::uint32_t slice = std::min(scaled >> model.tableShift, model.tableSize);
+        // Length's dropped low bits let `scaled` pass the last slice a little: the table's slices
+        // after the last hold the last symbol.
+        const std::uint32_t slice = scaled >> model.tableShift;
         const std::uint16_t* table = model.table();
         const std::uint16_t* distribution = model.distribution();
         std::uint32_t symbol = table[slice];
@@ -59,7 +63,6 @@ public:
         // frequency (the first count) is read, and not used, for it.
         const std::uint32_t next = distribution[symbol + 1] * length_;
         const std::uint32_t y = symbol == model.lastSymbol ? whole : next;
-        if (x > value_ || value_ >= y) corrupt();  // a valid stream lies inside the interval
         value_ -= x;
         length_ = y - x;
         normalize();

@@ -17,15 +17,20 @@ void BitModel::update() {
     untilUpdate = cycle;
 }
 
+std::uint32_t SymbolModel::tableEntries() const {
+    // A decoder's length is at least 2^24 before a symbol, so its scaled value stays below
+    // 2^15 + 2^15 / 2^9; it reads the entry of its slice and the next.
+    return (((1u << kSymbolLengthShift) + 63) >> tableShift) + 2;
+}
+
 SymbolModel::SymbolModel(std::uint32_t symbolCount) : symbols(symbolCount), lastSymbol(symbolCount - 1) {
     // About four slices per symbol, for every model: a slice then mostly holds one symbol, so
     // decoding seldom searches, and small models need no search of their own, whose branches
     // the processor cannot foresee. Any resolution decodes the same symbols.
     unsigned bits = 3;
     while (symbols * 4 > (1u << bits) && bits < kLargestTableBits) ++bits;
-    tableSize = 1u << bits;
     tableShift = kSymbolLengthShift - bits;
-    data_.assign(2 * symbols + tableSize + 2, 0);
+    data_.assign(2 * symbols + tableEntries(), 0);
     std::uint16_t* count = counts();
     for (std::uint32_t k = 0; k < symbols; ++k) count[k] = 1;
     cycle = symbols;
@@ -58,7 +63,7 @@ void SymbolModel::update() {
         std::fill(filled, upTo, static_cast<std::uint16_t>(k - 1));
         filled = std::max(filled, upTo);
     }
-    std::fill(filled, table + tableSize + 2, static_cast<std::uint16_t>(symbols - 1));
+    std::fill(filled, table + tableEntries(), static_cast<std::uint16_t>(symbols - 1));
     cycle = (5 * cycle) >> 2;
     const std::uint32_t longest = (symbols + 6) << 3;
     if (cycle > longest) cycle = longest;

@@ -38,13 +38,16 @@ public:
     std::uint32_t symbols;
     std::uint32_t lastSymbol;
     // The decoding table gives, per slice of the scaled interval, the first symbol to search from.
-    std::uint32_t tableSize = 0;
+    // A few slices follow the last, for the scaled values just past the interval (the decoder's
+    // dropped length bits): they hold the last symbol, so the decoder needs no bound.
     std::uint32_t tableShift = 0;
     std::uint32_t totalCount = 0;
     std::uint32_t cycle = 0;
     std::uint32_t untilUpdate = 0;
 
 private:
+    std::uint32_t tableEntries() const;
+
     std::vector<std::uint16_t> data_;
 };
 
