@@ -3,7 +3,7 @@
 namespace ovcf::laz {
 
 void ArithmeticDecoder::start(const std::uint8_t* bytes, std::size_t size) {
-    begin_ = next_ = bytes;
+    next_ = bytes;
     end_ = bytes + size;
     length_ = 0xFFFFFFFFu;
     value_ = 0;

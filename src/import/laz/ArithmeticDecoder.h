@@ -25,7 +25,6 @@ class ArithmeticDecoder {
 public:
     // Starts decoding `size` bytes at `bytes` (the first four prime the state).
     void start(const std::uint8_t* bytes, std::size_t size);
-    bool started() const { return begin_ != nullptr; }
 
     // Inline: the point codecs call these a dozen times per point.
     std::uint32_t decodeBit(BitModel& model) {
@@ -116,7 +115,6 @@ private:
         } while (length_ < kMinLength);
     }
 
-    const std::uint8_t* begin_ = nullptr;
     const std::uint8_t* next_ = nullptr;
     const std::uint8_t* end_ = nullptr;
     std::uint32_t value_ = 0;
