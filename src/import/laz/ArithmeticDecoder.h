@@ -26,8 +26,9 @@ public:
     // Starts decoding `size` bytes at `bytes` (the first four prime the state).
     void start(const std::uint8_t* bytes, std::size_t size);
 
-    // Inline: the point codecs call these a dozen times per point.
-    std::uint32_t decodeBit(BitModel& model) {
+    // Always inline: the point codecs call these a dozen times per point, with the decoder's
+    // state in registers.
+    [[gnu::always_inline]] std::uint32_t decodeBit(BitModel& model) {
         const std::uint32_t x = model.zeroProbability * (length_ >> kBitLengthShift);
         const std::uint32_t bit = value_ >= x ? 1u : 0u;
         // Selected, not branched: which bit comes is what the model could not foresee.
@@ -39,7 +40,7 @@ public:
         return bit;
     }
 
-    std::uint32_t decodeSymbol(SymbolModel& model) {
+    [[gnu::always_inline]] std::uint32_t decodeSymbol(SymbolModel& model) {
         const std::uint32_t whole = length_;
         length_ >>= kSymbolLengthShift;
         const std::uint32_t scaled = value_ / length_;

@@ -22,6 +22,11 @@ IntegerCodec::IntegerCodec(unsigned bits, unsigned contexts, unsigned bitsHigh) 
     correctorModels_.resize(correctorBits_);
 }
 
+SymbolModel* IntegerCodec::makeCorrectorModel(unsigned k) {
+    correctorModels_[k - 1] = std::make_unique<SymbolModel>(k <= bitsHigh_ ? 1u << k : 1u << bitsHigh_);
+    return correctorModels_[k - 1].get();
+}
+
 void IntegerCodec::encode(ArithmeticEncoder& encoder, std::int32_t prediction, std::int32_t value, unsigned context) {
     std::int32_t c = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) - static_cast<std::uint32_t>(prediction));
     if (c < correctorMin_)

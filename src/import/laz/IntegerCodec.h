@@ -42,11 +42,12 @@ private:
     std::vector<std::unique_ptr<SymbolModel>> correctorModels_;
 
     SymbolModel& correctorModel(unsigned k) {
-        std::unique_ptr<SymbolModel>& model = correctorModels_[k - 1];
+        SymbolModel* model = correctorModels_[k - 1].get();
         if (!model) [[unlikely]]
-            model = std::make_unique<SymbolModel>(k <= bitsHigh_ ? 1u << k : 1u << bitsHigh_);
+            model = makeCorrectorModel(k);
         return *model;
     }
+    SymbolModel* makeCorrectorModel(unsigned k);
 };
 
 inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& shared, std::int32_t prediction, unsigned context) {
