@@ -97,7 +97,7 @@ private:
     // third symbol needs one or two, unforeseeably: computed without a branch from the
     // length's leading zeros, away from the end of the block.
     void normalize() {
-        if (end_ - next_ >= 4) [[likely]] {
+        if (next_ <= lastWord_) [[likely]] {
             const unsigned shift = (std::countl_zero(length_ | 1u) >> 3) * 8;
             const std::uint64_t window = (std::uint64_t{value_} << 32) | (std::uint32_t{next_[0]} << 24) |
                                          (std::uint32_t{next_[1]} << 16) | (std::uint32_t{next_[2]} << 8) | next_[3];
@@ -110,14 +110,16 @@ private:
     }
     void renormalize() {
         do {
-            if (next_ >= end_) endedEarly();
+            if (next_ >= lastWord_ + 4) endedEarly();
             value_ = (value_ << 8) | *next_++;
             length_ <<= 8;
         } while (length_ < kMinLength);
     }
 
-    const std::uint8_t* next_ = nullptr;
-    const std::uint8_t* end_ = nullptr;
+    // Before start(), an empty block: decoding throws, as at the end of one.
+    static constexpr std::uint8_t kNoBytes[4] = {};
+    const std::uint8_t* next_ = kNoBytes + 4;
+    const std::uint8_t* lastWord_ = kNoBytes;  // the block's last four bytes: one compare a symbol
     std::uint32_t value_ = 0;
     std::uint32_t length_ = 0xFFFFFFFFu;
 };
