@@ -50,13 +50,16 @@ public:
         const std::uint16_t* table = model.table();
         const std::uint16_t* distribution = model.distribution();
         std::uint32_t symbol = table[slice];
-        std::uint32_t high = table[slice + 1] + 1u;
-        while (high > symbol + 1) {
-            const std::uint32_t middle = (symbol + high) >> 1;
-            if (distribution[middle] > scaled)
-                high = middle;
-            else
-                symbol = middle;
+        const std::uint32_t last = table[slice + 1];  // the slice's symbols: mostly one
+        if (last > symbol) {
+            std::uint32_t high = last + 1;
+            do {
+                const std::uint32_t middle = (symbol + high) >> 1;
+                if (distribution[middle] > scaled)
+                    high = middle;
+                else
+                    symbol = middle;
+            } while (high > symbol + 1);
         }
         const std::uint32_t x = distribution[symbol] * length_;
         // The last symbol's interval ends at the whole length; the entry after the last

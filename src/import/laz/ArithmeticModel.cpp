@@ -31,11 +31,32 @@ SymbolModel::SymbolModel(std::uint32_t symbolCount) : symbols(symbolCount), last
     while (symbols * 4 > (1u << bits) && bits < kLargestTableBits) ++bits;
     tableShift = kSymbolLengthShift - bits;
     data_.assign(2 * symbols + tableEntries(), 0);
+    pointIntoBlock();
     std::uint16_t* count = counts();
     for (std::uint32_t k = 0; k < symbols; ++k) count[k] = 1;
     cycle = symbols;
     update();
     cycle = untilUpdate = (symbols + 6) >> 1;
+}
+
+SymbolModel::SymbolModel(const SymbolModel& other)
+    : symbols(other.symbols), lastSymbol(other.lastSymbol), tableShift(other.tableShift), totalCount(other.totalCount),
+      cycle(other.cycle), untilUpdate(other.untilUpdate), data_(other.data_) {
+    pointIntoBlock();
+}
+
+SymbolModel& SymbolModel::operator=(const SymbolModel& other) {
+    if (this != &other) {
+        symbols = other.symbols;
+        lastSymbol = other.lastSymbol;
+        tableShift = other.tableShift;
+        totalCount = other.totalCount;
+        cycle = other.cycle;
+        untilUpdate = other.untilUpdate;
+        data_ = other.data_;
+        pointIntoBlock();
+    }
+    return *this;
 }
 
 void SymbolModel::update() {
@@ -53,7 +74,7 @@ void SymbolModel::update() {
     std::uint32_t sum = 0;
     // Slice s starts inside the last symbol that begins in a slice before it. Filled run by run
     // as the symbols' starts are found: one store per slice.
-    std::uint16_t* table = data_.data() + 2 * symbols;
+    std::uint16_t* table = table_;
     table[0] = 0;
     std::uint16_t* filled = table + 1;
     for (std::uint32_t k = 0; k < symbols; ++k) {
