@@ -10,6 +10,10 @@
 //
 // usage: laz_bench [POINTS] [FOLDER]   (20 million points by default; 0: only the shared sample)
 //        laz_bench FILE.laz              (decoding that file alone)
+//        laz_bench FILE.laz ROUNDS       (every field ROUNDS times on one thread: the first round
+//                                         untimed, for a checksum of the records that compares
+//                                         decoders; the difference of the instruction counts of
+//                                         two runs is one round)
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -61,9 +65,10 @@ void generateCache(std::size_t points, const std::string& cache) {
     }
 }
 
-void decodeOnly(const std::string& path, const char* label) {
+void decodeOnly(const std::string& path, const char* label, int fixedRounds = 0) {
     for (bool all : {true, false})
     for (unsigned threads : {1u, 2u}) {
+        if (fixedRounds > 0 && (!all || threads > 1)) continue;
         LazSource source;
         source.setThreads(threads);
         std::string error;
@@ -71,15 +76,31 @@ void decodeOnly(const std::string& path, const char* label) {
             std::fprintf(stderr, "%s\n", error.c_str());
             std::exit(1);
         }
+        const unsigned fields = all ? laz::kAllFields : source.pointFields();
+        if (fixedRounds > 0) {
+            // The first round, untimed, for the checksum.
+            std::uint64_t checksum = 14695981039346656037ull;  // FNV-1a of every record, in order
+            const std::size_t length = source.header().recordLength;
+            if (!source.forEachChunk(
+                    [&](const std::uint8_t* records, std::uint64_t n) {
+                        for (std::size_t i = 0; i < n * length; ++i) checksum = (checksum ^ records[i]) * 1099511628211ull;
+                    },
+                    error, fields)) {
+                std::fprintf(stderr, "%s\n", error.c_str());
+                std::exit(1);
+            }
+            std::printf("checksum of the records: %016llx\n", static_cast<unsigned long long>(checksum));
+            if (fixedRounds == 1) continue;
+        }
         bench::resetPeakResident();
         const auto start = Clock::now();
         const double cpuStart = bench::processorSeconds();
         std::uint64_t points = 0;
         // Small files are decoded several times over, for a measurable time.
-        const int rounds = std::max<int>(1, static_cast<int>(2000000 / std::max<std::uint64_t>(1, source.pointCount())));
+        const int rounds = fixedRounds > 0 ? fixedRounds - 1
+                                           : std::max<int>(1, static_cast<int>(2000000 / std::max<std::uint64_t>(1, source.pointCount())));
         for (int r = 0; r < rounds; ++r)
-            if (!source.forEachChunk([&](const std::uint8_t*, std::uint64_t n) { points += n; }, error,
-                                     all ? laz::kAllFields : source.pointFields())) {
+            if (!source.forEachChunk([&](const std::uint8_t*, std::uint64_t n) { points += n; }, error, fields)) {
                 std::fprintf(stderr, "%s\n", error.c_str());
                 std::exit(1);
             }
@@ -146,7 +167,7 @@ double exportTo(const std::string& cache, const std::string& output, const char*
 
 int main(int argc, char** argv) {
     if (argc > 1 && std::filesystem::path(argv[1]).extension() == ".laz") {
-        decodeOnly(argv[1], std::filesystem::path(argv[1]).filename().string().c_str());
+        decodeOnly(argv[1], std::filesystem::path(argv[1]).filename().string().c_str(), argc > 2 ? std::atoi(argv[2]) : 0);
         return 0;
     }
     const std::size_t points = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 20000000;

@@ -263,7 +263,7 @@ unsigned LazSource::pointFields() const {
 }
 
 bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error, unsigned fields) {
-    std::vector<std::vector<std::uint8_t>> compressed(count);
+    std::vector<Records> compressed(count);  // filled by the reads
     std::string reason;
     for (std::size_t i = 0; i < count; ++i) {
         const Chunk& chunk = chunks_[first + i];
@@ -378,7 +378,7 @@ bool LazSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
         cursor_ += take;
         inChunk_ += take;
         if (inChunk_ == chunk.points) {
-            std::vector<std::uint8_t>().swap(batch_.chunks[nextChunk_ - batch_.first]);
+            Records().swap(batch_.chunks[nextChunk_ - batch_.first]);
             ++nextChunk_;
             inChunk_ = 0;
         }

@@ -45,6 +45,24 @@ std::unique_ptr<LayeredItemEncoder> layeredEncoder(const LazItem& item) {
     }
 }
 
+// An item's decoder and where its field lies in the record.
+template <class Decoder>
+struct Slot {
+    Decoder* item;
+    std::size_t offset;
+};
+
+template <class Decoder>
+std::vector<Slot<Decoder>> slotsOf(const std::vector<std::unique_ptr<Decoder>>& items, const LazVlr& vlr) {
+    std::vector<Slot<Decoder>> slots;
+    std::size_t offset = 0;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        slots.push_back({items[i].get(), offset});
+        offset += vlr.items[i].size;
+    }
+    return slots;
+}
+
 void decodePointwise(const LazVlr& vlr, const std::uint8_t* data, std::size_t size, std::uint64_t points,
                      std::uint16_t recordLength, std::uint8_t* out) {
     if (size < recordLength) throw CorruptData("the chunk ends inside its first point");
@@ -59,13 +77,14 @@ void decodePointwise(const LazVlr& vlr, const std::uint8_t* data, std::size_t si
     if (points < 2) return;
     ArithmeticDecoder decoder;
     decoder.start(data + recordLength, size - recordLength);
+    // Each item with its place in the record, walked from locals: the item calls could change any
+    // memory the compiler cannot see is private, so the vectors would be read again at every one.
+    const std::vector<Slot<PointwiseItemDecoder>> slots = slotsOf(items, vlr);
+    const Slot<PointwiseItemDecoder>* const first = slots.data();
+    const Slot<PointwiseItemDecoder>* const last = first + slots.size();
     for (std::uint64_t p = 1; p < points; ++p) {
         std::uint8_t* record = out + p * recordLength;
-        offset = 0;
-        for (std::size_t i = 0; i < items.size(); ++i) {
-            items[i]->decode(decoder, record + offset);
-            offset += vlr.items[i].size;
-        }
+        for (const Slot<PointwiseItemDecoder>* slot = first; slot != last; ++slot) slot->item->decode(decoder, record + slot->offset);
     }
 }
 
@@ -103,14 +122,14 @@ void decodeLayered(const LazVlr& vlr, const std::uint8_t* data, std::size_t size
         item->attach(layers.data() + first, fields);
         first += item->layerCount();
     }
+    const std::vector<Slot<LayeredItemDecoder>> slots = slotsOf(items, vlr);
+    const Slot<LayeredItemDecoder>* const firstSlot = slots.data();
+    const Slot<LayeredItemDecoder>* const lastSlot = firstSlot + slots.size();
     for (std::uint64_t p = 1; p < points; ++p) {
         std::uint8_t* record = out + p * recordLength;
-        context = 0;
-        offset = 0;
-        for (std::size_t i = 0; i < items.size(); ++i) {
-            items[i]->decode(record + offset, context);
-            offset += vlr.items[i].size;
-        }
+        unsigned pointContext = 0;
+        for (const Slot<LayeredItemDecoder>* slot = firstSlot; slot != lastSlot; ++slot)
+            slot->item->decode(record + slot->offset, pointContext);
     }
 }
 

@@ -10,14 +10,21 @@ IntegerCodec::IntegerCodec(unsigned bits, unsigned contexts, unsigned bitsHigh) 
         correctorRange_ = 1u << bits;
         correctorMin_ = -static_cast<std::int32_t>(correctorRange_ / 2);
         correctorMax_ = correctorMin_ + static_cast<std::int32_t>(correctorRange_ - 1);
+        valueMask_ = correctorRange_ - 1;
     } else {
         correctorBits_ = 32;
         correctorRange_ = 0;
         correctorMin_ = std::numeric_limits<std::int32_t>::min();
         correctorMax_ = std::numeric_limits<std::int32_t>::max();
+        valueMask_ = 0xFFFFFFFFu;
     }
     classModels_.assign(contexts, SymbolModel(correctorBits_ + 1));
     correctorModels_.resize(correctorBits_);
+}
+
+SymbolModel* IntegerCodec::makeCorrectorModel(unsigned k) {
+    correctorModels_[k - 1] = std::make_unique<SymbolModel>(k <= bitsHigh_ ? 1u << k : 1u << bitsHigh_);
+    return correctorModels_[k - 1].get();
 }
 
 void IntegerCodec::encode(ArithmeticEncoder& encoder, std::int32_t prediction, std::int32_t value, unsigned context) {

@@ -18,8 +18,11 @@ public:
     // `bits` of the values (32: the whole int range), `contexts` separate class models.
     explicit IntegerCodec(unsigned bits = 16, unsigned contexts = 1, unsigned bitsHigh = 8);
 
-    // Inline: the point decoders spend most of their time in here.
-    std::int32_t decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context);
+    // The value, in [0, 2^bits) below 32 bits: a prediction in that range plus the corrector,
+    // folded back into it. Always inline: a point decodes several values, and in a caller that
+    // holds its own copy of the decoder, the coder's state then stays in registers throughout,
+    // instead of passing through memory at every call.
+    [[gnu::always_inline]] std::int32_t decode(ArithmeticDecoder& decoder, std::int32_t prediction, unsigned context);
     void encode(ArithmeticEncoder& encoder, std::int32_t prediction, std::int32_t value, unsigned context);
     // The class of the last corrector, which callers use to choose later contexts.
     unsigned k() const { return k_; }
@@ -31,6 +34,7 @@ private:
     std::uint32_t correctorRange_;
     std::int32_t correctorMin_;
     std::int32_t correctorMax_;
+    std::uint32_t valueMask_;  // 2^bits - 1; all ones for 32 bits
     std::vector<SymbolModel> classModels_;
     BitModel zeroOrOne_;
     // Made on first use: of the 32 classes of a 32-bit value a chunk meets a few, and building
@@ -38,46 +42,41 @@ private:
     std::vector<std::unique_ptr<SymbolModel>> correctorModels_;
 
     SymbolModel& correctorModel(unsigned k) {
-        std::unique_ptr<SymbolModel>& model = correctorModels_[k - 1];
+        SymbolModel* model = correctorModels_[k - 1].get();
         if (!model) [[unlikely]]
-            model = std::make_unique<SymbolModel>(k <= bitsHigh_ ? 1u << k : 1u << bitsHigh_);
+            model = makeCorrectorModel(k);
         return *model;
     }
+    SymbolModel* makeCorrectorModel(unsigned k);
 };
 
 inline std::int32_t IntegerCodec::decode(ArithmeticDecoder& shared, std::int32_t prediction, unsigned context) {
-    // A copy keeps the coder's state in registers across the two or three symbols; the shared
-    // decoder, which the compiler must keep up to date in memory at every step, is written once.
+    // A copy keeps the coder's state in registers across the two or three symbols, where the
+    // caller's decoder is not a copy of its own already.
     ArithmeticDecoder decoder = shared;
-    k_ = decoder.decodeSymbol(classModels_[context]);
+    const unsigned k = decoder.decodeSymbol(classModels_[context]);
+    k_ = k;
     std::int32_t corrector;
-    if (k_ == 0) {
+    if (k == 0) {
         corrector = static_cast<std::int32_t>(decoder.decodeBit(zeroOrOne_));
-    } else if (k_ < 32) {
-        std::uint32_t c;
-        if (k_ <= bitsHigh_) {
-            c = decoder.decodeSymbol(correctorModel(k_));
-        } else {
-            const unsigned lowBits = k_ - bitsHigh_;
-            c = decoder.decodeSymbol(correctorModel(k_));
+    } else if (k < 32) {
+        // Large classes: the model codes the high bits, the low ones come raw.
+        std::uint32_t c = decoder.decodeSymbol(correctorModel(k));
+        if (k > bitsHigh_) {
+            const unsigned lowBits = k - bitsHigh_;
             c = (c << lowBits) | decoder.readBits(lowBits);
         }
         // Back from [0, 2^k) to [-(2^k - 1), -2^(k-1)] or [2^(k-1) + 1, 2^k]. The sign is as
         // random as the data: masks, as the compiler turned a selection into a branch.
-        const std::uint32_t negative = 0u - static_cast<std::uint32_t>(c < (1u << (k_ - 1)));
-        corrector = static_cast<std::int32_t>(c + 1 - (negative & (1u << k_)));
+        const std::uint32_t negative = 0u - static_cast<std::uint32_t>(c < (1u << (k - 1)));
+        corrector = static_cast<std::int32_t>(c + 1 - (negative & (1u << k)));
     } else {
         corrector = correctorMin_;
     }
     shared = decoder;
-    // Folded back into the range of `bits`, without a branch either: a coordinate's change is
-    // as often below zero as above.
-    const std::uint32_t sum = static_cast<std::uint32_t>(prediction) + static_cast<std::uint32_t>(corrector);
-    const std::uint32_t below = 0u - static_cast<std::uint32_t>(static_cast<std::int32_t>(sum) < 0);
-    const std::uint32_t above = 0u - (static_cast<std::uint32_t>(correctorRange_ != 0) & (sum >> 31 ^ 1u) &
-                                      static_cast<std::uint32_t>(sum >= correctorRange_));
-    const std::int32_t value = static_cast<std::int32_t>(sum + (below & correctorRange_) - (above & correctorRange_));
-    return value;
+    // The format folds the sum into range by adding or subtracting 2^bits once. Its low bits are
+    // all that callers keep, and from a prediction in range the fold leaves no others.
+    return static_cast<std::int32_t>((static_cast<std::uint32_t>(prediction) + static_cast<std::uint32_t>(corrector)) & valueMask_);
 }
 
 }  // namespace ovcf::laz

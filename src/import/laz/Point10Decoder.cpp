@@ -57,7 +57,9 @@ public:
         last_.intensity = 0;  // the intensity predictions start from 0, not from the first point
     }
 
-    void decode(ArithmeticDecoder& d, std::uint8_t* out) override {
+    void decode(ArithmeticDecoder& shared, std::uint8_t* out) override {
+        // A copy of the decoder keeps its state in registers through the point's dozen symbols.
+        ArithmeticDecoder d = shared;
         const std::uint32_t changed = d.decodeSymbol(changed_);
         if (changed & 32) last_.returns = static_cast<std::uint8_t>(d.decodeSymbol(returns_[last_.returns]));
         const unsigned r = last_.returns & 7;
@@ -88,6 +90,7 @@ public:
         k = (dx_.k() + dy_.k()) / 2;
         last_.z = z_.decode(d, lastHeight_[l], (n == 1) + (k < 18 ? withoutLowBit(k) : 18));
         lastHeight_[l] = last_.z;
+        shared = d;
         last_.store(out);
     }
 

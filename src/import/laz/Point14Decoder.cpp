@@ -34,7 +34,8 @@ public:
     }
 
     void decode(std::uint8_t* out, unsigned& context) override {
-        ArithmeticDecoder& xy = decoders_[kXy];
+        // A copy of the first layer's decoder keeps its state in registers through its symbols.
+        ArithmeticDecoder xy = decoders_[kXy];
         const std::uint32_t changed = xy.decodeSymbol(contexts_[current_]->changed[contexts_[current_]->lastReturnContext()]);
         if (changed & 64) {
             const unsigned channel = (current_ + xy.decodeSymbol(contexts_[current_]->channel) + 1) % 4;
@@ -79,6 +80,7 @@ public:
         const std::int32_t dy = c.dy.decode(xy, c.yDiffs[medianIndex].get(), single + (k < 20 ? withoutLowBit(k) : 20));
         p.y = wrapAdd(p.y, dy);
         c.yDiffs[medianIndex].add(dy);
+        decoders_[kXy] = xy;
 
         if (present_[kZ]) {
             k = (c.dx.k() + c.dy.k()) / 2;

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "ovcf/ByteOrder.h"
-
 namespace ovcf::laz {
 namespace {
 
@@ -15,14 +13,6 @@ int high(unsigned v) { return static_cast<int>((v >> 8) & 0xFF); }
 int clampByte(int v) { return std::clamp(v, 0, 255); }
 
 }  // namespace
-
-Rgb loadRgb(const std::uint8_t* b) { return {le::u16(b), le::u16(b + 2), le::u16(b + 4)}; }
-
-void storeRgb(const Rgb& rgb, std::uint8_t* b) {
-    le::putU16(b, rgb.red);
-    le::putU16(b + 2, rgb.green);
-    le::putU16(b + 4, rgb.blue);
-}
 
 void decodeRgb(ArithmeticDecoder& shared, RgbModels& models, Rgb& rgb) {
     // A copy of the decoder keeps its state in registers across the up to seven symbols, and the

@@ -6,6 +6,7 @@
 
 #include "import/laz/ArithmeticDecoder.h"
 #include "import/laz/ArithmeticEncoder.h"
+#include "ovcf/ByteOrder.h"
 
 namespace ovcf::laz {
 
@@ -14,8 +15,13 @@ struct Rgb {
     bool operator==(const Rgb&) const = default;
 };
 
-Rgb loadRgb(const std::uint8_t* bytes);
-void storeRgb(const Rgb& rgb, std::uint8_t* bytes);
+// Inline: a colour is stored at every point.
+inline Rgb loadRgb(const std::uint8_t* b) { return {le::u16(b), le::u16(b + 2), le::u16(b + 4)}; }
+inline void storeRgb(const Rgb& rgb, std::uint8_t* b) {
+    le::putU16(b, rgb.red);
+    le::putU16(b + 2, rgb.green);
+    le::putU16(b + 4, rgb.blue);
+}
 
 struct RgbModels {
     SymbolModel changed{128};
