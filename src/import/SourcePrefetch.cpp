@@ -85,8 +85,9 @@ void SourcePrefetch::fill(Batch& batch) {
     }
     if (batch.failed) return;
     const PointRecord* points = batch.points.data();
-    for (std::size_t i = 0; i < batch.count; ++i) batch.summary.box.add(points[i]);
-    batch.summary.signature = batchSignature(points, batch.count, pointFormat_);
+    IntegerBox box;
+    for (std::size_t i = 0; i < batch.count; ++i) box.add(points[i]);
+    batch.summary.box = box;
 }
 
 bool SourcePrefetch::next(const PointRecord*& points, std::size_t& count, BatchSummary& summary, std::string& error) {
@@ -111,6 +112,8 @@ bool SourcePrefetch::next(const PointRecord*& points, std::size_t& count, BatchS
     points = batch->points.data();
     count = batch->count;
     summary = batch->summary;
+    // Summed on the caller's thread: parsing the file keeps the reading thread the busier of the two.
+    summary.signature = batchSignature(points, count, pointFormat_);
     return true;
 }
 
