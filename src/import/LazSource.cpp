@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::uint64_t kLargestVlrArea = 64u << 20;
 // A batch holds a few chunks per thread, and at most this many points, so memory stays small.
-constexpr std::size_t kChunksPerThread = 4;
+constexpr std::size_t kChunksPerThread = 8;
 constexpr std::uint64_t kBatchPoints = 4u << 20;
 // Larger files than setMeasuredUpTo() says have their colour depth taken from this many evenly
 // spread chunks.
@@ -263,7 +263,8 @@ unsigned LazSource::pointFields() const {
 }
 
 bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error, unsigned fields) {
-    std::vector<Records> compressed(count);  // filled by the reads
+    if (compressed_.size() < count) compressed_.resize(count);
+    std::vector<Records>& compressed = compressed_;  // filled by the reads
     std::string reason;
     for (std::size_t i = 0; i < count; ++i) {
         const Chunk& chunk = chunks_[first + i];
@@ -285,6 +286,7 @@ bool LazSource::decodeBatch(std::size_t first, std::size_t count, Batch& batch, 
         for (std::size_t i = next++; i < count; i = next++) {
             const Chunk& chunk = chunks_[first + i];
             try {
+                if (batch.chunks[i].capacity() == 0) batch.chunks[i] = takeSpare();
                 batch.chunks[i].resize(static_cast<std::size_t>(chunk.points) * length);
                 laz::decodeChunk(vlr_, compressed[i].data(), compressed[i].size(), chunk.points, length,
                                  batch.chunks[i].data(), fields);
@@ -378,12 +380,28 @@ bool LazSource::read(PointRecord* points, std::size_t capacity, std::size_t& cou
         cursor_ += take;
         inChunk_ += take;
         if (inChunk_ == chunk.points) {
-            Records().swap(batch_.chunks[nextChunk_ - batch_.first]);
+            giveBack(batch_.chunks[nextChunk_ - batch_.first]);
             ++nextChunk_;
             inChunk_ = 0;
         }
     }
     return true;
+}
+
+LazSource::Records LazSource::takeSpare() {
+    const std::lock_guard<std::mutex> lock(spareMutex_);
+    if (spare_.empty()) return {};
+    Records records = std::move(spare_.back());
+    spare_.pop_back();
+    return records;
+}
+
+void LazSource::giveBack(Records& records) {
+    Records handed = std::move(records);
+    records = Records();
+    // No more than one batch's worth waits: the rest of the memory goes back.
+    const std::lock_guard<std::mutex> lock(spareMutex_);
+    if (spare_.size() < threadCount() * kChunksPerThread) spare_.push_back(std::move(handed));
 }
 
 std::string LazSource::description() const {

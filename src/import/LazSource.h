@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <vector>
@@ -108,7 +109,8 @@ private:
         std::vector<Records> chunks;  // raw records of each chunk
     };
 
-    // Decodes chunks [first, first + count) into `batch`, on up to threads_ threads.
+    // Decodes chunks [first, first + count) into `batch`, on up to threads_ threads. One call at a
+    // time: a background decoding ends before the next call.
     bool decodeBatch(std::size_t first, std::size_t count, Batch& batch, std::string& error, unsigned fields);
     // Starts decoding the batch from chunk `first` in the background, into next_.
     void startNextBatch(std::size_t first);
@@ -136,6 +138,14 @@ private:
     std::array<double, 3> gridStep_{};
     std::array<double, 3> gridOffset_{};
 
+    // A chunk's records once handed out, to decode the next ones into: fresh memory for every
+    // chunk cost the system a page fault and a zero fill per page.
+    Records takeSpare();
+    void giveBack(Records& records);
+
+    std::vector<Records> compressed_;  // decodeBatch's reads
+    std::mutex spareMutex_;
+    std::vector<Records> spare_;
     Batch batch_;                // the chunks being handed out
     Batch next_;                 // the chunks decoded in the background (only that thread touches it)
     std::size_t nextFirst_ = 0;  // the first of them
