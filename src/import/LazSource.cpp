@@ -247,8 +247,10 @@ bool LazSource::readChunkTable(std::string& reason) {
     return true;
 }
 
+std::size_t LazSource::mostChunksPerBatch() const { return threadCount() * kChunksPerThread; }
+
 std::size_t LazSource::batchSize(std::size_t first) const {
-    const std::size_t most = threadCount() * kChunksPerThread;
+    const std::size_t most = mostChunksPerBatch();
     std::size_t count = 0;
     std::uint64_t points = 0;
     while (first + count < chunks_.size() && count < most && (count == 0 || points + chunks_[first + count].points <= kBatchPoints)) {
@@ -401,7 +403,7 @@ void LazSource::giveBack(Records& records) {
     records = Records();
     // No more than one batch's worth waits: the rest of the memory goes back.
     const std::lock_guard<std::mutex> lock(spareMutex_);
-    if (spare_.size() < threadCount() * kChunksPerThread) spare_.push_back(std::move(handed));
+    if (spare_.size() < mostChunksPerBatch()) spare_.push_back(std::move(handed));
 }
 
 std::string LazSource::description() const {

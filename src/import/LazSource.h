@@ -116,8 +116,9 @@ private:
     void startNextBatch(std::size_t first);
     // Waits for a background decoding; false with its error when it failed.
     bool waitForNextBatch(std::string* error = nullptr);
-    // How many chunks from `first` one batch takes.
+    // How many chunks from `first` one batch takes, and the most it ever takes.
     std::size_t batchSize(std::size_t first) const;
+    std::size_t mostChunksPerBatch() const;
     unsigned threadCount() const;
     bool fail(std::string& error, const std::string& reason) const;
 
